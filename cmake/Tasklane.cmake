@@ -1,0 +1,57 @@
+# The vocabulary of this project's build: one library a source folder, its tests beside it, found by
+# name. A folder's own CMakeLists.txt says only what it uses.
+
+add_library(tasklane_options INTERFACE)
+target_compile_options(tasklane_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  $<$<CONFIG:Debug>:-O1>)
+target_include_directories(tasklane_options INTERFACE ${CMAKE_SOURCE_DIR}/src)
+if(TASKLANE_SANITIZE)
+  target_compile_options(tasklane_options INTERFACE
+    -fsanitize=${TASKLANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(tasklane_options INTERFACE -fsanitize=${TASKLANE_SANITIZE})
+endif()
+
+find_package(Threads REQUIRED)
+if(TASKLANE_TESTS)
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+
+# tasklane_library(NAME [USES target...] [PRIVATE_USES target...])
+#
+# Makes the static library tasklane_NAME of every .cpp file of this folder, tests and programs' mains
+# left out. USES is what its headers need, PRIVATE_USES what only its sources need.
+function(tasklane_library name)
+  cmake_parse_arguments(ARG "" "" "USES;PRIVATE_USES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+  list(FILTER sources EXCLUDE REGEX "_(test|fuzz|testmain)\\.cpp$")
+  if(NOT sources)
+    add_library(tasklane_${name} INTERFACE)
+    target_link_libraries(tasklane_${name} INTERFACE tasklane_options ${ARG_USES})
+    return()
+  endif()
+  add_library(tasklane_${name} STATIC ${sources})
+  target_link_libraries(tasklane_${name}
+    PUBLIC tasklane_options ${ARG_USES} PRIVATE ${ARG_PRIVATE_USES} Threads::Threads)
+endfunction()
+
+# tasklane_tests(NAME [MAIN main.cpp] [USES target...] [ENVIRONMENT VAR=value...] [SOURCES extra...])
+#
+# Makes one test program of every *_test.cpp file of this folder and registers each of its tests.
+# Names of programs that a test starts are passed to it as environment variables.
+function(tasklane_tests name)
+  if(NOT TASKLANE_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "MAIN" "USES;ENVIRONMENT;SOURCES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *_test.cpp)
+  if(NOT sources)
+    return()
+  endif()
+  add_executable(${name}_test ${sources} ${ARG_MAIN} ${ARG_SOURCES})
+  target_link_libraries(${name}_test PRIVATE ${ARG_USES} GTest::gmock
+    $<$<NOT:$<BOOL:${ARG_MAIN}>>:GTest::gmock_main>)
+  gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 120 DISCOVERY_MODE PRE_TEST
+    PROPERTIES TIMEOUT 300 ENVIRONMENT "${ARG_ENVIRONMENT}")
+endfunction()

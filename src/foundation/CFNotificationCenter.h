@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tasklane {
+
+/// Names the notify center that carries posts between the processes of one user. There is no
+/// daemon: each name in use has one small mapped file, in a folder found from the user's id alone,
+/// that holds the whole name and a 64-bit counter of posts. A post adds one and touches the file
+/// only when a listener sleeps; a listener watches it with inotify and delivers as many calls as
+/// the counter has moved, so no post is lost or merged. Names are compared whole.
+class CFNotificationCenter;
+using CFNotificationCallback = void (*)(CFNotificationCenter& center, void* observer,
+                                        const std::string& name, const void* object,
+                                        const void* userInfo);
+
+enum class CFNotificationSuspensionBehavior {
+  Drop = 1,
+  Coalesce = 2,
+  Hold = 3,
+  DeliverImmediately = 4
+};
+
+class CFNotificationCenter {
+ public:
+  /// Listeners are called on the main thread, from the run loop (see NSRunLoop); posts may come
+  /// from any thread. Adding and removing belong to the main thread.
+  void addObserver(void* observer, CFNotificationCallback callback, const std::string& name,
+                   CFNotificationSuspensionBehavior behavior);
+  /// After this returns the observer is not called any more, not even for posts already counted.
+  void removeObserver(void* observer, const std::string& name);
+  void postNotification(const std::string& name);
+
+  /// Calls the listeners of a name now for everything posted so far, without waiting. Main thread.
+  void deliverPending(const std::string& name);
+
+  /// The folder that holds the counters. It belongs to the user alone (0700); one that belongs to
+  /// somebody else is refused.
+  static std::string folder();
+
+ private:
+  CFNotificationCenter() = default;
+  friend CFNotificationCenter& CFNotificationCenterGetDarwinNotifyCenter();
+};
+
+CFNotificationCenter& CFNotificationCenterGetDarwinNotifyCenter();
+void CFNotificationCenterAddObserver(CFNotificationCenter& center, void* observer,
+                                     CFNotificationCallback callback, const std::string& name,
+                                     CFNotificationSuspensionBehavior behavior);
+void CFNotificationCenterRemoveObserver(CFNotificationCenter& center, void* observer,
+                                        const std::string& name);
+void CFNotificationCenterPostNotification(CFNotificationCenter& center, const std::string& name);
+
+}  // namespace tasklane

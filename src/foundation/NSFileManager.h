@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/NSError.h"
+#include "foundation/NSURL.h"
+
+namespace tasklane {
+
+/// Files and folders by path. Files that it makes are readable by their owner alone (0600), folders
+/// are 0700. Any thread.
+class NSFileManager {
+ public:
+  static NSFileManager& defaultManager();
+
+  /// The folder of an application group, for example "group.com.kestrelworks.Tasklane": inside the
+  /// folder that TASKLANE_GROUP_CONTAINERS names, else in $XDG_DATA_HOME/tasklane (~/.local/share/
+  /// tasklane where that is unset or not absolute). It is made, with the folders above it. None
+  /// when it cannot be made; containerError() says why.
+  std::optional<NSURL> containerURLForSecurityApplicationGroupIdentifier(const std::string& group);
+
+  /// The same for a base identifier such as "com.kestrelworks.Tasklane": the group's name is the
+  /// base identifier with "group." in front.
+  std::optional<NSURL> containerURLForBaseGroupContainerIdentifier(const std::string& base);
+
+  bool fileExistsAtPath(const std::string& path) const;
+  Result<void> createDirectoryAtPath(const std::string& path, bool withIntermediateDirectories);
+  Result<std::vector<std::string>> contentsOfDirectoryAtPath(const std::string& path) const;
+  Result<void> removeItemAtPath(const std::string& path);
+
+  /// The whole file. A folder, an unreadable or a missing file is an error that names it.
+  Result<std::string> contentsAtPath(const std::string& path) const;
+
+  /// Writes in place, replacing what was there; a failure may leave a part of the file.
+  Result<void> writeToFile(const std::string& path, std::string_view bytes);
+
+  /// Writes beside the path, flushes, renames over it and flushes the folder: a reader sees the old
+  /// or the new contents whole, and a failure leaves the old ones and no other file.
+  Result<void> writeToFileAtomically(const std::string& path, std::string_view bytes);
+};
+
+}  // namespace tasklane

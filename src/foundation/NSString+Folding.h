@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace tasklane {
+
+/// The text with case and combining marks removed (Unicode full case folding of the compatibility
+/// decomposition, marks dropped), for comparisons that ignore both. Invalid UTF-8 folds to U+FFFD.
+/// Folding is language-neutral and idempotent. Any thread.
+std::string stringByFolding(std::string_view text);
+
+/// A list of titles folded once and searched on every keystroke: the predicate "title CONTAINS[cd]
+/// x". Immutable after construction; any thread.
+class FoldedTitles {
+ public:
+  FoldedTitles() = default;
+  /// One entry per title, in order; a missing title never matches.
+  explicit FoldedTitles(const std::vector<std::optional<std::string>>& titles);
+
+  std::size_t count() const { return count_; }
+  /// The indices, ascending, of the titles that contain the text anywhere. An empty text matches
+  /// every title that is not missing. One pass over the folded text, whatever the number of hits.
+  std::vector<std::size_t> indicesContaining(std::string_view text) const;
+
+ private:
+  std::size_t count_ = 0;
+  std::string folded_;
+  std::vector<std::size_t> starts_;
+};
+
+/// Byte range of the lines (with their terminators) that hold a byte range of the text, by the
+/// platform's line terminators: LF, CR, CR LF, U+0085, U+2028, U+2029. Answers {start, length}.
+std::pair<std::size_t, std::size_t> lineRangeForRange(std::string_view text, std::size_t start,
+                                                      std::size_t length);
+
+/// The number of UTF-16 units of a UTF-8 text, which is what the platform calls its length.
+std::size_t UTF16Length(std::string_view text);
+
+}  // namespace tasklane
