@@ -1,0 +1,67 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "foundation/NSError.h"
+#include "uikit/CGGeometry.h"
+#include "uikit/UIFont.h"
+#include "uikit/UIView.h"
+
+namespace tasklane {
+
+class UIWindow;
+
+/// The widget behind a view that is on a screen. The view owns it and tells it of changes; a
+/// person's input comes back through the view's own operations. Neither direction echoes.
+class UIViewPeer {
+ public:
+  virtual ~UIViewPeer() = default;
+  /// Something that the widget shows (geometry, colours, text, state) has changed; several calls
+  /// before the next turn of the loop may be answered once.
+  virtual void viewDidChange() = 0;
+  /// The order or set of subviews has changed.
+  virtual void subviewsDidChange() = 0;
+  /// The view became, or ceased to be, the first responder.
+  virtual void firstResponderDidChange(bool isFirstResponder) = 0;
+};
+
+/// The few questions that views ask of what puts them on a screen. A program chooses an answer when
+/// it is linked: src/uikit/qt, or src/uikit/headless, which measures with fixed metrics and shows
+/// nothing. Main thread.
+namespace backend {
+
+/// The size that a text takes within a width, broken into at most numberOfLines lines (0: any
+/// number).
+CGSize sizeOfText(std::string_view text, const UIFont& font, CGFloat maximumWidth,
+                  int numberOfLines);
+CGFloat lineHeightOfFont(const UIFont& font);
+CGFloat ascenderOfFont(const UIFont& font);
+
+/// The body text size that the desktop is set to, relative to its default: 0.8 to 2.
+CGFloat textSizeFactor();
+CGSize mainScreenSize();
+CGFloat mainScreenScale();
+UIUserInterfaceLayoutDirection layoutDirection();
+bool animationsEnabled();
+bool isAssistiveProgramConnected();
+void announce(const std::string& text);
+
+/// A widget for a view whose superview (or window) is on a screen; null where nothing is shown.
+std::unique_ptr<UIViewPeer> makePeer(UIView& view);
+
+/// Puts a window on the screen and takes it away again.
+void showWindow(UIWindow& window);
+void hideWindow(UIWindow& window);
+
+/// Draws a window as it would appear into a PNG file, without a display; scale is pixels per point.
+Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat scale);
+
+/// Starts the toolkit, once, before the first window; argc and argv as main() got them. The name is
+/// what the desktop knows the program by.
+void start(int& argc, char** argv, const std::string& applicationName);
+
+}  // namespace backend
+}  // namespace tasklane

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <memory>
+
+#include "uikit/UIView.h"
+
+namespace tasklane {
+
+enum class UIScrollViewIndicatorStyle { Default = 0, Black = 1, White = 2 };
+
+class UIScrollView;
+class UIScrollViewDelegate {
+ public:
+  virtual ~UIScrollViewDelegate() = default;
+  virtual void scrollViewDidScroll(UIScrollView& scrollView) { (void)scrollView; }
+};
+
+/// A window onto a larger content: the content offset is the bounds' origin. Programs may set any
+/// offset; a person cannot scroll beyond the content and its insets.
+class UIScrollView : public UIView {
+ public:
+  explicit UIScrollView(CGRect frame = {});
+
+  CGPoint contentOffset() const { return bounds().origin; }
+  virtual void setContentOffset(CGPoint offset, bool animated = false);
+  CGSize contentSize() const { return contentSize_; }
+  virtual void setContentSize(CGSize size);
+  UIEdgeInsets contentInset() const { return contentInset_; }
+  void setContentInset(UIEdgeInsets inset);
+  bool isScrollEnabled() const { return scrollEnabled_; }
+  void setScrollEnabled(bool enabled);
+  UIScrollViewIndicatorStyle indicatorStyle() const { return indicatorStyle_; }
+  void setIndicatorStyle(UIScrollViewIndicatorStyle style);
+  void scrollRectToVisible(CGRect rect, bool animated);
+
+  /// A person scrolled to an offset (the backend calls this).
+  void userDidScrollToOffset(CGPoint offset);
+
+ protected:
+  virtual void didScroll() {}
+
+ private:
+  CGSize contentSize_;
+  UIEdgeInsets contentInset_;
+  UIScrollViewIndicatorStyle indicatorStyle_ = UIScrollViewIndicatorStyle::Default;
+  bool scrollEnabled_ = true;
+};
+
+}  // namespace tasklane

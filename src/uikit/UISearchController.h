@@ -1,0 +1,75 @@
+#pragma once
+
+#include <memory>
+
+#include "uikit/UISearchBar.h"
+#include "uikit/UIViewController.h"
+
+namespace tasklane {
+
+class UISearchController;
+
+class UISearchResultsUpdating {
+ public:
+  virtual ~UISearchResultsUpdating() = default;
+  virtual void updateSearchResultsForSearchController(UISearchController& searchController) = 0;
+};
+
+class UISearchControllerDelegate {
+ public:
+  virtual ~UISearchControllerDelegate() = default;
+  virtual void willPresentSearchController(UISearchController& searchController) {
+    (void)searchController;
+  }
+  virtual void didPresentSearchController(UISearchController& searchController) {
+    (void)searchController;
+  }
+  virtual void willDismissSearchController(UISearchController& searchController) {
+    (void)searchController;
+  }
+  virtual void didDismissSearchController(UISearchController& searchController) {
+    (void)searchController;
+  }
+};
+
+/// A search over the screen that shows its bar. Activating it (by the bar's becoming first
+/// responder, or by setActive) presents it: the delegate hears first, then the updater, which hears
+/// again on each change of the text. Deactivating clears the text and updates once more.
+class UISearchController : public UIViewController, public UISearchBarDelegate {
+ public:
+  /// Null shows the results in the searched screen itself.
+  static std::shared_ptr<UISearchController> make(
+      const std::shared_ptr<UIViewController>& searchResultsController);
+
+  const std::shared_ptr<UISearchBar>& searchBar() const { return searchBar_; }
+  /// Both are held weakly.
+  void setDelegate(const std::weak_ptr<UISearchControllerDelegate>& delegate) {
+    delegate_ = delegate;
+  }
+  std::shared_ptr<UISearchControllerDelegate> delegate() const { return delegate_.lock(); }
+  void setSearchResultsUpdater(const std::weak_ptr<UISearchResultsUpdating>& updater) {
+    updater_ = updater;
+  }
+  std::shared_ptr<UISearchResultsUpdating> searchResultsUpdater() const { return updater_.lock(); }
+
+  bool isActive() const { return active_; }
+  void setActive(bool active);
+  bool dimsBackgroundDuringPresentation() const { return dimsBackground_; }
+  void setDimsBackgroundDuringPresentation(bool flag) { dimsBackground_ = flag; }
+  bool hidesNavigationBarDuringPresentation() const { return hidesNavigationBar_; }
+  void setHidesNavigationBarDuringPresentation(bool flag) { hidesNavigationBar_ = flag; }
+
+  void searchBarTextDidBeginEditing(UISearchBar& searchBar) override;
+  void searchBarTextDidChange(UISearchBar& searchBar) override;
+  void searchBarCancelButtonClicked(UISearchBar& searchBar) override;
+
+ private:
+  UISearchController() = default;
+  void update();
+  std::shared_ptr<UISearchBar> searchBar_;
+  std::weak_ptr<UISearchControllerDelegate> delegate_;
+  std::weak_ptr<UISearchResultsUpdating> updater_;
+  bool active_ = false, dimsBackground_ = true, hidesNavigationBar_ = true;
+};
+
+}  // namespace tasklane

@@ -1,0 +1,155 @@
+#pragma once
+
+#include <functional>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "uikit/NSIndexPath.h"
+#include "uikit/UIScrollView.h"
+#include "uikit/UITableViewCell.h"
+
+namespace tasklane {
+
+class UITableView;
+
+enum class UITableViewStyle { Plain = 0, Grouped = 1 };
+enum class UITableViewScrollPosition { None = 0, Top = 1, Middle = 2, Bottom = 3 };
+
+/// As a row's height: the row sizes itself.
+inline constexpr CGFloat UITableViewAutomaticDimension = -1;
+
+/// Where a table's rows come from.
+class UITableViewDataSource {
+ public:
+  virtual ~UITableViewDataSource() = default;
+  virtual std::size_t numberOfSectionsInTableView(UITableView& tableView) {
+    (void)tableView;
+    return 1;
+  }
+  virtual std::size_t numberOfRowsInSection(UITableView& tableView, std::size_t section) = 0;
+  /// Never null.
+  virtual std::shared_ptr<UITableViewCell> cellForRowAtIndexPath(UITableView& tableView,
+                                                                 NSIndexPath indexPath) = 0;
+  virtual std::optional<std::string> titleForHeaderInSection(UITableView& tableView,
+                                                             std::size_t section) {
+    (void)tableView, (void)section;
+    return {};
+  }
+};
+
+/// What a table tells and asks while it shows rows and a person uses them.
+class UITableViewDelegate : public UIScrollViewDelegate {
+ public:
+  virtual CGFloat heightForRowAtIndexPath(UITableView& tableView, NSIndexPath indexPath);
+  virtual CGFloat estimatedHeightForRowAtIndexPath(UITableView& tableView, NSIndexPath indexPath);
+  virtual void willDisplayCell(UITableView& tableView, UITableViewCell& cell,
+                               NSIndexPath indexPath) {
+    (void)tableView, (void)cell, (void)indexPath;
+  }
+  virtual void willDisplayHeaderView(UITableView& tableView, UIView& headerView,
+                                     std::size_t section) {
+    (void)tableView, (void)headerView, (void)section;
+  }
+  /// A person chose a row.
+  virtual void didSelectRowAtIndexPath(UITableView& tableView, NSIndexPath indexPath) {
+    (void)tableView, (void)indexPath;
+  }
+};
+
+/// A list of rows in sections. It keeps cells for the rows on screen only and hands them back for
+/// reuse; a list of 100,000 rows opens as fast as one of 20. A row's cell is known only while it is
+/// on screen. Rows size themselves; an estimate stands until a row has been seen, and scrolling
+/// never jumps because of it.
+class UITableView : public UIScrollView {
+ public:
+  UITableView(CGRect frame, UITableViewStyle style);
+
+  UITableViewStyle style() const { return style_; }
+  /// Both are held weakly.
+  void setDataSource(const std::weak_ptr<UITableViewDataSource>& dataSource);
+  std::shared_ptr<UITableViewDataSource> dataSource() const { return dataSource_.lock(); }
+  void setDelegate(const std::weak_ptr<UITableViewDelegate>& delegate);
+  std::shared_ptr<UITableViewDelegate> delegate() const { return delegate_.lock(); }
+
+  /// Asks the data source again for everything; the cells on screen are handed back for reuse.
+  virtual void reloadData();
+
+  std::size_t numberOfSections();
+  std::size_t numberOfRowsInSection(std::size_t section);
+
+  // Reuse.
+  using CellClass = std::function<std::shared_ptr<UITableViewCell>(
+      UITableViewCellStyle style, const std::string& reuseIdentifier)>;
+  void registerClassForCellReuseIdentifier(CellClass cellClass, const std::string& identifier);
+  template <class Cell>
+  void registerClassForCellReuseIdentifier(const std::string& identifier) {
+    registerClassForCellReuseIdentifier(
+        [](UITableViewCellStyle style, const std::string& name) {
+          return std::make_shared<Cell>(style, name);
+        },
+        identifier);
+  }
+  /// A cell to fill for a row: a used one after its prepareForReuse, or a new one of the registered
+  /// class. An identifier without a class is a programming error.
+  std::shared_ptr<UITableViewCell> dequeueReusableCellWithIdentifier(const std::string& identifier,
+                                                                     NSIndexPath forIndexPath);
+
+  /// The row's cell while it is on screen, else null.
+  std::shared_ptr<UITableViewCell> cellForRowAtIndexPath(NSIndexPath indexPath);
+  std::optional<NSIndexPath> indexPathForCell(const UITableViewCell& cell) const;
+  std::vector<NSIndexPath> indexPathsForVisibleRows();
+  std::optional<NSIndexPath> indexPathForRowAtPoint(CGPoint point);
+  CGRect rectForRowAtIndexPath(NSIndexPath indexPath);
+  CGRect rectForHeaderInSection(std::size_t section);
+  void scrollToRowAtIndexPath(NSIndexPath indexPath, UITableViewScrollPosition position,
+                              bool animated);
+
+  // Selection. One row at a time.
+  std::optional<NSIndexPath> indexPathForSelectedRow() const { return selectedRow_; }
+  void selectRowAtIndexPath(std::optional<NSIndexPath> indexPath, bool animated,
+                            UITableViewScrollPosition scrollPosition);
+  void deselectRowAtIndexPath(NSIndexPath indexPath, bool animated);
+
+  CGFloat rowHeight() const { return rowHeight_; }
+  void setRowHeight(CGFloat height);
+  CGFloat estimatedRowHeight() const { return estimatedRowHeight_; }
+  void setEstimatedRowHeight(CGFloat height);
+  const std::optional<UIColor>& separatorColor() const { return separatorColor_; }
+  void setSeparatorColor(const std::optional<UIColor>& color);
+  /// Scrolls with the content, above section 0; only its height is used.
+  const std::shared_ptr<UIView>& tableHeaderView() const { return tableHeaderView_; }
+  void setTableHeaderView(const std::shared_ptr<UIView>& view);
+
+  // Keyboard and pointer; the backend calls these.
+  enum class Key { Up, Down, PageUp, PageDown, Home, End, Choose };
+  /// Moves the keyboard's row or chooses it; answers whether the key meant anything here. Up from
+  /// the first row answers false, so that the focus can leave.
+  bool handleKey(Key key);
+  /// The row that the keyboard is on, shown as focused while the table is the first responder.
+  std::optional<NSIndexPath> focusedRow() const { return focusedRow_; }
+  void setFocusedRow(std::optional<NSIndexPath> indexPath);
+  void userDidPressRow(std::optional<NSIndexPath> indexPath);  ///< highlights; none ends it
+  void userDidChooseRow(NSIndexPath indexPath);
+
+  bool canBecomeFirstResponder() const override { return true; }
+  void layoutSubviews() override;
+  void setFrame(CGRect frame) override;
+
+ private:
+  // Row geometry, tiling and reuse: see UITableView.cpp and the files beside it.
+  struct Tiling;
+  UITableViewStyle style_;
+  std::weak_ptr<UITableViewDataSource> dataSource_;
+  std::weak_ptr<UITableViewDelegate> delegate_;
+  std::shared_ptr<Tiling> tiling_;
+  std::shared_ptr<UIView> tableHeaderView_;
+  std::optional<NSIndexPath> selectedRow_, focusedRow_;
+  std::optional<UIColor> separatorColor_;
+  CGFloat rowHeight_ = UITableViewAutomaticDimension;
+  CGFloat estimatedRowHeight_ = 44;
+};
+
+}  // namespace tasklane
