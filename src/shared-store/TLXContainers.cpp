@@ -1,0 +1,91 @@
+#include "shared-store/TLXContainers.h"
+
+namespace tasklane {
+
+namespace {
+
+struct Kind {
+  const char* entriesKey;
+  const char* orderKey;
+};
+constexpr Kind kProjects{"projects", "orderedProjectIDs"};
+constexpr Kind kContexts{"contexts", "orderedContextIDs"};
+
+const PropertyList* publishedValueForKey(const char* key) {
+  const auto& presenter = TLXContainers::presenter();
+  if (!presenter || !presenter->plist()) return nullptr;
+  return presenter->plist()->valueForKey(key);
+}
+
+/// Calls back with each entry in order until the callback answers true.
+template <class Callback>
+void walkInOrder(const Kind& kind, Callback callback) {
+  const auto* entries = publishedValueForKey(kind.entriesKey);
+  const auto* order = publishedValueForKey(kind.orderKey);
+  if (!entries || !order || !order->array()) return;
+  for (const auto& identifier : *order->array()) {
+    if (!identifier.string()) continue;
+    const auto* entry = entries->valueForKey(*identifier.string());
+    if (entry && callback(*entry)) return;
+  }
+}
+
+std::vector<PropertyList> orderedEntries(const Kind& kind) {
+  std::vector<PropertyList> result;
+  walkInOrder(kind, [&](const PropertyList& entry) {
+    result.push_back(entry);
+    return false;
+  });
+  return result;
+}
+
+std::optional<std::string> uniqueIDForEntryNamed(const Kind& kind, const std::string& title) {
+  std::optional<std::string> result;
+  walkInOrder(kind, [&](const PropertyList& entry) {
+    const auto* entryTitle = entry.valueForKey(TLXContainerTitle);
+    if (!entryTitle || !entryTitle->string() || *entryTitle->string() != title) return false;
+    const auto* identifier = entry.valueForKey("id");
+    if (identifier && identifier->string()) result = *identifier->string();
+    return true;
+  });
+  return result;
+}
+
+std::optional<PropertyList> entryWithUniqueID(const Kind& kind, const std::string& identifier) {
+  const auto* entries = publishedValueForKey(kind.entriesKey);
+  const auto* entry = entries ? entries->valueForKey(identifier) : nullptr;
+  return entry ? std::optional(*entry) : std::nullopt;
+}
+
+}  // namespace
+
+const std::optional<NSURL>& TLXContainers::sharedContainersURL() {
+  static const std::optional<NSURL> url = TLXPlistPresenter::sharedFileURL("containers.plist");
+  return url;
+}
+
+const std::shared_ptr<TLXPlistPresenter>& TLXContainers::presenter() {
+  static const auto presenter = TLXPlistPresenter::makeWithURL(sharedContainersURL());
+  return presenter;
+}
+
+std::vector<PropertyList> TLXContainers::orderedProjects() { return orderedEntries(kProjects); }
+std::vector<PropertyList> TLXContainers::orderedContexts() { return orderedEntries(kContexts); }
+
+std::optional<std::string> TLXContainers::uniqueIDForProjectNamed(const std::string& title) {
+  return uniqueIDForEntryNamed(kProjects, title);
+}
+
+std::optional<std::string> TLXContainers::uniqueIDForContextNamed(const std::string& title) {
+  return uniqueIDForEntryNamed(kContexts, title);
+}
+
+std::optional<PropertyList> TLXContainers::projectWithUniqueID(const std::string& identifier) {
+  return entryWithUniqueID(kProjects, identifier);
+}
+
+std::optional<PropertyList> TLXContainers::contextWithUniqueID(const std::string& identifier) {
+  return entryWithUniqueID(kContexts, identifier);
+}
+
+}  // namespace tasklane
