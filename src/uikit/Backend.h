@@ -15,12 +15,14 @@ namespace tasklane {
 class UIWindow;
 
 /// The widget behind a view that is on a screen. The view owns it and tells it of changes; a
-/// person's input comes back through the view's own operations. Neither direction echoes.
+/// person's input comes back through the view's own operations. Neither direction echoes. Peers are
+/// made from the window (which has one too) downwards, before the window is shown.
 class UIViewPeer {
  public:
   virtual ~UIViewPeer() = default;
-  /// Something that the widget shows (geometry, colours, text, state) has changed; several calls
-  /// before the next turn of the loop may be answered once.
+  /// Something that the widget shows (geometry, colours, text, state) has changed, or the view needs
+  /// layout; several calls before the next turn of the loop may be answered once. The backend asks
+  /// the window to lay out before it brings the widgets up to date.
   virtual void viewDidChange() = 0;
   /// The order or set of subviews has changed.
   virtual void subviewsDidChange() = 0;
@@ -44,6 +46,9 @@ CGFloat ascenderOfFont(const UIFont& font);
 CGFloat textSizeFactor();
 CGSize mainScreenSize();
 CGFloat mainScreenScale();
+/// Has mainScreenScale() answer a scale of the caller's choosing until it is told 0; for pictures
+/// of views at scales that no screen here has. Set it before the views are made.
+void overrideMainScreenScale(CGFloat scale);
 UIUserInterfaceLayoutDirection layoutDirection();
 bool animationsEnabled();
 bool isAssistiveProgramConnected();

@@ -52,6 +52,8 @@ class SLComposeServiceViewController : public UIViewController,
   void viewDidLoad() override;
   void textViewDidChange(const std::shared_ptr<UITextView>& textView) override;
   bool accessibilityPerformEscape() override;
+  /// Presses the post button.
+  bool performPrimaryAction() override;
   std::shared_ptr<UIView> preferredFocusView() override;
 
  private:

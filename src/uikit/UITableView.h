@@ -131,6 +131,10 @@ class UITableView : public UIScrollView {
   /// The row that the keyboard is on, shown as focused while the table is the first responder.
   std::optional<NSIndexPath> focusedRow() const { return focusedRow_; }
   void setFocusedRow(std::optional<NSIndexPath> indexPath);
+  /// Whether Tab stops at every row, as in a form; otherwise it stops at the table once, as in a
+  /// list.
+  bool tabStopsAtRows() const { return tabStopsAtRows_; }
+  void setTabStopsAtRows(bool flag) { tabStopsAtRows_ = flag; }
   void userDidPressRow(std::optional<NSIndexPath> indexPath);  ///< highlights; none ends it
   void userDidChooseRow(NSIndexPath indexPath);
 
@@ -150,6 +154,7 @@ class UITableView : public UIScrollView {
   std::optional<UIColor> separatorColor_;
   CGFloat rowHeight_ = UITableViewAutomaticDimension;
   CGFloat estimatedRowHeight_ = 44;
+  bool tabStopsAtRows_ = false;
 };
 
 }  // namespace tasklane

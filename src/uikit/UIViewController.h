@@ -84,6 +84,9 @@ class UIViewController : public UIResponder {
   /// The Escape key, or a screen reader's escape gesture; answers whether it was taken. The base
   /// passes it up.
   virtual bool accessibilityPerformEscape();
+  /// Ctrl+Return, from anywhere on the screen: what the screen is there to do. Answers whether it
+  /// was taken; if not, the next responder's controller is asked.
+  virtual bool performPrimaryAction() { return false; }
 
   std::shared_ptr<UIResponder> nextResponder() const override;
 
