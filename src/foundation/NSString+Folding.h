@@ -11,6 +11,7 @@ namespace tasklane {
 
 /// The text with case and combining marks removed (Unicode full case folding of the compatibility
 /// decomposition, marks dropped), for comparisons that ignore both. Invalid UTF-8 folds to U+FFFD.
+/// The fold of a text is that of its characters, one by one.
 /// Folding is language-neutral and idempotent. Any thread.
 std::string stringByFolding(std::string_view text);
 
@@ -29,8 +30,13 @@ class FoldedTitles {
 
  private:
   std::size_t count_ = 0;
+  // Every title that is not missing, folded, each followed by a byte that no folded text holds.
   std::string folded_;
-  std::vector<std::size_t> starts_;
+  struct Title {
+    std::size_t index;  // among all titles
+    std::size_t end;    // in folded_, of the title with its separator
+  };
+  std::vector<Title> titles_;
 };
 
 /// Byte range of the lines (with their terminators) that hold a byte range of the text, by the

@@ -21,11 +21,11 @@ class PropertyListDictionary;
 /// data.
 ///
 /// A value is cheap to copy: copies share their contents. Two values are equal when they are of one
-/// type and their contents are equal, at every depth (an integer never equals a real or a boolean).
-/// Any thread may read a value.
+/// type and their contents are equal, at every depth (an integer never equals a real or a boolean;
+/// a real that is not a number equals another such). Any thread may read a value.
 class PropertyList {
  public:
-  enum class Type { Dictionary, Array, String, Integer, Real, Boolean, Date, Data };
+  enum class Type { Integer, Real, Boolean, Date, Dictionary, Array, String, Data };
   using Array = std::vector<PropertyList>;
   using Dictionary = PropertyListDictionary;
   using Data = std::vector<std::byte>;
@@ -44,11 +44,19 @@ class PropertyList {
   PropertyList(double real);
   PropertyList(NSDate date);
   PropertyList(Data data);
+  PropertyList(const PropertyList& other) noexcept;
+  /// Leaves an empty dictionary behind.
+  PropertyList(PropertyList&& other) noexcept;
+  PropertyList& operator=(const PropertyList& other) noexcept;
+  PropertyList& operator=(PropertyList&& other) noexcept;
+  ~PropertyList() {
+    if (type_ >= Type::Dictionary) release();
+  }
 
-  Type type() const;
+  Type type() const { return type_; }
 
-  /// The contents, or a null pointer when the value is of another type. The pointer lives as long
-  /// as this value or any copy of it.
+  /// The contents, or a null pointer when the value is of another type. The pointer is good for as
+  /// long as this value lives and keeps its contents.
   const Dictionary* dictionary() const;
   const Array* array() const;
   const std::string* string() const;
@@ -77,9 +85,25 @@ class PropertyList {
   struct IntegerTag {};
   PropertyList(BooleanTag, bool boolean);
   PropertyList(IntegerTag, std::uint64_t bits, bool negative);
-  // Representation: decided in the implementation (shared immutable contents).
-  struct Contents;
-  std::shared_ptr<const Contents> contents_;
+
+  // Strings, arrays, dictionaries and data lie in one counted allocation that copies share; the
+  // small types lie in the value itself. A dictionary without an allocation is the empty one.
+  struct Counted;
+  template <class T>
+  struct Holder;
+  template <class T>
+  const T* held(Type type) const;
+  void release();
+
+  Type type_ = Type::Dictionary;
+  bool negative_ = false;
+  union {
+    std::uint64_t bits_ = 0;
+    const Counted* counted_;
+    bool boolean_;
+    double real_;
+    NSDate date_;
+  };
 };
 
 /// A dictionary's entries, sorted by the bytes of their keys, each key once. A plain value: change

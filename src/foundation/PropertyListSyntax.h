@@ -1,0 +1,43 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "foundation/NSError.h"
+#include "foundation/PropertyList.h"
+
+/// How the property-list formats spell single values, shared by their readers and writers. All of
+/// it is strict (the whole text counts, white space around it aside) and independent of the locale.
+namespace tasklane::plist {
+
+/// Containers nested more deeply than this are refused by every reader and the writer.
+inline constexpr int maximumDepth = 512;
+
+/// Decimal with an optional sign, or hexadecimal after "0x"; -2^63 to 2^64-1.
+std::optional<PropertyList> integerFromText(std::string_view text);
+/// Also "inf", "infinity" and "nan" in any case, with an optional sign.
+std::optional<double> realFromText(std::string_view text);
+/// "2024-02-29T23:59:59Z", and any year of four or more digits.
+std::optional<NSDate> dateFromText(std::string_view text);
+/// White space may stand anywhere; padding must be complete.
+std::optional<PropertyList::Data> dataFromBase64(std::string_view text);
+
+void appendInteger(std::string& out, const PropertyList& integer);
+/// The shortest text that reads back as the same number; "inf", "-inf", "nan".
+void appendReal(std::string& out, double real);
+/// Whole seconds, rounded down.
+void appendDate(std::string& out, NSDate date);
+/// Lines of at most lineLength characters, each after the prefix and before a line feed.
+void appendBase64Lines(std::string& out, const PropertyList::Data& data, std::string_view prefix,
+                       std::size_t lineLength);
+
+bool isSpace(char c);
+std::string_view trimmed(std::string_view text);
+int hexDigit(char c);  // -1 for any other character
+
+/// An error of kind Corrupt: "line 3, column 7: …" for an offset into a UTF-8 text; columns count
+/// characters, and both count from 1.
+NSError errorAt(std::string_view document, std::size_t offset, const std::string& what);
+
+}  // namespace tasklane::plist

@@ -1,0 +1,165 @@
+#include "foundation/PropertyListXMLWriter.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "foundation/PropertyListSyntax.h"
+#include "foundation/UTF8.h"
+
+namespace tasklane::plist {
+
+namespace {
+
+constexpr std::string_view header =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+    "<plist version=\"1.0\">\n";
+constexpr std::string_view footer = "</plist>\n";
+constexpr std::string_view replacement = "\uFFFD";
+
+/// Whether a byte goes into a text as it stands, without a look at what surrounds it.
+constexpr auto plain = [] {
+  std::array<bool, 256> table{};
+  for (std::size_t c = 0x20; c < 0x80; ++c) table[c] = c != '&' && c != '<' && c != '>';
+  table['\t'] = table['\n'] = true;
+  return table;
+}();
+
+class Writer {
+ public:
+  bool write(const PropertyList& value, int depth) {
+    switch (value.type()) {
+      case PropertyList::Type::Dictionary:
+        return writeDictionary(*value.dictionary(), depth);
+      case PropertyList::Type::Array:
+        return writeArray(*value.array(), depth);
+      case PropertyList::Type::String:
+        writeText("string", *value.string(), depth);
+        break;
+      case PropertyList::Type::Data:
+        writeData(*value.data(), depth);
+        break;
+      case PropertyList::Type::Boolean:
+        indent(depth);
+        out += *value.boolean() ? "<true/>\n" : "<false/>\n";
+        break;
+      case PropertyList::Type::Integer:
+        indent(depth);
+        out += "<integer>";
+        appendInteger(out, value);
+        out += "</integer>\n";
+        break;
+      case PropertyList::Type::Real:
+        indent(depth);
+        out += "<real>";
+        appendReal(out, *value.real());
+        out += "</real>\n";
+        break;
+      case PropertyList::Type::Date:
+        indent(depth);
+        out += "<date>";
+        appendDate(out, *value.date());
+        out += "</date>\n";
+        break;
+    }
+    return true;
+  }
+
+  std::string out{header};
+
+ private:
+  void indent(int depth) { out.append(static_cast<std::size_t>(depth), '\t'); }
+
+  bool writeDictionary(const PropertyListDictionary& dictionary, int depth) {
+    indent(depth);
+    if (dictionary.empty()) {
+      out += "<dict/>\n";
+      return true;
+    }
+    if (depth >= maximumDepth) return false;
+    out += "<dict>\n";
+    for (const auto& [key, value] : dictionary) {
+      writeText("key", key, depth + 1);
+      if (!write(value, depth + 1)) return false;
+    }
+    indent(depth);
+    out += "</dict>\n";
+    return true;
+  }
+
+  bool writeArray(const PropertyList::Array& array, int depth) {
+    indent(depth);
+    if (array.empty()) {
+      out += "<array/>\n";
+      return true;
+    }
+    if (depth >= maximumDepth) return false;
+    out += "<array>\n";
+    for (const PropertyList& value : array)
+      if (!write(value, depth + 1)) return false;
+    indent(depth);
+    out += "</array>\n";
+    return true;
+  }
+
+  void writeData(const PropertyList::Data& data, int depth) {
+    indent(depth);
+    out += "<data>\n";
+    const auto tabs = static_cast<std::size_t>(depth);
+    const std::size_t width = tabs * 8 < 60 ? 76 - tabs * 8 : 16;
+    appendBase64Lines(out, data, std::string(tabs, '\t'), width);
+    indent(depth);
+    out += "</data>\n";
+  }
+
+  void writeText(std::string_view element, std::string_view text, int depth) {
+    indent(depth);
+    out += '<';
+    out += element;
+    out += '>';
+    for (std::size_t at = 0; at < text.size();) {
+      std::size_t end = at;
+      while (end < text.size() && plain[static_cast<unsigned char>(text[end])]) ++end;
+      out.append(text, at, end - at);
+      at = end;
+      if (at < text.size()) at += writeSpecial(text, at);
+    }
+    out += "</";
+    out += element;
+    out += ">\n";
+  }
+
+  /// Writes a character that is not plain; its length in the text.
+  std::size_t writeSpecial(std::string_view text, std::size_t at) {
+    const utf8::Character character = utf8::characterAt(text, at);
+    const char32_t c = character.codePoint;
+    if (c == '&')
+      out += "&amp;";
+    else if (c == '<')
+      out += "&lt;";
+    else if (c == '>')
+      out += "&gt;";
+    else if (c == '\r')
+      out += "&#13;";
+    else if (!character.valid || c < 0x20 || c == 0xFFFE || c == 0xFFFF)
+      out += replacement;
+    else
+      out.append(text, at, character.length);
+    return character.length;
+  }
+};
+
+}  // namespace
+
+Result<std::string> writeXML(const PropertyList& plist) {
+  Writer writer;
+  if (!writer.write(plist, 0))
+    return NSError{NSError::Kind::Unsupported, "the property list is nested more deeply than " +
+                                                   std::to_string(maximumDepth) + " levels"};
+  writer.out += footer;
+  return std::move(writer.out);
+}
+
+}  // namespace tasklane::plist
