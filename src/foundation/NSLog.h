@@ -1,16 +1,18 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
 namespace tasklane {
 
 /// Writes one line to the console (standard error), whole even when several threads or processes
-/// write. Control characters other than a tab and line breaks inside the text are shown escaped.
-/// Any thread.
+/// write. Tabs and line feeds inside the text are kept; every other control character is shown as
+/// \xNN, so that a text from outside cannot steer the terminal. Any thread.
 void NSLog(std::string_view line);
 
-/// The text with each "%@" replaced by the next argument; the base of the system's message formats.
+/// The text with each "%@" replaced by the next argument, as it is; a "%@" for which there is no
+/// argument stays. The base of the system's message formats.
 std::string stringWithFormat(std::string_view format,
                              std::initializer_list<std::string_view> arguments);
 
