@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include "foundation/NSError.h"
 #include "foundation/NSURL.h"
@@ -14,18 +15,25 @@ enum class NSFileCoordinatorWritingOptions { None, ForDeleting };
 /// everyone, readers share. Calls block until it is their turn and run the accessor on the calling
 /// thread.
 ///
-/// The lock is re-entrant within a thread (also reading, or writing again, inside a write of the
-/// same file) and is released by the kernel when a process dies. It belongs to a lock file in the
-/// hidden folder ".coordination" at the root of the group container that encloses the file (the
-/// nearest enclosing folder whose name begins "group."), or beside the file where there is none; it
-/// is never the file itself, which is replaced.
+/// The lock is re-entrant within a thread (reading and writing inside a write of the same file,
+/// reading inside a read; writing inside a mere read is refused) and is released by the kernel when
+/// a process dies. It belongs to a lock file in the hidden folder ".coordination" at the root of
+/// the group container that encloses the file (the nearest enclosing folder whose name begins
+/// "group."), or beside the file where there is none; it is never the file itself, which is
+/// replaced. Who coordinates two files at once must take them in an order that all agree on.
 ///
-/// A coordinated write hands the accessor the address of a staging file beside the target. When the
-/// accessor has left a whole file there it is committed: flushed to disk, renamed over the target,
-/// and the folder flushed. So a plain write inside the accessor is safe against a crash, a full
-/// disk and a power cut. A staging file that the accessor began but reported as failed with
-/// discard() is removed and the target keeps its old contents. A symbolic link at the target is
-/// followed, not replaced.
+/// A coordinated write hands the accessor the address of a staging file beside the target, which
+/// does not exist yet; the accessor may first make its folder. When the accessor has left a file
+/// there it is committed: flushed to disk, renamed over the target, and the folder flushed. So a
+/// plain write inside the accessor is safe against a crash, a full disk and a power cut. When it
+/// has left nothing, the target stays as it is.
+///
+/// A write that fails half-way must not be committed. NSFileManager sees to that by itself; whoever
+/// writes by other means calls discardStagedWrite(). A reader inside the write is given what is
+/// staged so far, and a write inside the write replaces that. A symbolic link at the target is
+/// followed, not replaced. A target keeps its mode; a new file is its owner's alone (0600).
+///
+/// A write for deleting hands the accessor the target itself; the folder is flushed afterwards.
 class NSFileCoordinator {
  public:
   using Accessor = std::function<void(const NSURL& url)>;
@@ -34,9 +42,14 @@ class NSFileCoordinator {
                                           const Accessor& byAccessor);
 
   /// An error says why the lock could not be had (the accessor was not run) or why the commit
-  /// failed (the target is unchanged).
+  /// failed (the target is unchanged, unless it is the folder that could not be flushed).
   Result<void> coordinateWritingItemAtURL(const NSURL& url, NSFileCoordinatorWritingOptions options,
                                           const Accessor& byAccessor);
+
+  /// Throws away what the accessor has written to the staging file at a path, so that the target
+  /// keeps its contents; writing there may begin anew. Any other path is left alone. On the
+  /// accessor's thread, while it runs.
+  static void discardStagedWrite(const std::string& path);
 };
 
 }  // namespace tasklane

@@ -20,8 +20,9 @@ class NSFileManager {
   /// The folder of an application group, for example "group.com.kestrelworks.Tasklane": inside the
   /// folder that TASKLANE_GROUP_CONTAINERS names, else in $XDG_DATA_HOME/tasklane (~/.local/share/
   /// tasklane where that is unset or not absolute). It is made, with the folders above it. None
-  /// when it cannot be made; containerError() says why.
+  /// when it cannot be made; groupContainer() says why.
   std::optional<NSURL> containerURLForSecurityApplicationGroupIdentifier(const std::string& group);
+  Result<NSURL> groupContainer(const std::string& group);
 
   /// The same for a base identifier such as "com.kestrelworks.Tasklane": the group's name is the
   /// base identifier with "group." in front.
@@ -35,7 +36,8 @@ class NSFileManager {
   /// The whole file. A folder, an unreadable or a missing file is an error that names it.
   Result<std::string> contentsAtPath(const std::string& path) const;
 
-  /// Writes in place, replacing what was there; a failure may leave a part of the file.
+  /// Writes in place, replacing what was there; a failure may leave a part of the file, except that
+  /// a coordinated write's staging file is discarded (see NSFileCoordinator).
   Result<void> writeToFile(const std::string& path, std::string_view bytes);
 
   /// Writes beside the path, flushes, renames over it and flushes the folder: a reader sees the old

@@ -1,0 +1,134 @@
+#include "foundation/StagedFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <filesystem>
+#include <system_error>
+
+#include "foundation/FileDescriptor.h"
+#include "foundation/StableHash.h"
+
+namespace tasklane {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t kNewFileMode = 0600;
+constexpr mode_t kModeBits = 07777;
+constexpr int kLongestLinkChain = 40;
+// Leaves room for what is put around a file's name within the 255 bytes of a name.
+constexpr std::size_t kLongestReadableName = 180;
+
+std::string parentOf(const std::string& path) { return fs::path(path).parent_path().string(); }
+
+std::string stagingPath(const std::string& target, const std::string& tag) {
+  std::string name = fs::path(target).filename().string();
+  if (name.size() > kLongestReadableName) {
+    name = name.substr(0, kLongestReadableName) + "~" + stableHashText(name);
+  }
+  return parentOf(target) + "/." + name + ".staged-" + tag;
+}
+
+std::string deepestFolderOf(std::string path) {
+  while (path.size() > 1 && access(path.c_str(), F_OK) != 0) path = parentOf(path);
+  return path;
+}
+
+}  // namespace
+
+Result<std::string> pathWithLinksFollowed(const std::string& path) {
+  std::error_code problem;
+  fs::path current = fs::absolute(path, problem);
+  for (int links = 0; !problem && links < kLongestLinkChain; ++links) {
+    const fs::path folder = fs::weakly_canonical(current.parent_path(), problem);
+    if (problem) break;
+    current = folder / current.filename();
+    char destination[PATH_MAX];
+    const ssize_t length = readlink(current.c_str(), destination, sizeof destination);
+    if (length < 0) return current.string();
+    current = folder / std::string(destination, static_cast<std::size_t>(length));
+  }
+  return NSError::fromErrno(problem ? problem.value() : ELOOP, "cannot follow the path " + path);
+}
+
+Result<void> flushFolder(const std::string& path) {
+  const FileDescriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder && fsync(folder.get()) == 0) return {};
+  return NSError::fromErrno(errno, "cannot flush the folder " + path);
+}
+
+StagedFile::StagedFile(std::string target, const std::string& tag)
+    : target_(std::move(target)),
+      path_(stagingPath(target_, tag)),
+      deepestOldFolder_(deepestFolderOf(parentOf(target_))) {}
+
+bool StagedFile::removeAbandoned(const std::string& target, const std::string& tag) {
+  return unlink(stagingPath(target, tag).c_str()) == 0;
+}
+
+bool StagedFile::exists() const {
+  struct stat status {};
+  return lstat(path_.c_str(), &status) == 0;
+}
+
+void StagedFile::discard() {
+  const bool gone = unlink(path_.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
+  unusable_ = !gone;
+}
+
+Result<void> StagedFile::flushContents() const {
+  // O_NONBLOCK: whatever else than a file stands there must not hold up the opening.
+  const FileDescriptor file(
+      open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+  struct stat staged {};
+  if (!file || fstat(file.get(), &staged) != 0) {
+    return NSError::fromErrno(errno, "cannot open the new contents of " + target_);
+  }
+  if (!S_ISREG(staged.st_mode)) {
+    return NSError{NSError::Kind::Unsupported, "the new contents of " + target_ + " are no file"};
+  }
+  struct stat old {};
+  mode_t mode = kNewFileMode;
+  if (lstat(target_.c_str(), &old) == 0) {
+    mode = old.st_mode & kModeBits;
+    if (old.st_uid != staged.st_uid || old.st_gid != staged.st_gid) {
+      // Succeeds for the superuser and within one's own groups; elsewhere the file changes hands.
+      [[maybe_unused]] const int kept = fchown(file.get(), old.st_uid, old.st_gid);
+    }
+  }
+  if ((staged.st_mode & kModeBits) != mode && fchmod(file.get(), mode) != 0) {
+    return NSError::fromErrno(errno, "cannot set the mode of " + target_);
+  }
+  if (fsync(file.get()) != 0) return NSError::fromErrno(errno, "cannot flush " + target_);
+  return {};
+}
+
+Result<void> StagedFile::flushFolders() const {
+  for (std::string folder = parentOf(target_);; folder = parentOf(folder)) {
+    if (auto flushed = flushFolder(folder); !flushed) return flushed;
+    if (folder.size() <= deepestOldFolder_.size()) return {};
+  }
+}
+
+Result<void> StagedFile::commit() {
+  if (unusable_) {
+    return NSError{NSError::Kind::Io, "failed contents of " + target_ + " could not be removed"};
+  }
+  if (!exists()) return {};
+  if (auto flushed = flushContents(); !flushed) return flushed;
+  if (auto moved = moveTo(target_); !moved) return moved;
+  return flushFolders();
+}
+
+Result<void> StagedFile::moveTo(const std::string& path) {
+  if (unusable_ || rename(path_.c_str(), path.c_str()) != 0) {
+    return NSError::fromErrno(unusable_ ? EIO : errno, "cannot replace " + path);
+  }
+  return {};
+}
+
+}  // namespace tasklane
