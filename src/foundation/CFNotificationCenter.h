@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace tasklane {
@@ -35,12 +36,21 @@ class CFNotificationCenter {
   /// Calls the listeners of a name now for everything posted so far, without waiting. Main thread.
   void deliverPending(const std::string& name);
 
+  /// The same for every name that this process listens to. The run loop calls it whenever it
+  /// dispatches, so that a post whose sender was killed before it could wake anybody is heard then.
+  void deliverAllPending();
+
   /// The folder that holds the counters. It belongs to the user alone (0700); one that belongs to
   /// somebody else is refused.
   static std::string folder();
 
+  /// For tests, before the first use: counters of their own.
+  static void setFolder(const std::string& folder);
+
  private:
-  CFNotificationCenter() = default;
+  CFNotificationCenter();
+  struct State;
+  std::unique_ptr<State> state_;
   friend CFNotificationCenter& CFNotificationCenterGetDarwinNotifyCenter();
 };
 

@@ -33,7 +33,7 @@ class NSRunLoop {
 
   /// Waits and dispatches until stop() or, for runUntil, until the condition holds or the limit
   /// passes; the answer is whether the condition holds. A backend may replace the waiting (see
-  /// setWaiter).
+  /// setWaiter). stop() ends the innermost run that is under way, and means nothing to later ones.
   void run();
   void stop();
   bool runUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);

@@ -1,0 +1,311 @@
+#include "foundation/CFNotificationCenter.h"
+
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "foundation/FileDescriptor.h"
+#include "foundation/NSLog.h"
+#include "foundation/NSRunLoop.h"
+#include "foundation/NotifyCounter.h"
+
+namespace tasklane {
+namespace {
+
+constexpr std::uint32_t kWatched = IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF;
+constexpr int kMostAttempts = 100;
+/// No process sleeps through so many posts: a counter that has moved further holds garbage.
+constexpr std::uint64_t kMostPlausiblePosts = std::uint64_t{1} << 28;
+
+using CounterPointer = std::shared_ptr<NotifyCounter>;
+
+struct Observer {
+  void* observer;
+  CFNotificationCallback callback;
+  std::uint64_t seen;  // of the posts that the counter has counted
+  bool removed = false;
+};
+
+/// A name that this process listens to.
+struct Listening {
+  std::string name;
+  CounterPointer counter;
+  int watch = -1;
+  std::vector<std::shared_ptr<Observer>> observers;
+};
+
+Result<void> ensureFolder(const std::string& folder) {
+  struct stat status {};
+  if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
+    return NSError::fromErrno(errno, "cannot make the folder " + folder);
+  }
+  if (lstat(folder.c_str(), &status) != 0) {
+    return NSError::fromErrno(errno, "cannot look at the folder " + folder);
+  }
+  if (!S_ISDIR(status.st_mode) || status.st_uid != geteuid()) {
+    return NSError{NSError::Kind::NotPermitted,
+                   folder + " is not a folder of this user; remove it to hear notifications"};
+  }
+  if ((status.st_mode & 077) != 0 && chmod(folder.c_str(), 0700) != 0) {
+    return NSError::fromErrno(errno, "cannot protect the folder " + folder);
+  }
+  return {};
+}
+
+}  // namespace
+
+struct CFNotificationCenter::State {
+  CounterPointer counterFor(const std::string& name);
+  bool startWatching();
+  bool watch(Listening& listening);
+  void deliver(Listening& listening, bool checkPlace);
+  void callEach(Listening& listening, std::uint64_t upTo);
+  void moveToSuccessor(Listening& listening);
+  void attend(Listening& listening, bool checkPlace);
+  void readEvents();
+  std::shared_ptr<Listening> find(const std::string& name) const;
+
+  std::string folder = "/dev/shm/tasklane-notify-" + std::to_string(geteuid());
+
+  std::mutex mutex;  // guards the counters; all else belongs to the main thread
+  std::map<std::string, CounterPointer> counters;
+
+  CFNotificationCenter* center = nullptr;
+  FileDescriptor inotify;
+  std::shared_ptr<NSRunLoop::Source> source;
+  std::map<std::string, std::shared_ptr<Listening>> listenings;
+};
+
+/// The counter of a name, opened when this process meets the name for the first time or when the
+/// one it knew is out of use. None, with a console line, when there can be none.
+CounterPointer CFNotificationCenter::State::counterFor(const std::string& name) {
+  const std::lock_guard lock(mutex);
+  CounterPointer& known = counters[name];
+  if (known && known->usable()) return known;
+  known = nullptr;
+  const auto ensured = ensureFolder(folder);
+  auto opened = ensured ? NotifyCounter::open(folder, name) : ensured.error();
+  if (opened) {
+    known = std::move(opened).value();
+  } else {
+    NSLog(stringWithFormat("no notifications named %@: %@", {name, opened.error().description}));
+  }
+  return known;
+}
+
+bool CFNotificationCenter::State::startWatching() {
+  if (inotify) return true;
+  inotify = FileDescriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  if (!inotify) {
+    NSLog(stringWithFormat("cannot listen to notifications: %@", {std::strerror(errno)}));
+    return false;
+  }
+  source = NSRunLoop::mainRunLoop().addDescriptor(inotify.get(), [this] { readEvents(); });
+  return true;
+}
+
+/// Watches the file of the name's counter, whichever that is by now.
+bool CFNotificationCenter::State::watch(Listening& listening) {
+  if (!startWatching()) return false;
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    listening.counter = counterFor(listening.name);
+    if (!listening.counter) return false;
+    listening.watch = inotify_add_watch(inotify.get(), listening.counter->path().c_str(), kWatched);
+    if (listening.watch < 0 && errno != ENOENT) {
+      NSLog(stringWithFormat("cannot watch %@: %@",
+                             {listening.counter->path(), std::strerror(errno)}));
+      return false;
+    }
+    if (listening.watch >= 0 && listening.counter->inPlace()) {
+      listening.counter->arm();
+      return true;
+    }
+    if (listening.watch >= 0) inotify_rm_watch(inotify.get(), listening.watch);
+    listening.counter->retire();
+  }
+  return false;
+}
+
+void CFNotificationCenter::State::callEach(Listening& listening, std::uint64_t upTo) {
+  const auto observers = listening.observers;  // callbacks may add and remove
+  for (const auto& observer : observers) {
+    while (!observer->removed && observer->seen < upTo) {
+      ++observer->seen;  // before the call, which may deliver the rest itself
+      observer->callback(*center, observer->observer, listening.name, nullptr, nullptr);
+    }
+  }
+}
+
+void CFNotificationCenter::State::deliver(Listening& listening, bool checkPlace) {
+  NotifyCounter& counter = *listening.counter;
+  if (!counter.whole() || counter.retired() || (checkPlace && !counter.inPlace())) {
+    moveToSuccessor(listening);
+    return;
+  }
+  const std::uint64_t count = counter.count();
+  const bool plausible = std::all_of(
+      listening.observers.begin(), listening.observers.end(), [&](const auto& observer) {
+        return observer->seen <= count && count - observer->seen < kMostPlausiblePosts;
+      });
+  if (plausible) {
+    callEach(listening, count);
+  } else {
+    counter.spoil();
+    moveToSuccessor(listening);
+  }
+}
+
+/// The file was replaced or removed. What it has counted is delivered, then its successor is heard
+/// from its very first post. Of a damaged one nobody knows what it had counted: it is one call, so
+/// that the observers look for themselves.
+void CFNotificationCenter::State::moveToSuccessor(Listening& listening) {
+  const CounterPointer old = listening.counter;
+  if (old->whole()) {
+    old->retire();
+    callEach(listening, old->count());
+  } else {
+    for (const auto& observer : listening.observers) observer->seen = 0;
+    callEach(listening, 1);
+  }
+  // A callback may have ended the listening, or have moved it already.
+  if (listening.observers.empty() || listening.counter != old) return;
+  if (listening.watch >= 0) inotify_rm_watch(inotify.get(), listening.watch);
+  if (!watch(listening)) return;
+  for (const auto& observer : listening.observers) observer->seen = 0;
+}
+
+/// After an event on a file: delivers, and makes sure that the next post is heard as well.
+void CFNotificationCenter::State::attend(Listening& listening, bool checkPlace) {
+  deliver(listening, checkPlace);
+  if (listening.observers.empty()) return;
+  NotifyCounter& counter = *listening.counter;
+  counter.arm();
+  const std::uint64_t count = counter.count();
+  const bool caughtUp = std::all_of(listening.observers.begin(), listening.observers.end(),
+                                    [&](const auto& observer) { return observer->seen == count; });
+  // Posted meanwhile, perhaps by the observers themselves: the run loop comes back to it.
+  if (!caughtUp) counter.touch();
+}
+
+void CFNotificationCenter::State::readEvents() {
+  alignas(inotify_event) char buffer[16 * 1024];
+  std::map<int, std::uint32_t> events;
+  bool overflow = false;
+  for (;;) {
+    const ssize_t length = read(inotify.get(), buffer, sizeof buffer);
+    if (length <= 0) break;
+    for (const char* at = buffer; at < buffer + length;) {
+      const auto* const event = reinterpret_cast<const inotify_event*>(at);
+      events[event->wd] |= event->mask;
+      overflow = overflow || (event->mask & IN_Q_OVERFLOW) != 0;
+      at += sizeof(inotify_event) + event->len;
+    }
+    if (static_cast<std::size_t>(length) < sizeof buffer / 2) break;
+  }
+  const auto all = listenings;  // observers may come and go while they are called
+  for (const auto& [name, listening] : all) {
+    const auto event = events.find(listening->watch);
+    if (event == events.end() && !overflow) continue;
+    if (listening->observers.empty()) continue;
+    attend(*listening, overflow || (event->second & ~IN_MODIFY) != 0);
+  }
+}
+
+std::shared_ptr<Listening> CFNotificationCenter::State::find(const std::string& name) const {
+  const auto found = listenings.find(name);
+  return found == listenings.end() ? nullptr : found->second;
+}
+
+CFNotificationCenter::CFNotificationCenter() : state_(std::make_unique<State>()) {
+  state_->center = this;
+}
+
+void CFNotificationCenter::addObserver(void* observer, CFNotificationCallback callback,
+                                       const std::string& name, CFNotificationSuspensionBehavior) {
+  auto listening = state_->find(name);
+  if (!listening) {
+    listening = std::make_shared<Listening>();
+    listening->name = name;
+    if (!state_->watch(*listening)) return;
+    state_->listenings[name] = listening;
+  }
+  listening->observers.push_back(
+      std::make_shared<Observer>(Observer{observer, callback, listening->counter->count()}));
+}
+
+void CFNotificationCenter::removeObserver(void* observer, const std::string& name) {
+  const auto listening = state_->find(name);
+  if (!listening) return;
+  std::erase_if(listening->observers, [&](const auto& entry) {
+    if (entry->observer != observer) return false;
+    entry->removed = true;
+    return true;
+  });
+  if (!listening->observers.empty()) return;
+  inotify_rm_watch(state_->inotify.get(), listening->watch);
+  state_->listenings.erase(name);
+}
+
+void CFNotificationCenter::postNotification(const std::string& name) {
+  // The usual case, a name that this thread has posted last, is a comparison and a count.
+  thread_local std::pair<std::string, CounterPointer> last;
+  if (last.second && last.first == name && last.second->post()) return;
+  for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+    const CounterPointer counter = state_->counterFor(name);
+    if (!counter) return;
+    if (!counter->post()) continue;
+    last = {name, counter};
+    return;
+  }
+}
+
+void CFNotificationCenter::deliverPending(const std::string& name) {
+  if (const auto listening = state_->find(name)) state_->deliver(*listening, true);
+}
+
+void CFNotificationCenter::deliverAllPending() {
+  const auto all = state_->listenings;
+  for (const auto& [name, listening] : all) {
+    if (!listening->observers.empty()) state_->deliver(*listening, false);
+  }
+}
+
+std::string CFNotificationCenter::folder() {
+  return CFNotificationCenterGetDarwinNotifyCenter().state_->folder;
+}
+
+void CFNotificationCenter::setFolder(const std::string& folder) {
+  CFNotificationCenterGetDarwinNotifyCenter().state_->folder = folder;
+}
+
+CFNotificationCenter& CFNotificationCenterGetDarwinNotifyCenter() {
+  // Never destroyed: observers that live as long as the process still remove themselves at its end.
+  static CFNotificationCenter* const center =
+      std::unique_ptr<CFNotificationCenter>(new CFNotificationCenter).release();
+  return *center;
+}
+
+void CFNotificationCenterAddObserver(CFNotificationCenter& center, void* observer,
+                                     CFNotificationCallback callback, const std::string& name,
+                                     CFNotificationSuspensionBehavior behavior) {
+  center.addObserver(observer, callback, name, behavior);
+}
+
+void CFNotificationCenterRemoveObserver(CFNotificationCenter& center, void* observer,
+                                        const std::string& name) {
+  center.removeObserver(observer, name);
+}
+
+void CFNotificationCenterPostNotification(CFNotificationCenter& center, const std::string& name) {
+  center.postNotification(name);
+}
+
+}  // namespace tasklane

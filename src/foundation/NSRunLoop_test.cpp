@@ -1,0 +1,92 @@
+#include "foundation/NSRunLoop.h"
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+#include "foundation/FileDescriptor.h"
+#include "foundation/NSOperationQueue.h"
+
+namespace tasklane {
+namespace {
+
+using std::chrono::milliseconds;
+using ::testing::ElementsAre;
+
+constexpr milliseconds kLimit{10'000};
+
+NSRunLoop& loop() { return NSRunLoop::mainRunLoop(); }
+
+TEST(NSRunLoopTest, RunsBlocksOfAnyThreadInOrder) {
+  std::vector<int> order;
+  std::thread worker([&] {
+    for (int i = 0; i < 100; ++i) {
+      NSOperationQueue::mainQueue().addOperationWithBlock([&order, i] { order.push_back(i); });
+    }
+  });
+  EXPECT_TRUE(loop().runUntil([&] { return order.size() == 100; }, kLimit));
+  worker.join();
+  EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+
+  order.clear();
+  NSOperationQueue::mainQueue().addOperationWithBlock([&] {
+    order.push_back(1);
+    NSOperationQueue::mainQueue().addOperationWithBlock([&] { order.push_back(4); });
+    EXPECT_TRUE(loop().runUntil([&] { return order.size() >= 2; }, kLimit))
+        << "runs inside a block";
+    order.push_back(3);
+  });
+  NSOperationQueue::mainQueue().addOperationWithBlock([&] { order.push_back(2); });
+  NSOperationQueue::mainQueue().runPending();
+  EXPECT_THAT(order, ::testing::UnorderedElementsAre(1, 2, 3, 4));
+}
+
+TEST(NSRunLoopTest, TimersFireOnceSoonestFirstUnlessCancelled) {
+  std::vector<int> order;
+  auto late = loop().addTimer(milliseconds(20), [&] { order.push_back(20); });
+  auto cancelled = loop().addTimer(milliseconds(2), [&] { order.push_back(2); });
+  std::shared_ptr<NSRunLoop::Source> soon;
+  soon = loop().addTimer(milliseconds(1), [&] {
+    order.push_back(1);
+    cancelled.reset();
+    soon.reset();
+  });
+  EXPECT_FALSE(loop().runUntil([] { return false; }, milliseconds(40)));
+  EXPECT_THAT(order, ElementsAre(1, 20));
+}
+
+TEST(NSRunLoopTest, WatchesDescriptorsUntilTheSourceEnds) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const FileDescriptor reading(ends[0]);
+  const FileDescriptor writing(ends[1]);
+  int calls = 0;
+  std::shared_ptr<NSRunLoop::Source> source;
+  source = loop().addDescriptor(reading.get(), [&] {
+    char byte;
+    EXPECT_EQ(read(reading.get(), &byte, 1), 1);
+    if (++calls == 2) source.reset();
+  });
+  ASSERT_EQ(write(writing.get(), "abc", 3), 3);
+  EXPECT_TRUE(loop().runUntil([&] { return calls == 2; }, kLimit));
+  loop().dispatch();
+  EXPECT_EQ(calls, 2) << "one byte is still there, but nobody asks any more";
+}
+
+TEST(NSRunLoopTest, StopEndsTheInnermostRunAndAWaiterReplacesPoll) {
+  int waits = 0;
+  loop().setWaiter([&](milliseconds atMost) {
+    EXPECT_GT(atMost.count(), 0);
+    if (++waits == 3) loop().stop();
+  });
+  loop().stop();  // nothing runs: no effect on what comes
+  loop().run();
+  EXPECT_EQ(waits, 3);
+  loop().setWaiter({});
+}
+
+}  // namespace
+}  // namespace tasklane

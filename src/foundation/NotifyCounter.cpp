@@ -1,0 +1,214 @@
+#include "foundation/NotifyCounter.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "foundation/NSLog.h"
+#include "foundation/StableHash.h"
+
+namespace tasklane {
+namespace {
+
+constexpr std::uint64_t kMark = 0x3130'7966'6974'6F6Eu;  // "notify01" in the file
+constexpr std::uint64_t kRetired = std::uint64_t{1} << 63;
+constexpr std::size_t kPageSize = 4096;
+constexpr std::size_t kLongestName = 64 * 1024;
+constexpr int kMostNamesOfOneHash = 16;
+constexpr int kMostAttempts = 1000;
+
+}  // namespace
+
+/// What the file holds; the name follows. Numbers that different processes change at once lie 64
+/// bytes apart, one cache line each.
+struct NotifyCounter::Layout {
+  std::atomic<std::uint64_t> mark;
+  std::atomic<std::uint64_t> posts;
+  std::atomic<std::uint64_t> nameLength;
+  alignas(64) std::atomic<std::uint32_t> armed;
+  alignas(64) std::atomic<std::uint32_t> served;
+  alignas(64) char touched;
+};
+
+namespace {
+
+constexpr std::size_t kNameOffset = 256;
+constexpr off_t kTouchOffset = 192;
+
+std::size_t fileSize(std::size_t nameLength) {
+  return (kNameOffset + nameLength + kPageSize - 1) / kPageSize * kPageSize;
+}
+
+bool isOwnPlainFile(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
+}  // namespace
+
+std::shared_ptr<NotifyCounter> NotifyCounter::map(const std::string& path, FileDescriptor file) {
+  static_assert(std::atomic<std::uint64_t>::is_always_lock_free && sizeof(Layout) <= kNameOffset);
+  static_assert(offsetof(Layout, touched) == kTouchOffset);
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0 || !isOwnPlainFile(status) ||
+      status.st_size < static_cast<off_t>(kPageSize) ||
+      status.st_size > static_cast<off_t>(fileSize(kLongestName))) {
+    return nullptr;
+  }
+  const auto size = static_cast<std::size_t>(status.st_size);
+  void* const mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+  if (mapped == MAP_FAILED) return nullptr;
+  return std::shared_ptr<NotifyCounter>(
+      new NotifyCounter(path, std::move(file), static_cast<Layout*>(mapped), size));
+}
+
+NotifyCounter::~NotifyCounter() { munmap(layout_, size_); }
+
+bool NotifyCounter::post() {
+  std::uint64_t posts = layout_->posts.load(std::memory_order_relaxed);
+  do {
+    if (posts & kRetired) return false;
+  } while (!layout_->posts.compare_exchange_weak(posts, posts + 1));
+  if (layout_->mark.load() != kMark) return false;
+  const std::uint32_t armed = layout_->armed.load();
+  std::uint32_t served = layout_->served.load();
+  if (armed == served) return true;
+  touch();
+  // Only forwards: a slower poster must not take back what a later one has served.
+  while (static_cast<std::int32_t>(armed - served) > 0 &&
+         !layout_->served.compare_exchange_weak(served, armed)) {
+  }
+  return true;
+}
+
+std::uint64_t NotifyCounter::count() const { return layout_->posts.load() & ~kRetired; }
+
+void NotifyCounter::arm() { layout_->armed.fetch_add(1); }
+
+void NotifyCounter::touch() {
+  [[maybe_unused]] const ssize_t written = pwrite(file_.get(), "", 1, kTouchOffset);
+}
+
+void NotifyCounter::retire() { layout_->posts.fetch_or(kRetired); }
+
+void NotifyCounter::spoil() { layout_->mark.store(0); }
+
+bool NotifyCounter::retired() const { return (layout_->posts.load() & kRetired) != 0; }
+
+bool NotifyCounter::usable() const { return !retired() && layout_->mark.load() == kMark; }
+
+bool NotifyCounter::whole() const {
+  struct stat status {};
+  return fstat(file_.get(), &status) == 0 && static_cast<std::size_t>(status.st_size) == size_ &&
+         layout_->mark.load() == kMark;
+}
+
+bool NotifyCounter::inPlace() const {
+  struct stat opened {};
+  struct stat named {};
+  return fstat(file_.get(), &opened) == 0 && lstat(path_.c_str(), &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+std::string NotifyCounter::storedName() const {
+  const std::uint64_t length = layout_->nameLength.load();
+  if (length > size_ - kNameOffset || fileSize(length) != size_) return {};
+  return {reinterpret_cast<const char*>(layout_) + kNameOffset, static_cast<std::size_t>(length)};
+}
+
+namespace {
+
+/// A whole new file beside the path, for the caller to put in its place.
+Result<std::string> makeFresh(const std::string& path, const std::string& name) {
+  std::string contents(fileSize(name.size()), '\0');
+  const std::uint64_t mark = kMark;
+  const std::uint64_t length = name.size();
+  std::memcpy(contents.data(), &mark, sizeof mark);
+  std::memcpy(contents.data() + 2 * sizeof mark, &length, sizeof length);
+  std::memcpy(contents.data() + kNameOffset, name.data(), name.size());
+  std::string fresh = path + ".new-XXXXXX";
+  FileDescriptor file(mkostemp(fresh.data(), O_CLOEXEC));
+  if (!file) return NSError::fromErrno(errno, "cannot make " + fresh);
+  const ssize_t written = write(file.get(), contents.data(), contents.size());
+  if (written == static_cast<ssize_t>(contents.size())) return fresh;
+  const int problem = written < 0 ? errno : ENOSPC;
+  unlink(fresh.c_str());
+  return NSError::fromErrno(problem, "cannot write " + fresh);
+}
+
+}  // namespace
+
+/// Puts a new file at a path that leads to nothing. Somebody else being first is no failure.
+Result<void> NotifyCounter::createAt(const std::string& path, const std::string& name) {
+  const auto fresh = makeFresh(path, name);
+  if (!fresh) return fresh.error();
+  const int problem = link(fresh.value().c_str(), path.c_str()) == 0 ? 0 : errno;
+  unlink(fresh.value().c_str());
+  if (problem == 0 || problem == EEXIST) return {};
+  return NSError::fromErrno(problem, "cannot make " + path);
+}
+
+/// Puts a new file in the place of a bad one. What stood there at that very moment is retired, so
+/// that whoever has it mapped learns of it: it may be a good one that another process put there.
+Result<void> NotifyCounter::replaceAt(const std::string& path, const std::string& name) {
+  const auto fresh = makeFresh(path, name);
+  if (!fresh) return fresh.error();
+  const char* const displaced = fresh.value().c_str();
+  if (renameat2(AT_FDCWD, displaced, AT_FDCWD, path.c_str(), RENAME_EXCHANGE) != 0) {
+    const int problem = errno;
+    unlink(displaced);
+    if (problem == ENOENT) return {};
+    return NSError::fromErrno(problem, "cannot replace " + path);
+  }
+  FileDescriptor file(::open(displaced, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (const auto old = file ? map(path, std::move(file)) : nullptr) {
+    old->retire();
+    old->touch();
+  }
+  std::error_code ignored;
+  std::filesystem::remove_all(displaced, ignored);
+  return {};
+}
+
+Result<std::shared_ptr<NotifyCounter>> NotifyCounter::open(const std::string& folder,
+                                                           const std::string& name) {
+  if (name.size() > kLongestName) {
+    return NSError{NSError::Kind::Unsupported, "the name of a notification is too long"};
+  }
+  const std::string hash = stableHashText(name);
+  int slot = 0;
+  for (int attempt = 0; attempt < kMostAttempts && slot < kMostNamesOfOneHash; ++attempt) {
+    const std::string path = folder + "/" + hash + "-" + std::to_string(slot);
+    FileDescriptor file(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const int problem = file ? 0 : errno;
+    if (problem == ENOENT) {
+      if (auto created = createAt(path, name); !created) return created.error();
+      continue;
+    }
+    if (problem == EMFILE || problem == ENFILE || problem == ENOMEM) {
+      return NSError::fromErrno(problem, "cannot open " + path);
+    }
+    const auto counter = file ? map(path, std::move(file)) : nullptr;
+    if (counter && counter->whole() && !counter->retired()) {
+      const std::string stored = counter->storedName();
+      if (stored == name) return counter;
+      if (stableHashText(stored) == hash) {  // another name that happens to have the same hash
+        ++slot;
+        continue;
+      }
+    }
+    if (!counter || !counter->retired()) {
+      NSLog(stringWithFormat("replacing the damaged notification file %@", {path}));
+    }
+    if (auto replaced = replaceAt(path, name); !replaced) return replaced.error();
+  }
+  return NSError{NSError::Kind::Io, "the notification files in " + folder + " keep changing"};
+}
+
+}  // namespace tasklane
