@@ -29,15 +29,19 @@ class NSExtensionContext : public NSObject {
   explicit NSExtensionContext(std::vector<std::shared_ptr<NSExtensionItem>> inputItems);
   const std::vector<std::shared_ptr<NSExtensionItem>>& inputItems() const { return inputItems_; }
 
-  /// Ends the request; only the first of the two calls counts.
+  /// Ends the request; only the first of the two calls counts. The reason of a cancellation goes to
+  /// the console, unless it is that the person cancelled.
   void completeRequestReturningItems();
   void cancelRequestWithError(const NSError& error);
 
   State state() const { return state_; }
-  /// Called once, when the request has ended.
+  /// Called once, when the request has ended, or at once when it has ended already.
   void setEndHandler(std::function<void(State)> handler);
 
  private:
+  void end(State state);
+  void callEndHandler();
+
   std::vector<std::shared_ptr<NSExtensionItem>> inputItems_;
   std::function<void(State)> endHandler_;
   State state_ = State::Running;

@@ -299,8 +299,7 @@ Result<PropertyList> readXML(std::string_view document) {
   if (const auto offset = firstForbidden(document))
     return errorAt(document, *offset, "a control character");
 
-  unsigned options =
-      pugi::parse_cdata | pugi::parse_doctype | pugi::parse_fragment;
+  unsigned options = pugi::parse_cdata | pugi::parse_doctype | pugi::parse_fragment;
   if (document.find('\r') != document.npos) options |= pugi::parse_eol;
   // The parser does not see a last character that stands alone after the last tag.
   std::string copy(document);
