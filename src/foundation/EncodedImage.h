@@ -6,29 +6,9 @@
 #include <vector>
 
 #include "foundation/NSError.h"
+#include "foundation/UnnamedFile.h"
 
 namespace tasklane {
-
-/// A finished file without a name, kept on the disk that it is meant for (not in memory), until it
-/// is given one. Dropping it leaves nothing behind. Any thread, one at a time.
-class UnnamedFile {
- public:
-  /// A new empty one on the file system of a folder.
-  static Result<std::shared_ptr<UnnamedFile>> makeInFolder(const std::string& folder);
-  ~UnnamedFile();
-  UnnamedFile(const UnnamedFile&) = delete;
-  UnnamedFile& operator=(const UnnamedFile&) = delete;
-
-  int fileDescriptor() const { return fileDescriptor_; }
-  Result<void> write(const void* bytes, std::size_t count);
-  /// Flushes it to disk and gives it a path on the same file system, never replacing: an error of
-  /// kind Exists when there is something at the path already (the file then still has no name).
-  Result<void> linkToPath(const std::string& path);
-
- private:
-  explicit UnnamedFile(int fileDescriptor) : fileDescriptor_(fileDescriptor) {}
-  int fileDescriptor_;
-};
 
 /// A picture as it came: its encoded bytes (or the open file that holds them), known by its header
 /// and never decoded whole. Immutable; any thread.

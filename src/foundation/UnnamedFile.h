@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "foundation/NSError.h"
+
+namespace tasklane {
+
+/// A file without a name, kept on the disk that it is meant for (not in memory), until it is given
+/// one. Readable by its owner alone. Dropping it leaves nothing behind, nor does the end of the
+/// process. Any thread, one at a time.
+class UnnamedFile {
+ public:
+  /// A new empty one on the file system of a folder.
+  static Result<std::shared_ptr<UnnamedFile>> makeInFolder(const std::string& folder);
+  ~UnnamedFile();
+  UnnamedFile(const UnnamedFile&) = delete;
+  UnnamedFile& operator=(const UnnamedFile&) = delete;
+
+  int fileDescriptor() const { return fileDescriptor_; }
+  const std::string& folder() const { return folder_; }
+
+  /// Appends all of the bytes, or is an error.
+  Result<void> write(const void* bytes, std::size_t count);
+
+  /// The same at any position, and back: all of the bytes, or an error.
+  Result<void> writeAt(std::uint64_t offset, const void* bytes, std::size_t count);
+  Result<void> readAt(std::uint64_t offset, void* into, std::size_t count) const;
+
+  /// Flushes it to disk and gives it a path on the same file system, never replacing: an error of
+  /// kind Exists when there is something at the path already (the file then still has no name).
+  /// The path's folder is flushed too, so that the name survives a power cut.
+  Result<void> linkToPath(const std::string& path);
+
+ private:
+  UnnamedFile(int fileDescriptor, std::string folder, std::string hiddenPath);
+
+  int fileDescriptor_;
+  std::string folder_;
+  /// The file's stand-in name on a file system that knows no nameless files, else empty.
+  std::string hiddenPath_;
+};
+
+}  // namespace tasklane
