@@ -1,0 +1,95 @@
+#include "appearance/TasklaneAppearanceTintableDisclosureIndicatorView.h"
+
+#include <algorithm>
+
+#include "appearance/TasklaneAppearance.h"
+#include "uikit/UIBezierPath.h"
+#include "uikit/UITableViewCell.h"
+
+namespace tasklane::detail {
+
+using Indicator = TasklaneAppearanceTintableDisclosureIndicatorView;
+
+namespace {
+
+constexpr CGRect kFrame{0, 0, 21, 23};
+constexpr CGPoint kImageOrigin{13, 5};
+
+/// The image as seen in a mirror, for text that runs from right to left.
+std::shared_ptr<UIImage> mirrored(const UIImage& image) {
+  const auto& source = *image.pixels();
+  auto pixels = std::make_shared<CGImage>(source);
+  for (auto row = pixels->argb.begin(); row != pixels->argb.end(); row += source.width)
+    std::reverse(row, row + source.width);
+  return std::make_shared<UIImage>(std::move(pixels), image.scale(), image.renderingMode());
+}
+
+}  // namespace
+
+std::shared_ptr<Indicator> Indicator::disclosureIndicatorView() {
+  return std::make_shared<Indicator>(disclosureIndicatorImage());
+}
+
+std::shared_ptr<UIImage> Indicator::disclosureIndicatorImage() {
+  static std::shared_ptr<UIImage> kept;
+  if (!kept) kept = disclosureIndicatorSystemImage();
+  if (!kept) kept = disclosureIndicatorFallbackImage();
+  return kept;
+}
+
+std::shared_ptr<UIImage> Indicator::disclosureIndicatorSystemImage() {
+  const auto cell = std::make_shared<UITableViewCell>(UITableViewCellStyle::Default, std::string());
+  cell->setFrame({0, 0, 320, 44});
+  cell->setAccessoryType(UITableViewCellAccessoryType::DisclosureIndicator);
+  cell->layoutIfNeeded();
+  const auto image = findDisclosureImageStartingAtView(cell);
+  return image ? image->imageWithRenderingMode(UIImageRenderingMode::AlwaysTemplate) : nullptr;
+}
+
+std::shared_ptr<UIImage> Indicator::disclosureIndicatorFallbackImage() {
+  UIGraphicsBeginImageContextWithOptions({8, 13}, false, 0);
+  const CGRect stroked = CGRect(0, 0, 8, 13).insetBy({1, 1, 1, 1});
+  UIBezierPath chevron;
+  chevron.setLineWidth(2);
+  chevron.moveToPoint(stroked.origin);
+  chevron.addLineToPoint({stroked.maxX(), stroked.midY()});
+  chevron.addLineToPoint({stroked.minX(), stroked.maxY()});
+  chevron.stroke(UIColor::greenColor());  // any colour: only a template's alpha counts
+  const auto image = UIGraphicsGetImageFromCurrentImageContext();
+  UIGraphicsEndImageContext();
+  return image->imageWithRenderingMode(UIImageRenderingMode::AlwaysTemplate);
+}
+
+std::shared_ptr<UIImage> Indicator::findDisclosureImageStartingAtView(
+    const std::shared_ptr<UIView>& view) {
+  if (const auto* imageView = dynamic_cast<const UIImageView*>(view.get())) {
+    const auto& image = imageView->image();
+    if (image && image->size().width <= 20 && image->size().height <= 20) return image;
+  }
+  for (const auto& subview : view->subviews())
+    if (auto found = findDisclosureImageStartingAtView(subview)) return found;
+  return nullptr;
+}
+
+Indicator::TasklaneAppearanceTintableDisclosureIndicatorView(const std::shared_ptr<UIImage>& image)
+    : UIView(kFrame) {
+  const bool isRightToLeft =
+      effectiveUserInterfaceLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
+  imageView_ = std::make_shared<UIImageView>(image && isRightToLeft ? mirrored(*image) : image);
+  if (image) {
+    const CGFloat x =
+        isRightToLeft ? kFrame.maxX() - kImageOrigin.x - image->size().width : kImageOrigin.x;
+    imageView_->setFrame({{x, kImageOrigin.y}, image->size()});
+  }
+  addSubview(imageView_);
+  appearanceObservation_ = NSNotificationCenter::defaultCenter().addObserver(
+      KAAppearanceValuesDidChangeNotification, nullptr,
+      [this](const NSNotification&) { updateDisclosureTintColor(); });
+  updateDisclosureTintColor();
+}
+
+void Indicator::updateDisclosureTintColor() {
+  setTintColor(TasklaneAppearance::currentAppearance().StandardDisclosureIndicatorColor());
+}
+
+}  // namespace tasklane::detail

@@ -1,0 +1,93 @@
+#include "kestrel/KAAppearance.h"
+
+#include "foundation/NSBundle.h"
+#include "foundation/NSLog.h"
+#include "kestrel/KAAppearancePropertyList.h"
+
+namespace tasklane {
+
+namespace {
+
+/// Where a palette's list is; where it should be when there is none.
+std::string pathOfPropertyList(const std::string& name) {
+  const auto bundle = NSBundle::mainBundle();
+  const std::string resource = "palettes/" + name;
+  return bundle->pathForResource(resource, "plist")
+      .value_or(bundle->bundlePath() + "/Resources/" + resource + ".plist");
+}
+
+std::string joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const auto& word : words) text += (text.empty() ? "" : ", ") + word;
+  return text;
+}
+
+}  // namespace
+
+void KAAppearance::readPropertyLists() const {
+  const auto vocabulary = keys();
+  for (const auto& key : vocabulary) values_.push_back(key.emptyValue());
+  const auto names = propertyListNames();
+  if (names.empty()) return;
+
+  std::vector<bool> found(vocabulary.size());
+  for (const auto& name : names) {
+    const auto list = KAAppearancePropertyList::contentsOfFile(pathOfPropertyList(name));
+    if (!list) {
+      NSLog(stringWithFormat("Palette %@: %@", {name, list.error().description}));
+      continue;
+    }
+    for (const auto& complaint :
+         KAAppearancePropertyList::readValues(list.value(), vocabulary, values_, found))
+      NSLog(stringWithFormat("Palette %@: %@", {name, complaint.description()}));
+  }
+  const auto missing = KAAppearancePropertyList::missingKeys(vocabulary, found);
+  if (!missing.empty())
+    NSLog(stringWithFormat("Palette %@: no value for %@", {names.back(), joined(missing)}));
+}
+
+template <class Value>
+Value KAAppearance::valueForKeyPath(std::string_view keyPath) const {
+  const auto vocabulary = keys();
+  if (values_.empty()) readPropertyLists();
+  for (std::size_t i = 0; i < vocabulary.size(); ++i)
+    if (vocabulary[i].name == keyPath)
+      if (const auto* value = std::get_if<Value>(&values_[i])) return *value;
+  return {};
+}
+
+std::optional<UIColor> KAAppearance::colorForKeyPath(std::string_view keyPath) const {
+  return valueForKeyPath<std::optional<UIColor>>(keyPath);
+}
+
+double KAAppearance::doubleForKeyPath(std::string_view keyPath) const {
+  return valueForKeyPath<double>(keyPath);
+}
+
+CGSize KAAppearance::sizeForKeyPath(std::string_view keyPath) const {
+  return valueForKeyPath<CGSize>(keyPath);
+}
+
+UIEdgeInsets KAAppearance::edgeInsetsForKeyPath(std::string_view keyPath) const {
+  return valueForKeyPath<UIEdgeInsets>(keyPath);
+}
+
+bool KAAppearance::boolForKeyPath(std::string_view keyPath) const {
+  return valueForKeyPath<bool>(keyPath);
+}
+
+std::shared_ptr<UIImage> KAAppearance::imageForKeyPath(std::string_view keyPath) const {
+  const auto name = valueForKeyPath<std::string>(keyPath);
+  return name.empty() ? nullptr : UIImage::imageNamed(name);
+}
+
+std::int64_t KAAppearance::integerForKeyPath(std::string_view keyPath) const {
+  return valueForKeyPath<std::int64_t>(keyPath);
+}
+
+std::shared_ptr<UIImage> KAAppearance::imageAtIndex(std::size_t index) const {
+  const auto& name = valueAtIndex<std::string>(index);
+  return name.empty() ? nullptr : UIImage::imageNamed(name);
+}
+
+}  // namespace tasklane

@@ -1,0 +1,58 @@
+#include "kestrel/KAAppearancePropertyList.h"
+
+#include <algorithm>
+
+#include "foundation/NSFileManager.h"
+#include "foundation/NSPropertyListSerialization.h"
+
+namespace tasklane {
+
+Result<PropertyList> KAAppearancePropertyList::contentsOfFile(const std::string& path) {
+  auto bytes = NSFileManager::defaultManager().contentsAtPath(path);
+  if (!bytes) return bytes.error();
+  auto parsed = NSPropertyListSerialization::propertyListWithData(bytes.value());
+  if (!parsed) return NSError{parsed.error().kind, path + ": " + parsed.error().description};
+  if (!parsed.value().plist.dictionary())
+    return NSError{NSError::Kind::Corrupt, path + ": a palette is a dictionary of keys and values"};
+  return std::move(parsed).value().plist;
+}
+
+std::vector<KAAppearanceComplaint> KAAppearancePropertyList::readValues(
+    const PropertyList& list, std::span<const KAAppearanceKey> keys,
+    std::span<KAAppearanceValue> values, std::vector<bool>& found) {
+  std::vector<KAAppearanceComplaint> complaints;
+  const auto* dictionary = list.dictionary();
+  if (!dictionary) return {{"", "a palette is a dictionary of keys and values"}};
+
+  std::size_t known = 0;
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    const auto* spelled = dictionary->find(keys[i].name);
+    if (!spelled) continue;
+    ++known;
+    found[i] = true;
+    std::string reason;
+    if (auto value = keys[i].convert(*spelled, reason)) {
+      values[i] = std::move(*value);
+    } else {
+      values[i] = keys[i].emptyValue();
+      complaints.push_back({std::string(keys[i].name), reason});
+    }
+  }
+  if (known == dictionary->size()) return complaints;
+  for (const auto& [name, value] : *dictionary) {
+    const bool isKey =
+        std::any_of(keys.begin(), keys.end(), [&](const auto& key) { return key.name == name; });
+    if (!isKey) complaints.push_back({name, "is not a key of this palette"});
+  }
+  return complaints;
+}
+
+std::vector<std::string> KAAppearancePropertyList::missingKeys(
+    std::span<const KAAppearanceKey> keys, const std::vector<bool>& found) {
+  std::vector<std::string> missing;
+  for (std::size_t i = 0; i < keys.size(); ++i)
+    if (keys[i].required && !found[i]) missing.emplace_back(keys[i].name);
+  return missing;
+}
+
+}  // namespace tasklane
