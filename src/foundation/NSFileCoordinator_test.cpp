@@ -6,12 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -22,7 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::ElementsAre;
-using ::testing::UnorderedElementsAre;
 
 constexpr auto kWrite = NSFileCoordinatorWritingOptions::None;
 constexpr auto kDelete = NSFileCoordinatorWritingOptions::ForDeleting;
@@ -130,6 +131,268 @@ TEST_F(NSFileCoordinatorTest, NestsWithinAThread) {
   EXPECT_TRUE(reading.ok());
   EXPECT_EQ(contents(path_), "inner");
   EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
+}
+
+TEST_F(NSFileCoordinatorTest, FollowsLinksAndMeetsOthersAtTheRealFile) {
+  const fs::path link = folder_ / "link";
+  const fs::path linkedFolder = root_.parent_path() / "elsewhere";
+  fs::create_symlink("queue", link);
+  fs::create_directory_symlink(folder_, linkedFolder);
+  ASSERT_TRUE(writeTo(link, "through a link to nothing yet").ok());
+  EXPECT_EQ(contents(path_), "through a link to nothing yet");
+  ASSERT_TRUE(writeTo(linkedFolder / "link", "through two links").ok());
+  EXPECT_EQ(contents(path_), "through two links");
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_THAT(namesInFolder(), ElementsAre("link", "queue"));
+  EXPECT_THAT(files().contentsOfDirectoryAtPath(root_ / ".coordination").value(),
+              ElementsAre("store%2Fqueue.lock"));
+
+  fs::create_symlink("round", folder_ / "round");
+  EXPECT_FALSE(writeTo(folder_ / "round", "never").ok());
+}
+
+TEST_F(NSFileCoordinatorTest, DeletesTheTargetItselfAndWhatIsStagedAroundIt) {
+  ASSERT_TRUE(write("old").ok());
+  NSFileCoordinator coordinator;
+  const auto remove = [&] {
+    return coordinator.coordinateWritingItemAtURL(url(), kDelete, [&](const NSURL& at) {
+      EXPECT_EQ(at.path(), path_);
+      EXPECT_TRUE(files().removeItemAtPath(at.path()).ok());
+    });
+  };
+  EXPECT_TRUE(remove().ok());
+  EXPECT_THAT(namesInFolder(), ElementsAre());
+
+  ASSERT_TRUE(write("old").ok());
+  const auto outcome =
+      coordinator.coordinateWritingItemAtURL(url(), kWrite, [&](const NSURL& staged) {
+        EXPECT_TRUE(files().writeToFile(staged.path(), "new").ok());
+        EXPECT_TRUE(remove().ok());
+      });
+  EXPECT_TRUE(outcome.ok());
+  EXPECT_THAT(namesInFolder(), ElementsAre());
+}
+
+TEST_F(NSFileCoordinatorTest, WritesWhereTheAccessorMakesTheFolder) {
+  const fs::path deep = root_ / "new" / "folders" / "queue";
+  const auto outcome = NSFileCoordinator().coordinateWritingItemAtURL(
+      NSURL::fileURLWithPath(deep), kWrite, [&](const NSURL& staged) {
+        EXPECT_FALSE(fs::exists(root_ / "new"));
+        EXPECT_TRUE(files().createDirectoryAtPath(deep.parent_path(), true).ok());
+        EXPECT_TRUE(files().writeToFile(staged.path(), "contents").ok());
+      });
+  EXPECT_TRUE(outcome.ok());
+  EXPECT_EQ(contents(deep), "contents");
+
+  const fs::path outside = root_.parent_path() / "no-group" / "queue";
+  const auto reading = NSFileCoordinator().coordinateReadingItemAtURL(
+      NSURL::fileURLWithPath(outside), kRead, [](const NSURL&) {});
+  EXPECT_TRUE(reading.ok());
+  EXPECT_FALSE(fs::exists(outside.parent_path())) << "reading makes nothing";
+  EXPECT_TRUE(writeTo(outside, "contents").ok());
+  EXPECT_TRUE(fs::exists(outside.parent_path() / ".coordination" / "queue.lock"));
+}
+
+/// Ways in which a write can fail: all leave the old contents and nothing else.
+TEST_F(NSFileCoordinatorTest, AFailedWriteLeavesTheOldContentsAndNothingElse) {
+  NSFileCoordinator coordinator;
+  const std::string large(1 << 20, 'x');
+  const auto writing = [&](const NSFileCoordinator::Accessor& accessor) {
+    return coordinator.coordinateWritingItemAtURL(url(), kWrite, accessor);
+  };
+  struct Case {
+    const char* what;
+    std::function<void()> attempt;
+  };
+  const std::vector<Case> cases = {
+      {"no space",
+       [&] {
+         const rlimit limit{64 * 1024, 64 * 1024};
+         std::signal(SIGXFSZ, SIG_IGN);
+         setrlimit(RLIMIT_FSIZE, &limit);
+         const auto outcome = writing([&](const NSURL& staged) {
+           const auto written = files().writeToFile(staged.path(), large);
+           ASSERT_FALSE(written.ok());
+           EXPECT_EQ(written.error().kind, NSError::Kind::NoSpace);
+         });
+         EXPECT_TRUE(outcome.ok()) << "the accessor knows already";
+       }},
+      {"no space, by other means",
+       [&] {
+         EXPECT_TRUE(writing([&](const NSURL& staged) {
+                       std::ofstream(staged.path()) << "half";
+                       NSFileCoordinator::discardStagedWrite(staged.path());
+                     }).ok());
+       }},
+      {"an exception",
+       [&] {
+         EXPECT_THROW((void)writing([&](const NSURL& staged) {
+                        std::ofstream(staged.path()) << "half";
+                        throw std::runtime_error("given up");
+                      }),
+                      std::runtime_error);
+       }},
+      {"nothing written", [&] { EXPECT_TRUE(writing([](const NSURL&) {}).ok()); }},
+      {"a folder instead of a file",
+       [&] {
+         EXPECT_FALSE(
+             writing([](const NSURL& staged) { fs::create_directory(staged.path()); }).ok());
+       }},
+      {"a read-only folder",
+       [&] {
+         fs::permissions(folder_, fs::perms(0500));
+         if (geteuid() == 0) {  // who may write everywhere
+           for (const auto& entry : fs::recursive_directory_iterator(root_.parent_path())) {
+             ASSERT_EQ(lchown(entry.path().c_str(), 65534, 65534), 0);
+           }
+           ASSERT_EQ(chown(root_.parent_path().c_str(), 65534, 65534), 0);
+           ASSERT_EQ(setresuid(65534, 65534, 65534), 0);
+         }
+         EXPECT_TRUE(writing([&](const NSURL& staged) {
+                       EXPECT_FALSE(files().writeToFile(staged.path(), "new").ok());
+                     }).ok());
+         EXPECT_FALSE(files().writeToFileAtomically(path_, "new").ok());
+       }},
+  };
+  ASSERT_TRUE(write("old").ok());
+  for (const auto& [what, attempt] : cases) {
+    SCOPED_TRACE(what);
+    const int status = inChild([&, &body = attempt] {
+      body();
+      if (HasFailure()) _exit(1);
+    });
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(contents(path_), "old");
+    EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
+  }
+}
+
+TEST_F(NSFileCoordinatorTest, ACommitThatFailsAndALockThatCannotBeHadAreErrors) {
+  fs::create_directories(path_ / "a folder stands here");
+  const auto outcome = write("new");
+  ASSERT_FALSE(outcome.ok());
+  EXPECT_THAT(outcome.error().description, ::testing::HasSubstr(path_.string()));
+  EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
+
+  fs::remove_all(path_);
+  fs::remove_all(root_ / ".coordination");
+  std::ofstream(root_ / ".coordination") << "no folder";
+  bool ran = false;
+  const auto noLock = NSFileCoordinator().coordinateWritingItemAtURL(
+      url(), kWrite, [&](const NSURL&) { ran = true; });
+  EXPECT_FALSE(noLock.ok());
+  EXPECT_FALSE(ran) << "nobody writes without the lock";
+  EXPECT_TRUE(NSFileCoordinator()
+                  .coordinateReadingItemAtURL(url(), kRead, [&](const NSURL&) { ran = true; })
+                  .ok());
+  EXPECT_TRUE(ran);
+}
+
+TEST_F(NSFileCoordinatorTest, EightProcessesThatAppendLoseNothing) {
+  constexpr int kProcesses = 8;
+  constexpr int kAppendsEach = 25;
+  std::vector<pid_t> children;
+  for (int process = 0; process < kProcesses; ++process) {
+    const pid_t child = fork();
+    if (child == 0) {
+      for (int i = 0; i < kAppendsEach; ++i) {
+        const auto outcome =
+            NSFileCoordinator().coordinateWritingItemAtURL(url(), kWrite, [&](const NSURL& staged) {
+              const auto old = files().contentsAtPath(path_);
+              const std::string line = std::to_string(process) + "\n";
+              if (!files().writeToFile(staged.path(), (old ? old.value() : "") + line)) _exit(1);
+            });
+        if (!outcome) _exit(2);
+      }
+      _exit(0);
+    }
+    children.push_back(child);
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  const std::string all = contents(path_);
+  for (int process = 0; process < kProcesses; ++process) {
+    EXPECT_EQ(std::count(all.begin(), all.end(), static_cast<char>('0' + process)), kAppendsEach);
+  }
+}
+
+TEST_F(NSFileCoordinatorTest, WritersKilledAtAnyMomentLeaveAWholeFileAndNoLock) {
+  constexpr int kRounds = 40;
+  ASSERT_TRUE(write(std::string(50'000, 'a')).ok());
+  for (int round = 0; round < kRounds; ++round) {
+    const pid_t child = fork();
+    if (child == 0) {
+      for (char letter = 'a';; letter = letter == 'z' ? 'a' : static_cast<char>(letter + 1)) {
+        if (!write(std::string(50'000, letter))) _exit(1);
+      }
+    }
+    // Waits for a change, so that the blow meets the child at its work, at a moment of chance.
+    const fs::file_time_type before = fs::last_write_time(path_);
+    while (fs::last_write_time(path_) == before) std::this_thread::yield();
+    for (int spin = 0; spin < round * 17 % 41; ++spin) std::this_thread::yield();
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    const std::string found = contents(path_);
+    ASSERT_EQ(found, std::string(50'000, found.empty() ? '?' : found[0]));
+  }
+  EXPECT_TRUE(write("the end").ok());
+  EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
+}
+
+TEST_F(NSFileCoordinatorTest, ThreadsShareReadingAndExcludeWriting) {
+  constexpr int kThreads = 4;
+  std::atomic<int> readers = 0;
+  std::atomic<int> writers = 0;
+  std::atomic<bool> overlapped = false;
+  std::atomic<bool> met = false;
+  ASSERT_TRUE(write("contents").ok());
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&] {
+      NSFileCoordinator coordinator;
+      for (int i = 0; i < 10; ++i) {
+        EXPECT_TRUE(coordinator
+                        .coordinateWritingItemAtURL(url(), kWrite,
+                                                    [&](const NSURL&) {
+                                                      if (++writers != 1 || readers != 0) {
+                                                        overlapped = true;
+                                                      }
+                                                      --writers;
+                                                    })
+                        .ok());
+        EXPECT_TRUE(coordinator
+                        .coordinateReadingItemAtURL(url(), kRead,
+                                                    [&](const NSURL&) {
+                                                      ++readers;
+                                                      if (writers != 0) overlapped = true;
+                                                      --readers;
+                                                    })
+                        .ok());
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_FALSE(overlapped);
+
+  // A reader that waits for a second one to be there at the same time.
+  const auto readUntilMet = [&] {
+    EXPECT_TRUE(NSFileCoordinator()
+                    .coordinateReadingItemAtURL(url(), kRead,
+                                                [&](const NSURL&) {
+                                                  if (++readers == 2) {
+                                                    met = true;
+                                                    met.notify_all();
+                                                  }
+                                                  met.wait(false);
+                                                })
+                    .ok());
+  };
+  std::thread other([&] { readUntilMet(); });
+  readUntilMet();
+  other.join();
 }
 
 }  // namespace

@@ -67,7 +67,8 @@ StagedFile::StagedFile(std::string target, const std::string& tag)
       deepestOldFolder_(deepestFolderOf(parentOf(target_))) {}
 
 bool StagedFile::removeAbandoned(const std::string& target, const std::string& tag) {
-  return unlink(stagingPath(target, tag).c_str()) == 0;
+  std::error_code problem;
+  return fs::remove_all(stagingPath(target, tag), problem) > 0 && !problem;
 }
 
 bool StagedFile::exists() const {
@@ -76,8 +77,9 @@ bool StagedFile::exists() const {
 }
 
 void StagedFile::discard() {
-  const bool gone = unlink(path_.c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
-  unusable_ = !gone;
+  std::error_code problem;
+  fs::remove_all(path_, problem);  // a folder, should somebody have made one
+  unusable_ = static_cast<bool>(problem) && exists();
 }
 
 Result<void> StagedFile::flushContents() const {
