@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -22,6 +23,7 @@ namespace {
 
 constexpr std::uint32_t kWatched = IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF;
 constexpr int kMostAttempts = 100;
+constexpr std::chrono::milliseconds kPollInterval{100};
 /// No process sleeps through so many posts: a counter that has moved further holds garbage.
 constexpr std::uint64_t kMostPlausiblePosts = std::uint64_t{1} << 28;
 
@@ -64,8 +66,10 @@ Result<void> ensureFolder(const std::string& folder) {
 
 struct CFNotificationCenter::State {
   CounterPointer counterFor(const std::string& name);
-  bool startWatching();
+  void startWatching();
+  void startPolling();
   bool watch(Listening& listening);
+  void unwatch(Listening& listening);
   void deliver(Listening& listening, bool checkPlace);
   void callEach(Listening& listening, std::uint64_t upTo);
   void moveToSuccessor(Listening& listening);
@@ -75,12 +79,14 @@ struct CFNotificationCenter::State {
 
   std::string folder = "/dev/shm/tasklane-notify-" + std::to_string(geteuid());
 
-  std::mutex mutex;  // guards the counters; all else belongs to the main thread
+  std::mutex mutex;  // guards the two below; all else belongs to the main thread
   std::map<std::string, CounterPointer> counters;
+  std::string lastProblem;
 
   CFNotificationCenter* center = nullptr;
   FileDescriptor inotify;
   std::shared_ptr<NSRunLoop::Source> source;
+  std::shared_ptr<NSRunLoop::Source> pollTimer;
   std::map<std::string, std::shared_ptr<Listening>> listenings;
 };
 
@@ -95,43 +101,59 @@ CounterPointer CFNotificationCenter::State::counterFor(const std::string& name) 
   auto opened = ensured ? NotifyCounter::open(folder, name) : ensured.error();
   if (opened) {
     known = std::move(opened).value();
-  } else {
-    NSLog(stringWithFormat("no notifications named %@: %@", {name, opened.error().description}));
+  } else if (lastProblem != opened.error().description) {
+    lastProblem = opened.error().description;
+    NSLog(stringWithFormat("no notifications named %@: %@", {name, lastProblem}));
   }
   return known;
 }
 
-bool CFNotificationCenter::State::startWatching() {
-  if (inotify) return true;
+void CFNotificationCenter::State::startWatching() {
+  if (source) return;
   inotify = FileDescriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  if (!inotify) {
-    NSLog(stringWithFormat("cannot listen to notifications: %@", {std::strerror(errno)}));
-    return false;
+  if (inotify) {
+    source = NSRunLoop::mainRunLoop().addDescriptor(inotify.get(), [this] { readEvents(); });
+  } else {
+    startPolling();
   }
-  source = NSRunLoop::mainRunLoop().addDescriptor(inotify.get(), [this] { readEvents(); });
-  return true;
+}
+
+/// The system grants a user a limited number of watches; without one the counters are looked at
+/// from time to time.
+void CFNotificationCenter::State::startPolling() {
+  if (!pollTimer) {
+    NSLog(stringWithFormat("cannot watch notification files: %@; looking at them from time to time",
+                           {std::strerror(errno)}));
+  }
+  pollTimer = NSRunLoop::mainRunLoop().addTimer(kPollInterval, [this] {
+    startPolling();
+    for (const auto& [name, listening] : std::map(listenings)) deliver(*listening, true);
+  });
 }
 
 /// Watches the file of the name's counter, whichever that is by now.
 bool CFNotificationCenter::State::watch(Listening& listening) {
-  if (!startWatching()) return false;
+  startWatching();
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-    listening.counter = counterFor(listening.name);
-    if (!listening.counter) return false;
-    listening.watch = inotify_add_watch(inotify.get(), listening.counter->path().c_str(), kWatched);
-    if (listening.watch < 0 && errno != ENOENT) {
-      NSLog(stringWithFormat("cannot watch %@: %@",
-                             {listening.counter->path(), std::strerror(errno)}));
-      return false;
-    }
-    if (listening.watch >= 0 && listening.counter->inPlace()) {
-      listening.counter->arm();
+    const CounterPointer counter = counterFor(listening.name);
+    if (!counter) return false;
+    const char* const path = counter->path().c_str();
+    listening.watch = inotify ? inotify_add_watch(inotify.get(), path, kWatched) : -1;
+    if (inotify && listening.watch < 0 && errno != ENOENT) startPolling();
+    if (counter->inPlace()) {
+      listening.counter = counter;
+      counter->arm();
       return true;
     }
-    if (listening.watch >= 0) inotify_rm_watch(inotify.get(), listening.watch);
-    listening.counter->retire();
+    unwatch(listening);
+    counter->retire();
   }
   return false;
+}
+
+void CFNotificationCenter::State::unwatch(Listening& listening) {
+  if (listening.watch >= 0) inotify_rm_watch(inotify.get(), listening.watch);
+  listening.watch = -1;
 }
 
 void CFNotificationCenter::State::callEach(Listening& listening, std::uint64_t upTo) {
@@ -146,7 +168,7 @@ void CFNotificationCenter::State::callEach(Listening& listening, std::uint64_t u
 
 void CFNotificationCenter::State::deliver(Listening& listening, bool checkPlace) {
   NotifyCounter& counter = *listening.counter;
-  if (!counter.whole() || counter.retired() || (checkPlace && !counter.inPlace())) {
+  if (!counter.usable() || (checkPlace && !counter.inPlace())) {
     moveToSuccessor(listening);
     return;
   }
@@ -177,9 +199,10 @@ void CFNotificationCenter::State::moveToSuccessor(Listening& listening) {
   }
   // A callback may have ended the listening, or have moved it already.
   if (listening.observers.empty() || listening.counter != old) return;
-  if (listening.watch >= 0) inotify_rm_watch(inotify.get(), listening.watch);
+  unwatch(listening);
   if (!watch(listening)) return;
   for (const auto& observer : listening.observers) observer->seen = 0;
+  callEach(listening, listening.counter->count());
 }
 
 /// After an event on a file: delivers, and makes sure that the next post is heard as well.
@@ -250,7 +273,7 @@ void CFNotificationCenter::removeObserver(void* observer, const std::string& nam
     return true;
   });
   if (!listening->observers.empty()) return;
-  inotify_rm_watch(state_->inotify.get(), listening->watch);
+  state_->unwatch(*listening);
   state_->listenings.erase(name);
 }
 

@@ -1,17 +1,29 @@
 #include "foundation/CFNotificationCenter.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <linux/seccomp.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <limits>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "foundation/FileDescriptor.h"
 #include "foundation/NSRunLoop.h"
+#include "foundation/NotifyCounter.h"
 
 namespace tasklane {
 namespace {
@@ -69,6 +81,167 @@ class Listener {
   std::function<void()> then_;
   int count_ = 0;
 };
+
+/// A process of this program that listens or posts, killed with its owner.
+class Peer {
+ public:
+  Peer(const std::string& role, const std::string& name) {
+    const std::string folder = CFNotificationCenter::folder();
+    int input[2];
+    int output[2];
+    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::abort();
+    process_ = fork();
+    if (process_ == 0) {
+      dup2(input[0], STDIN_FILENO);
+      dup2(output[1], STDOUT_FILENO);
+      execl("/proc/self/exe", "peer", role.c_str(), folder.c_str(), name.c_str(), nullptr);
+      _exit(127);
+    }
+    close(input[0]);
+    close(output[1]);
+    input_ = FileDescriptor(input[1]);
+    output_ = FileDescriptor(output[0]);
+    EXPECT_EQ(readLine(), "ready");
+  }
+  ~Peer() { kill(); }
+  Peer(const Peer&) = delete;
+  Peer& operator=(const Peer&) = delete;
+
+  void write(std::uint64_t number) {
+    const std::string line = std::to_string(number) + "\n";
+    EXPECT_EQ(::write(input_.get(), line.data(), line.size()), std::ssize(line));
+  }
+  std::string readLine() {
+    std::string line;
+    pollfd ready{output_.get(), POLLIN, 0};
+    for (char c = 0; poll(&ready, 1, kLimit.count()) > 0 && read(output_.get(), &c, 1) == 1;) {
+      if (c == '\n') return line;
+      line += c;
+    }
+    return line + " (cut short)";
+  }
+  void kill() {
+    if (process_ <= 0) return;
+    ::kill(process_, SIGKILL);
+    waitpid(std::exchange(process_, 0), nullptr, 0);
+  }
+
+ private:
+  pid_t process_;
+  FileDescriptor input_;
+  FileDescriptor output_;
+};
+
+using Peers = std::vector<std::unique_ptr<Peer>>;
+
+Peers peers(int count, const std::string& role, const std::string& name) {
+  Peers result;
+  for (int i = 0; i < count; ++i) result.push_back(std::make_unique<Peer>(role, name));
+  return result;
+}
+
+std::shared_ptr<NotifyCounter> counterOf(const std::string& name) {
+  return NotifyCounter::open(CFNotificationCenter::folder(), name).value();
+}
+
+TEST(CFNotificationCenterTest, LosesNoPostOfEightProcessesToEightProcesses) {
+  constexpr int kPosters = 8;
+  constexpr std::uint64_t kPostsEach = 12'500;
+  const auto listeners = peers(8, "--listen", "many");
+  const auto posters = peers(kPosters, "--post", "many");
+  for (const auto& poster : posters) poster->write(kPostsEach);
+  for (const auto& listener : listeners) listener->write(kPosters * kPostsEach);
+  for (const auto& listener : listeners) {
+    EXPECT_EQ(listener->readLine(), std::to_string(kPosters * kPostsEach));
+  }
+}
+
+TEST(CFNotificationCenterTest, PostersKilledAtAnyMomentLoseNothingAndHoldUpNobody) {
+  constexpr int kRounds = 12;
+  const auto listeners = peers(4, "--listen", "killed");
+  const auto counter = counterOf("killed");
+  for (int round = 0; round < kRounds; ++round) {
+    const auto posters = peers(2, "--post", "killed");
+    const std::uint64_t before = counter->count();
+    for (const auto& poster : posters) poster->write(std::numeric_limits<int>::max());
+    while (counter->count() == before) std::this_thread::yield();
+  }  // killed here, somewhere in their work
+  center().postNotification("killed");
+  for (const auto& listener : listeners) listener->write(counter->count());
+  for (const auto& listener : listeners) {
+    EXPECT_EQ(listener->readLine(), std::to_string(counter->count()));
+  }
+}
+
+/// A process under this filter ends with the first system call but read, write and _exit.
+TEST(CFNotificationCenterTest, APostThatNobodySleepsOnEntersNoSystemCall) {
+  const pid_t child = fork();
+  if (child == 0) {
+    center().postNotification("gated");
+    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0) _exit(1);
+    for (int i = 0; i < 1000; ++i) center().postNotification("gated");
+    syscall(SYS_exit, 0);
+  }
+  int status = -1;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(counterOf("gated")->count(), 1001u);
+}
+
+/// What may happen to the file behind a listener's and a poster's back. As long as its contents are
+/// good every post is heard; of what a damaged one has counted at least one call is left.
+TEST(CFNotificationCenterTest, GoesOnWhenItsFileIsReplacedOrDamaged) {
+  struct Case {
+    const char* what;
+    int leastCalls;
+    std::function<void(const fs::path&)> harm;
+  };
+  const std::vector<Case> cases = {
+      {"removed", 4, [](const fs::path& file) { fs::remove(file); }},
+      {"moved away", 4, [](const fs::path& file) { fs::rename(file, file.string() + ".away"); }},
+      {"replaced by a copy", 4,
+       [](const fs::path& file) {
+         fs::copy_file(file, file.string() + ".copy");
+         fs::rename(file.string() + ".copy", file);
+       }},
+      {"emptied", 2, [](const fs::path& file) { fs::resize_file(file, 0); }},
+      {"overwritten", 2, [](const fs::path& file) { std::ofstream(file) << "garbage"; }},
+      {"turned into a folder", 4,
+       [](const fs::path& file) {
+         fs::remove(file);
+         fs::create_directories(file / "inside");
+       }},
+      {"turned into a link", 4,
+       [](const fs::path& file) {
+         fs::remove(file);
+         fs::create_symlink("/dev/null", file);
+       }},
+      {"given a wild count", 2,
+       [](const fs::path& file) {
+         std::fstream stream(file, std::ios::in | std::ios::out | std::ios::binary);
+         stream.seekp(8).write("\x99\x99\x99\x99\x99\x99\x99\x09", 8);
+       }},
+      {"removed with its folder", 4,
+       [](const fs::path& file) { fs::remove_all(file.parent_path()); }},
+  };
+  for (const auto& [what, leastCalls, harm] : cases) {
+    SCOPED_TRACE(what);
+    const std::string name = std::string("harm ") + what;
+    Listener listener(name);
+    center().postNotification(name);
+    ASSERT_TRUE(listener.waitFor(1));
+    center().postNotification(name);
+    harm(counterOf(name)->path());
+    Peer other("--post", name);
+    other.write(1);
+    EXPECT_EQ(other.readLine(), "done");
+    center().postNotification(name);
+    EXPECT_TRUE(listener.waitFor(leastCalls));
+    const int heard = listener.count();
+    center().postNotification(name);
+    EXPECT_TRUE(listener.waitFor(heard + 1)) << "the next post is heard as if nothing had happened";
+  }
+}
 
 TEST(CFNotificationCenterTest, CallsEveryListenerOncePerPost) {
   center().postNotification("a|Name");

@@ -1,7 +1,6 @@
 #include "foundation/NotifyCounter.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -52,6 +51,10 @@ bool isOwnPlainFile(const struct stat& status) {
 
 }  // namespace
 
+NotifyCounter::Layout& NotifyCounter::layout() const {
+  return *static_cast<Layout*>(mapping_.data());
+}
+
 std::shared_ptr<NotifyCounter> NotifyCounter::map(const std::string& path, FileDescriptor file) {
   static_assert(std::atomic<std::uint64_t>::is_always_lock_free && sizeof(Layout) <= kNameOffset);
   static_assert(offsetof(Layout, touched) == kTouchOffset);
@@ -61,53 +64,46 @@ std::shared_ptr<NotifyCounter> NotifyCounter::map(const std::string& path, FileD
       status.st_size > static_cast<off_t>(fileSize(kLongestName))) {
     return nullptr;
   }
-  const auto size = static_cast<std::size_t>(status.st_size);
-  void* const mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
-  if (mapped == MAP_FAILED) return nullptr;
+  GuardedMapping mapping(file.get(), static_cast<std::size_t>(status.st_size));
+  if (!mapping.data()) return nullptr;
   return std::shared_ptr<NotifyCounter>(
-      new NotifyCounter(path, std::move(file), static_cast<Layout*>(mapped), size));
+      new NotifyCounter(path, std::move(file), std::move(mapping)));
 }
 
-NotifyCounter::~NotifyCounter() { munmap(layout_, size_); }
-
 bool NotifyCounter::post() {
-  std::uint64_t posts = layout_->posts.load(std::memory_order_relaxed);
+  std::uint64_t posts = layout().posts.load(std::memory_order_relaxed);
   do {
     if (posts & kRetired) return false;
-  } while (!layout_->posts.compare_exchange_weak(posts, posts + 1));
-  if (layout_->mark.load() != kMark) return false;
-  const std::uint32_t armed = layout_->armed.load();
-  std::uint32_t served = layout_->served.load();
+  } while (!layout().posts.compare_exchange_weak(posts, posts + 1));
+  if (layout().mark.load() != kMark) return false;
+  const std::uint32_t armed = layout().armed.load();
+  std::uint32_t served = layout().served.load();
   if (armed == served) return true;
   touch();
   // Only forwards: a slower poster must not take back what a later one has served.
   while (static_cast<std::int32_t>(armed - served) > 0 &&
-         !layout_->served.compare_exchange_weak(served, armed)) {
+         !layout().served.compare_exchange_weak(served, armed)) {
   }
   return true;
 }
 
-std::uint64_t NotifyCounter::count() const { return layout_->posts.load() & ~kRetired; }
+std::uint64_t NotifyCounter::count() const { return layout().posts.load() & ~kRetired; }
 
-void NotifyCounter::arm() { layout_->armed.fetch_add(1); }
+void NotifyCounter::arm() { layout().armed.fetch_add(1); }
 
 void NotifyCounter::touch() {
   [[maybe_unused]] const ssize_t written = pwrite(file_.get(), "", 1, kTouchOffset);
 }
 
-void NotifyCounter::retire() { layout_->posts.fetch_or(kRetired); }
+void NotifyCounter::retire() { layout().posts.fetch_or(kRetired); }
 
-void NotifyCounter::spoil() { layout_->mark.store(0); }
+void NotifyCounter::spoil() { layout().mark.store(0); }
 
-bool NotifyCounter::retired() const { return (layout_->posts.load() & kRetired) != 0; }
+bool NotifyCounter::retired() const { return (layout().posts.load() & kRetired) != 0; }
 
-bool NotifyCounter::usable() const { return !retired() && layout_->mark.load() == kMark; }
+bool NotifyCounter::whole() const { return layout().mark.load() == kMark; }
 
-bool NotifyCounter::whole() const {
-  struct stat status {};
-  return fstat(file_.get(), &status) == 0 && static_cast<std::size_t>(status.st_size) == size_ &&
-         layout_->mark.load() == kMark;
-}
+bool NotifyCounter::usable() const { return whole() && !retired(); }
 
 bool NotifyCounter::inPlace() const {
   struct stat opened {};
@@ -117,9 +113,10 @@ bool NotifyCounter::inPlace() const {
 }
 
 std::string NotifyCounter::storedName() const {
-  const std::uint64_t length = layout_->nameLength.load();
-  if (length > size_ - kNameOffset || fileSize(length) != size_) return {};
-  return {reinterpret_cast<const char*>(layout_) + kNameOffset, static_cast<std::size_t>(length)};
+  const std::uint64_t length = layout().nameLength.load();
+  if (length > kLongestName || fileSize(length) != mapping_.size()) return {};
+  return {static_cast<const char*>(mapping_.data()) + kNameOffset,
+          static_cast<std::size_t>(length)};
 }
 
 namespace {
@@ -195,7 +192,7 @@ Result<std::shared_ptr<NotifyCounter>> NotifyCounter::open(const std::string& fo
       return NSError::fromErrno(problem, "cannot open " + path);
     }
     const auto counter = file ? map(path, std::move(file)) : nullptr;
-    if (counter && counter->whole() && !counter->retired()) {
+    if (counter && counter->usable()) {
       const std::string stored = counter->storedName();
       if (stored == name) return counter;
       if (stableHashText(stored) == hash) {  // another name that happens to have the same hash

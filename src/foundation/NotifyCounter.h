@@ -6,6 +6,7 @@
 #include <string>
 
 #include "foundation/FileDescriptor.h"
+#include "foundation/GuardedMapping.h"
 #include "foundation/NSError.h"
 
 namespace tasklane {
@@ -26,7 +27,6 @@ class NotifyCounter {
   /// replaced, with a console line.
   static Result<std::shared_ptr<NotifyCounter>> open(const std::string& folder,
                                                      const std::string& name);
-  ~NotifyCounter();
   NotifyCounter(const NotifyCounter&) = delete;
   NotifyCounter& operator=(const NotifyCounter&) = delete;
 
@@ -43,27 +43,27 @@ class NotifyCounter {
   bool retired() const;
   /// Says that the contents are nonsense, so that nobody uses them any more.
   void spoil();
-  /// Whether posts may go here, as far as can be told without a system call.
-  bool usable() const;
-  /// Whether the contents can be trusted. A mapped file that was cut short must not be looked at.
+  /// Whether the contents can be trusted.
   bool whole() const;
+  /// Whether posts may go here.
+  bool usable() const;
   /// Whether the path still leads to this file.
   bool inPlace() const;
   const std::string& path() const { return path_; }
 
  private:
   struct Layout;
-  NotifyCounter(std::string path, FileDescriptor file, Layout* layout, std::size_t size)
-      : path_(std::move(path)), file_(std::move(file)), layout_(layout), size_(size) {}
+  NotifyCounter(std::string path, FileDescriptor file, GuardedMapping mapping)
+      : path_(std::move(path)), file_(std::move(file)), mapping_(std::move(mapping)) {}
   static std::shared_ptr<NotifyCounter> map(const std::string& path, FileDescriptor file);
   static Result<void> createAt(const std::string& path, const std::string& name);
   static Result<void> replaceAt(const std::string& path, const std::string& name);
+  Layout& layout() const;
   std::string storedName() const;
 
   std::string path_;
   FileDescriptor file_;
-  Layout* layout_;
-  std::size_t size_;
+  GuardedMapping mapping_;
 };
 
 }  // namespace tasklane

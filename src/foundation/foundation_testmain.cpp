@@ -1,0 +1,69 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/CFNotificationCenter.h"
+#include "foundation/NSRunLoop.h"
+
+namespace tasklane {
+namespace {
+
+constexpr std::chrono::milliseconds kLimit{20'000};
+
+/// Hears a name until the number of calls that a line of the input asks for has come, then says how
+/// many there were.
+int listen(const std::string& name) {
+  long count = 0;
+  long wanted = std::numeric_limits<long>::max();
+  auto& center = CFNotificationCenterGetDarwinNotifyCenter();
+  center.addObserver(
+      &count,
+      [](CFNotificationCenter&, void* observer, const std::string&, const void*, const void*) {
+        ++*static_cast<long*>(observer);
+      },
+      name, CFNotificationSuspensionBehavior::DeliverImmediately);
+  const auto input = NSRunLoop::mainRunLoop().addDescriptor(STDIN_FILENO, [&] {
+    char line[32] = {};
+    if (read(STDIN_FILENO, line, sizeof line - 1) <= 0) _exit(1);
+    wanted = std::atol(line);
+  });
+  std::cout << "ready" << std::endl;
+  NSRunLoop::mainRunLoop().runUntil([&] { return count >= wanted; }, kLimit);
+  NSRunLoop::mainRunLoop().dispatch();  // would show calls too many
+  std::cout << count << std::endl;
+  return 0;
+}
+
+/// Posts a name as often as a line of the input says.
+int post(const std::string& name) {
+  std::cout << "ready" << std::endl;
+  long count = 0;
+  std::cin >> count;
+  auto& center = CFNotificationCenterGetDarwinNotifyCenter();
+  for (long i = 0; i < count; ++i) center.postNotification(name);
+  std::cout << "done" << std::endl;
+  return 0;
+}
+
+}  // namespace
+}  // namespace tasklane
+
+/// The program is also the other processes of its tests: foundation_test --listen|--post FOLDER
+/// NAME.
+int main(int argc, char** argv) {
+  const std::vector<std::string> arguments(argv, argv + argc);
+  if (argc == 4 && arguments[1].starts_with("--")) {
+    tasklane::CFNotificationCenter::setFolder(arguments[2]);
+    if (arguments[1] == "--listen") return tasklane::listen(arguments[3]);
+    if (arguments[1] == "--post") return tasklane::post(arguments[3]);
+  }
+  ::testing::InitGoogleMock(&argc, argv);
+  return RUN_ALL_TESTS();
+}
