@@ -1,6 +1,11 @@
 #include "foundation/NSPropertyListSerialization.h"
 
+#include <algorithm>
+
+#include "foundation/PropertyListBinaryReader.h"
 #include "foundation/PropertyListSyntax.h"
+#include "foundation/PropertyListTextReader.h"
+#include "foundation/PropertyListTextWriter.h"
 #include "foundation/PropertyListXMLReader.h"
 #include "foundation/PropertyListXMLWriter.h"
 #include "foundation/UTF8.h"
@@ -30,6 +35,16 @@ Result<std::string_view> asUTF8(std::string_view bytes, std::string& converted) 
   return std::string_view(converted);
 }
 
+/// An angle bracket begins XML, or data in the old text format: hexadecimal digits up to the
+/// closing bracket.
+bool looksLikeXML(std::string_view document) {
+  document = plist::trimmed(document);
+  if (!document.starts_with('<')) return false;
+  const std::string_view inside = document.substr(1, document.find('>') - 1);
+  return !std::all_of(inside.begin(), inside.end(),
+                      [](char c) { return plist::isSpace(c) || plist::hexDigit(c) >= 0; });
+}
+
 }  // namespace
 
 Result<NSPropertyListSerialization::Parsed> NSPropertyListSerialization::propertyListWithData(
@@ -40,6 +55,11 @@ Result<NSPropertyListSerialization::Parsed> NSPropertyListSerialization::propert
 
 Result<NSPropertyListSerialization::Parsed> NSPropertyListSerialization::propertyListWithData(
     std::string_view bytes) {
+  if (bytes.starts_with(plist::binarySignature)) {
+    auto read = plist::readBinary(bytes);
+    if (!read) return read.error();
+    return Parsed{std::move(read).value(), Format::Binary};
+  }
   std::string converted;
   const Result<std::string_view> text = asUTF8(bytes, converted);
   if (!text) return text.error();
@@ -47,13 +67,18 @@ Result<NSPropertyListSerialization::Parsed> NSPropertyListSerialization::propert
   if (plist::trimmed(document).empty()) return corrupt("the property list is empty");
   if (const auto offset = utf8::firstInvalid(document))
     return plist::errorAt(document, *offset, "invalid UTF-8");
-  auto read = plist::readXML(document);
+  const bool isXML = looksLikeXML(document);
+  auto read = isXML ? plist::readXML(document) : plist::readText(document);
   if (!read) return read.error();
-  return Parsed{std::move(read).value(), Format::XML};
+  return Parsed{std::move(read).value(), isXML ? Format::XML : Format::Text};
 }
 
 Result<std::string> NSPropertyListSerialization::dataWithPropertyList(const PropertyList& plist) {
   return plist::writeXML(plist);
+}
+
+std::string NSPropertyListSerialization::describe(const PropertyList& plist) {
+  return plist::writeText(plist);
 }
 
 }  // namespace tasklane

@@ -177,7 +177,7 @@ TEST(PropertyListXML, RefusesWhatIsNoPropertyList) {
       {"<plist><string>x</string></plist> y",
        "line 1, column 34: text after the end of the property list"},
       {"<plist><true/></plist><plist><true/></plist>", "line 1, column 24: a second root element"},
-      {"x<plist><true/></plist>", "line 1, column 1: text before the <plist> element"},
+      {"x<plist><true/></plist>", "line 1, column 2: \"=\" is missing after a key"},
       {"<plist><true/><false/></plist>", "line 1, column 16: <plist> holds more than one value"},
       {"<plist>\n</plist>", "line 1, column 2: <plist> holds no value"},
       {"<dict/>", "line 1, column 2: the root element must be <plist>"},

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string_view>
+
+#include "foundation/NSError.h"
+#include "foundation/PropertyList.h"
+
+namespace tasklane::plist {
+
+/// The first bytes of every binary document; two digits for its version follow.
+inline constexpr std::string_view binarySignature = "bplist";
+
+/// Reads a whole binary document; errors name the byte. Objects that the document shares are shared
+/// in the value, too; a document that would be absurdly larger when written out is refused.
+Result<PropertyList> readBinary(std::string_view document);
+
+}  // namespace tasklane::plist
