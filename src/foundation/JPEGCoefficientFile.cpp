@@ -1,11 +1,6 @@
 #include "foundation/JPEGCoefficientFile.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
 #include "foundation/JPEGSession.h"
@@ -25,10 +20,6 @@ JPEGCoefficientFile* owner(j_common_ptr info) {
 
 JPEGCoefficientFile::JPEGCoefficientFile(std::string scratchFolder)
     : scratchFolder_(std::move(scratchFolder)) {}
-
-JPEGCoefficientFile::~JPEGCoefficientFile() {
-  for (const auto& array : arrays_) unmap(*array);
-}
 
 void JPEGCoefficientFile::install(j_common_ptr info) {
   info->client_data = this;
@@ -53,61 +44,67 @@ jvirt_barray_ptr JPEGCoefficientFile::request(j_common_ptr info, int, boolean,
 
 void JPEGCoefficientFile::realize(j_common_ptr info) {
   owner(info)->realizeOthers_(info);
-  if (const int failure = owner(info)->allocate(); failure != 0)
-    failJPEG(info, NSError::Kind::Io, "cannot make room on disk for decoding", failure);
+  if (!owner(info)->makeFile()) failJPEG(info, NSError::Kind::Io, "no room on disk for decoding");
 }
 
-int JPEGCoefficientFile::allocate() {
-  if (file_ || arrays_.empty()) return 0;
+bool JPEGCoefficientFile::makeFile() {
+  if (file_ || arrays_.empty()) return true;
   auto file = UnnamedFile::makeInFolder(scratchFolder_);
-  if (!file.ok()) return EIO;
+  if (!file.ok()) {
+    failure_ = file.error();
+    return false;
+  }
   file_ = std::move(file).value();
   std::uint64_t size = 0;
   for (const auto& array : arrays_) {
     array->offset = size;
     size += std::uint64_t{array->rowBytes} * array->rows;
   }
-  // Allocated now, because a page that finds no room when it is written to kills the process.
-  return ::posix_fallocate(file_->fileDescriptor(), 0, static_cast<off_t>(size));
+  return true;
 }
 
 JBLOCKARRAY JPEGCoefficientFile::access(j_common_ptr info, jvirt_barray_ptr handle,
-                                        JDIMENSION startRow, JDIMENSION rows, boolean) {
+                                        JDIMENSION startRow, JDIMENSION rows, boolean writable) {
   auto& array = *reinterpret_cast<Array*>(handle);
   if (rows > array.maximumAccess || startRow > array.rows || rows > array.rows - startRow)
     failJPEG(info, NSError::Kind::Corrupt, "the JPEG's scans do not fit together");
-  if (startRow < array.firstRow || startRow + rows > array.firstRow + array.window.size()) {
-    if (const int failure = owner(info)->mapWindow(array, startRow, rows); failure != 0)
-      failJPEG(info, NSError::Kind::Io, "cannot read back what was decoded of", failure);
-  }
-  return array.window.data() + (startRow - array.firstRow);
+  const bool inside =
+      startRow >= array.firstRow && startRow + rows <= array.firstRow + array.pointers.size();
+  if (!inside && !owner(info)->moveWindow(array, startRow, rows))
+    failJPEG(info, NSError::Kind::Io, "cannot keep on disk what was decoded");
+  if (writable) array.changed = true;
+  return array.pointers.data() + (startRow - array.firstRow);
 }
 
-int JPEGCoefficientFile::mapWindow(Array& array, JDIMENSION startRow, JDIMENSION rows) {
-  unmap(array);
+bool JPEGCoefficientFile::moveWindow(Array& array, JDIMENSION startRow, JDIMENSION rows) {
+  const auto keep = [this](Result<void> result) {
+    if (!result.ok()) failure_ = result.error();
+    return result.ok();
+  };
+  const auto placeOf = [&array](JDIMENSION row) {
+    return array.offset + std::uint64_t{row} * array.rowBytes;
+  };
+  if (array.changed) {
+    // Rows in front of the window that no scan has touched yet are a hole in the file: zeros.
+    const auto end = array.firstRow + static_cast<JDIMENSION>(array.pointers.size());
+    if (!keep(file_->writeAt(placeOf(array.firstRow), array.window.data(),
+                             array.pointers.size() * array.rowBytes)))
+      return false;
+    array.writtenRows = std::max(array.writtenRows, end);
+    array.changed = false;
+  }
   const auto wanted = static_cast<JDIMENSION>(kWindowBytes / array.rowBytes);
   const JDIMENSION count = std::min(std::max(wanted, rows), array.rows - startRow);
-  const std::uint64_t begin = array.offset + std::uint64_t{startRow} * array.rowBytes;
-  const std::uint64_t page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-  const std::size_t lead = begin % page;
-  const std::size_t length = lead + std::size_t{count} * array.rowBytes;
-  void* mapping = ::mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_POPULATE,
-                         file_->fileDescriptor(), static_cast<off_t>(begin - lead));
-  if (mapping == MAP_FAILED) return errno;
-  array.mapping = mapping;
-  array.mappingLength = length;
-  array.firstRow = startRow;
-  array.window.resize(count);
-  auto* first = static_cast<std::byte*>(mapping) + lead;
+  array.window.resize(count * array.rowBytes);
+  array.pointers.resize(count);
   for (JDIMENSION row = 0; row < count; ++row)
-    array.window[row] = reinterpret_cast<JBLOCKROW>(first + std::size_t{row} * array.rowBytes);
-  return 0;
-}
-
-void JPEGCoefficientFile::unmap(Array& array) {
-  if (array.mapping != nullptr) ::munmap(array.mapping, array.mappingLength);
-  array.mapping = nullptr;
-  array.window.clear();
+    array.pointers[row] = reinterpret_cast<JBLOCKROW>(array.window.data() + row * array.rowBytes);
+  array.firstRow = startRow;
+  const JDIMENSION kept =
+      array.writtenRows > startRow ? std::min(array.writtenRows - startRow, count) : 0;
+  std::fill(array.window.begin() + static_cast<std::ptrdiff_t>(kept * array.rowBytes),
+            array.window.end(), std::byte{0});
+  return keep(file_->readAt(placeOf(startRow), array.window.data(), kept * array.rowBytes));
 }
 
 }  // namespace tasklane

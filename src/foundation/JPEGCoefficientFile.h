@@ -4,8 +4,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "foundation/NSError.h"
 
 #include <jpeglib.h>
 
@@ -17,12 +20,13 @@ class UnnamedFile;
 ///
 /// Such a picture (a progressive one, above all) is decoded only after its last scan, until then
 /// the library holds two bytes for each sample: 144 MB for 48 megapixels. Here they lie in a
-/// nameless file, of which a window of about a megabyte an array is mapped at a time; scans go
-/// through the rows in order, so a window moves rarely.
+/// nameless file, of which a window of about a megabyte an array is in memory at a time; scans go
+/// through the rows in order, so a window moves rarely. (Reading and writing windows is twice as
+/// fast as mapping them: a mapped page costs a fault in every scan.)
 class JPEGCoefficientFile {
  public:
   explicit JPEGCoefficientFile(std::string scratchFolder);
-  ~JPEGCoefficientFile();
+  ~JPEGCoefficientFile() = default;
   JPEGCoefficientFile(const JPEGCoefficientFile&) = delete;
   JPEGCoefficientFile& operator=(const JPEGCoefficientFile&) = delete;
 
@@ -30,16 +34,20 @@ class JPEGCoefficientFile {
   /// this. Uses the object's client_data.
   void install(j_common_ptr info);
 
+  /// What the disk said, when it was the reason why the library gave up.
+  const std::optional<NSError>& failure() const { return failure_; }
+
  private:
   struct Array {
     std::uint64_t offset = 0;
     std::size_t rowBytes = 0;
     JDIMENSION rows = 0;
     JDIMENSION maximumAccess = 0;
-    void* mapping = nullptr;
-    std::size_t mappingLength = 0;
+    JDIMENSION writtenRows = 0;  ///< those that the file has; all others are still zero
     JDIMENSION firstRow = 0;
-    std::vector<JBLOCKROW> window;
+    bool changed = false;
+    std::vector<std::byte> window;
+    std::vector<JBLOCKROW> pointers;
   };
 
   static jvirt_barray_ptr request(j_common_ptr info, int pool, boolean preZero,
@@ -48,13 +56,13 @@ class JPEGCoefficientFile {
   static void realize(j_common_ptr info);
   static JBLOCKARRAY access(j_common_ptr info, jvirt_barray_ptr array, JDIMENSION startRow,
                             JDIMENSION rows, boolean writable);
-  static void unmap(Array& array);
-  /// Each of these is 0 or an errno value; what they hold is safe from the library's jumps.
-  int allocate();
-  int mapWindow(Array& array, JDIMENSION startRow, JDIMENSION rows);
+  /// Each is false when the disk fails; what they hold is safe from the library's jumps.
+  bool makeFile();
+  bool moveWindow(Array& array, JDIMENSION startRow, JDIMENSION rows);
 
   std::string scratchFolder_;
   std::shared_ptr<UnnamedFile> file_;
+  std::optional<NSError> failure_;
   std::vector<std::unique_ptr<Array>> arrays_;
   void (*realizeOthers_)(j_common_ptr) = nullptr;
 };

@@ -54,6 +54,7 @@ class JPEGReader {
   template <class Work>
   Result<void> attempt(Work&& work) {
     if (failure_.attempt(work)) return {};
+    if (coefficients_.failure()) return *coefficients_.failure();
     return failure_.error(source_.name());
   }
 

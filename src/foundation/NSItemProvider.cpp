@@ -97,15 +97,15 @@ const char* typeOf(EncodedImage::Format format) {
     case EncodedImage::Format::PNG:
       return "public.png";
     case EncodedImage::Format::GIF:
-      return "com.compuserve.gif";
+      return "public.gif";
     case EncodedImage::Format::TIFF:
       return "public.tiff";
     case EncodedImage::Format::WebP:
-      return "org.webmproject.webp";
+      return "public.webp";
     case EncodedImage::Format::HEIC:
       return "public.heic";
     case EncodedImage::Format::BMP:
-      return "com.microsoft.bmp";
+      return "public.bmp";
   }
   return kUTTypeImage;
 }

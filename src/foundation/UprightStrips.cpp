@@ -4,6 +4,7 @@
 #include <cstring>
 #include <utility>
 
+#include "foundation/StripPipeline.h"
 #include "foundation/UnnamedFile.h"
 
 namespace tasklane {
@@ -13,22 +14,24 @@ namespace {
 /// What is read back at a time, unless one strip needs more.
 constexpr std::size_t kBandBytes = 2 * 1024 * 1024;
 
-/// One plane in the file. Rows of the result are taken from rows of the stored plane, or, when the
-/// sides are exchanged, from its columns. The plane is cut into bands of such rows or columns, and
-/// a band lies together in the file, so that a strip of the result is one read.
+/// One plane in the file: its lines are the rows of the result, in order. They come from rows of
+/// the stored plane or, when the sides are exchanged, from its columns. Lines are kept in bands: in
+/// a band of rows they follow each other, a band of columns is filled row by row as the rows come.
 class TurnedPlane {
  public:
-  TurnedPlane(const ImagePlane& stored, std::uint32_t stripRows, int orientation,
+  TurnedPlane(const ImagePlane& stored, std::uint32_t stripLines, int orientation,
               std::uint64_t offset)
-      : stored_(stored), orientation_(orientation), offset_(offset) {
-    sample_ = stored.bytesPerSample;
+      : width_(stored.width), sample_(stored.bytesPerSample), offset_(offset) {
     exchanged_ = orientationExchangesSides(orientation);
     lines_ = exchanged_ ? stored.width : stored.height;
     across_ = exchanged_ ? stored.height : stored.width;
-    const std::size_t stripBytes = std::size_t{stripRows} * across_ * sample_;
-    const auto strips =
-        static_cast<std::uint32_t>(std::max<std::size_t>(1, kBandBytes / stripBytes));
-    bandLines_ = std::min(stripRows * strips, lines_);
+    // Where the first sample of the result is taken from tells which ways run backwards.
+    const StoredPlace first = storedPlaceOf(orientation, 2, 2, 0, 0);
+    linesBackwards_ = (exchanged_ ? first.x : first.y) != 0;
+    acrossBackwards_ = (exchanged_ ? first.y : first.x) != 0;
+    const std::size_t stripBytes = std::size_t{stripLines} * across_ * sample_;
+    const std::size_t strips = std::max<std::size_t>(1, kBandBytes / stripBytes);
+    bandLines_ = std::min(stripLines * static_cast<std::uint32_t>(strips), lines_);
   }
 
   std::uint64_t size() const { return std::uint64_t{lines_} * across_ * sample_; }
@@ -36,39 +39,48 @@ class TurnedPlane {
   /// Takes stored rows, from y on.
   Result<void> keep(UnnamedFile& file, const Strip& strip, std::size_t plane, std::uint32_t y,
                     std::uint32_t rows) {
-    const std::size_t rowBytes = std::size_t{stored_.width} * sample_;
+    const std::size_t rowBytes = std::size_t{width_} * sample_;
     buffer_.resize(rowBytes * rows);
+    for (std::uint32_t i = 0; i < rows; ++i) {
+      const bool upward = !exchanged_ && linesBackwards_;
+      copyRow(strip.row(plane, i), buffer_.data() + (upward ? rows - 1 - i : i) * rowBytes);
+    }
     if (!exchanged_) {
-      for (std::uint32_t i = 0; i < rows; ++i)
-        std::memcpy(buffer_.data() + i * rowBytes, strip.row(plane, i), rowBytes);
-      return file.writeAt(offset_ + y * rowBytes, buffer_.data(), buffer_.size());
+      const std::uint32_t line = linesBackwards_ ? lines_ - y - rows : y;
+      return file.writeAt(placeOfLine(line), buffer_.data(), buffer_.size());
     }
     for (std::uint32_t first = 0; first < lines_; first += bandLines_) {
-      const std::uint32_t count = std::min(bandLines_, lines_ - first);
-      const std::size_t pieceBytes = std::size_t{count} * sample_;
+      const std::size_t pieceBytes = std::min(bandLines_, lines_ - first) * sample_;
+      piece_.resize(pieceBytes * rows);
       for (std::uint32_t i = 0; i < rows; ++i)
-        std::memcpy(buffer_.data() + i * pieceBytes,
-                    strip.row(plane, i) + std::size_t{first} * sample_, pieceBytes);
-      auto kept =
-          file.writeAt(placeOfLine(first) + y * pieceBytes, buffer_.data(), pieceBytes * rows);
+        std::memcpy(piece_.data() + i * pieceBytes, buffer_.data() + i * rowBytes + first * sample_,
+                    pieceBytes);
+      auto kept = file.writeAt(placeOfLine(first) + y * pieceBytes, piece_.data(), piece_.size());
       if (!kept.ok()) return kept;
     }
     return {};
   }
 
-  /// Yields a row of the result; rows are asked for in order.
-  Result<void> give(const UnnamedFile& file, std::uint32_t y, std::uint8_t* into) {
-    const StoredPlace first = storedPlaceOf(orientation_, stored_.width, stored_.height, 0, y);
-    const std::uint32_t line = exchanged_ ? first.x : first.y;
-    if (auto loaded = loadBand(file, line / bandLines_ * bandLines_); !loaded.ok()) return loaded;
-    const std::uint32_t bandCount = std::min(bandLines_, lines_ - bandFirst_);
-    const std::ptrdiff_t step = exchanged_ ? std::ptrdiff_t{bandCount} * sample_ : sample_;
+  /// Yields a strip's rows of the result, from y on; strips are asked for in order.
+  Result<void> give(const UnnamedFile& file, std::uint32_t y, std::uint32_t rows, Strip& strip,
+                    std::size_t plane) {
+    if (rows == 0) return {};
+    if (auto loaded = loadBand(file, y / bandLines_ * bandLines_); !loaded.ok()) return loaded;
     const std::uint8_t* start = buffer_.data();
-    start += exchanged_ ? std::size_t{line - bandFirst_} * sample_
-                        : std::size_t{line - bandFirst_} * across_ * sample_;
-    const bool backwards = (exchanged_ ? first.y : first.x) != 0;
-    if (backwards) start += (across_ - 1) * step;
-    copyLine(start, backwards ? -step : step, into);
+    if (exchanged_) {
+      const std::size_t bandBytes = std::min(bandLines_, lines_ - bandFirst_) * sample_;
+      start += (y - bandFirst_) * sample_;
+      for (std::uint32_t x = 0; x < across_; ++x) {
+        const std::uint32_t from = acrossBackwards_ ? across_ - 1 - x : x;
+        const std::uint8_t* samples = start + from * bandBytes;
+        for (std::uint32_t row = 0; row < rows; ++row, samples += sample_)
+          std::copy_n(samples, sample_, strip.row(plane, row) + x * sample_);
+      }
+      return {};
+    }
+    start += std::size_t{y - bandFirst_} * across_ * sample_;
+    for (std::uint32_t row = 0; row < rows; ++row)
+      std::memcpy(strip.row(plane, row), start + row * across_ * sample_, across_ * sample_);
     return {};
   }
 
@@ -77,12 +89,16 @@ class TurnedPlane {
     return offset_ + std::uint64_t{line} * across_ * sample_;
   }
 
-  void copyLine(const std::uint8_t* from, std::ptrdiff_t step, std::uint8_t* into) const {
-    if (sample_ == 1) {
-      for (std::uint32_t x = 0; x < across_; ++x, from += step) into[x] = *from;
+  /// A stored row, turned round where the result needs it so.
+  void copyRow(const std::uint8_t* from, std::uint8_t* to) const {
+    const bool backwards = exchanged_ ? linesBackwards_ : acrossBackwards_;
+    if (!backwards) {
+      std::memcpy(to, from, width_ * sample_);
+    } else if (sample_ == 1) {
+      std::reverse_copy(from, from + width_, to);
     } else {
-      for (std::uint32_t x = 0; x < across_; ++x, from += step, into += sample_)
-        std::memcpy(into, from, sample_);
+      for (std::size_t x = 0; x < width_; ++x)
+        std::memcpy(to + x * sample_, from + (width_ - 1 - x) * sample_, sample_);
     }
   }
 
@@ -95,17 +111,19 @@ class TurnedPlane {
     return file.readAt(placeOfLine(first), buffer_.data(), buffer_.size());
   }
 
-  ImagePlane stored_;
-  int orientation_;
-  std::uint64_t offset_;
+  std::size_t width_;  ///< of the stored plane
   std::size_t sample_;
+  std::uint64_t offset_;
   bool exchanged_;
+  bool linesBackwards_;
+  bool acrossBackwards_;
   std::uint32_t lines_;      ///< rows of the result
   std::uint32_t across_;     ///< samples in a row of the result
   std::uint32_t bandLines_;  ///< lines that lie together
   bool loaded_ = false;
   std::uint32_t bandFirst_ = 0;
   std::vector<std::uint8_t> buffer_;
+  std::vector<std::uint8_t> piece_;
 };
 
 StripLayout uprightLayout(const StripLayout& stored, int orientation) {
@@ -152,28 +170,29 @@ class UprightStrips final : public StripProducer {
  private:
   Result<void> keepAll() {
     const StripLayout& layout = stored_->layout();
-    Strip strip(layout);
-    for (std::uint32_t index = 0; index < layout.strips(); ++index) {
-      if (auto filled = stored_->fill(strip); !filled.ok()) return filled;
+    std::uint32_t index = 0;
+    return runStripPipeline(*stored_, [&](const Strip& strip) -> Result<void> {
       for (std::size_t plane = 0; plane < planes_.size(); ++plane) {
         const ImagePlane& shape = layout.planes[plane];
+        const std::uint32_t y = index * layout.planeRowsPerStrip(shape);
         auto kept =
-            planes_[plane].keep(*file_, strip, plane, index * layout.planeRowsPerStrip(shape),
-                                layout.planeRowsInStrip(shape, index));
+            planes_[plane].keep(*file_, strip, plane, y, layout.planeRowsInStrip(shape, index));
         if (!kept.ok()) return kept;
       }
-    }
-    return stored_->finish();
+      ++index;
+      return {};
+    });
   }
 
   Result<void> fillPlane(Strip& strip, std::size_t plane) {
     const ImagePlane& shape = layout_.planes[plane];
     const std::uint32_t rows = layout_.planeRowsInStrip(shape, next_);
     const std::size_t used = std::size_t{shape.width} * shape.bytesPerSample;
+    const std::uint32_t first = next_ * layout_.planeRowsPerStrip(shape);
+    auto given = planes_[plane].give(*file_, first, rows, strip, plane);
+    if (!given.ok()) return given;
     for (std::uint32_t y = 0; y < rows; ++y) {
       std::uint8_t* row = strip.row(plane, y);
-      auto given = planes_[plane].give(*file_, next_ * layout_.planeRowsPerStrip(shape) + y, row);
-      if (!given.ok()) return given;
       // An encoder reads whole blocks: the edge goes on beyond the picture, as if it were larger.
       for (std::size_t x = used; x < strip.stride(plane); ++x)
         row[x] = row[x - shape.bytesPerSample];
