@@ -3,8 +3,10 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -24,8 +26,7 @@ constexpr int kThreads = 2;
 class LoadQueue {
  public:
   static LoadQueue& shared() {
-    static std::aligned_storage_t<sizeof(LoadQueue), alignof(LoadQueue)> storage;
-    static LoadQueue* const queue = std::construct_at(reinterpret_cast<LoadQueue*>(&storage));
+    static LoadQueue* const queue = std::make_unique<LoadQueue>().release();
     return *queue;
   }
 
