@@ -18,12 +18,18 @@ if(TASKLANE_TESTS)
   include(GoogleTest)
 endif()
 
-# tasklane_library(NAME [USES target...] [PRIVATE_USES target...])
+# tasklane_library(NAME [WHOLE] [USES target...] [PRIVATE_USES target...])
 #
 # Makes the static library tasklane_NAME of every .cpp file of this folder, tests and programs' mains
-# left out. USES is what its headers need, PRIVATE_USES what only its sources need.
+# left out. USES is what its headers need, PRIVATE_USES what only its sources need. WHOLE is for what
+# answers calls of a library beneath it: a program that names it gets all of it, wherever it stands
+# among the libraries.
 function(tasklane_library name)
-  cmake_parse_arguments(ARG "" "" "USES;PRIVATE_USES" ${ARGN})
+  cmake_parse_arguments(ARG "WHOLE" "" "USES;PRIVATE_USES" ${ARGN})
+  set(kind STATIC)
+  if(ARG_WHOLE)
+    set(kind OBJECT)
+  endif()
   file(GLOB sources CONFIGURE_DEPENDS *.cpp)
   list(FILTER sources EXCLUDE REGEX "_(test|fuzz|testmain)\\.cpp$")
   if(NOT sources)
@@ -31,7 +37,7 @@ function(tasklane_library name)
     target_link_libraries(tasklane_${name} INTERFACE tasklane_options ${ARG_USES})
     return()
   endif()
-  add_library(tasklane_${name} STATIC ${sources})
+  add_library(tasklane_${name} ${kind} ${sources})
   target_link_libraries(tasklane_${name}
     PUBLIC tasklane_options ${ARG_USES} PRIVATE ${ARG_PRIVATE_USES} Threads::Threads)
 endfunction()

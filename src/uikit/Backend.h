@@ -20,9 +20,9 @@ class UIWindow;
 class UIViewPeer {
  public:
   virtual ~UIViewPeer() = default;
-  /// Something that the widget shows (geometry, colours, text, state) has changed, or the view needs
-  /// layout; several calls before the next turn of the loop may be answered once. The backend asks
-  /// the window to lay out before it brings the widgets up to date.
+  /// Something that the widget shows (geometry, colours, text, state) has changed, or the view
+  /// needs layout; several calls before the next turn of the loop may be answered once. The backend
+  /// asks the window to lay out before it brings the widgets up to date.
   virtual void viewDidChange() = 0;
   /// The order or set of subviews has changed.
   virtual void subviewsDidChange() = 0;

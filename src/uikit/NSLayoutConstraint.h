@@ -39,8 +39,13 @@ enum class NSLayoutAttribute {
 enum class NSLayoutRelation { LessThanOrEqual = -1, Equal = 0, GreaterThanOrEqual = 1 };
 
 /// first.attribute (relation) second.attribute × multiplier + constant, in points. It has an effect
-/// while it is active: the next layout pass places the views by it. A constraint holds its views
-/// weakly; the view that encloses both holds the active constraint. Main thread.
+/// while it is active: the next layout pass places the views by it. Known are constraints of one
+/// view with itself, with its superview and with its siblings; activating any other is a
+/// programming error. A view that translates its autoresizing mask keeps its frame. A constraint
+/// holds its views weakly; the nearest view that encloses both holds the active constraint. What
+/// constraints leave open follows the natural size, then the present frame; of constraints that
+/// contradict each other the earlier counts. Leading and trailing follow the layout direction. Main
+/// thread.
 class NSLayoutConstraint : public NSObject {
  public:
   NSLayoutConstraint(const std::shared_ptr<UIView>& firstItem, NSLayoutAttribute firstAttribute,
@@ -67,17 +72,20 @@ class NSLayoutConstraint : public NSObject {
   CGFloat multiplier() const { return multiplier_; }
   CGFloat constant() const { return constant_; }
   void setConstant(CGFloat constant);
-  bool isActive() const { return active_; }
+  bool isActive() const { return !holder_.expired(); }
   void setActive(bool active);
   const std::string& identifier() const { return identifier_; }
   void setIdentifier(std::string identifier) { identifier_ = std::move(identifier); }
 
  private:
-  std::weak_ptr<UIView> firstItem_, secondItem_;
+  std::shared_ptr<UIView> findHolder() const;
+  static void layOutAgain(UIView& holder);
+
+  std::weak_ptr<UIView> firstItem_, secondItem_, holder_;
+  bool hasSecondItem_;
   NSLayoutAttribute firstAttribute_, secondAttribute_;
   NSLayoutRelation relation_;
   CGFloat multiplier_, constant_;
-  bool active_ = false;
   std::string identifier_;
 };
 

@@ -16,7 +16,7 @@ class UIBezierPath {
   void moveToPoint(CGPoint point);
   /// Leads the present line on; without one it begins there.
   void addLineToPoint(CGPoint point);
-  /// Draws the lines, their ends and corners rounded, over what is there.
+  /// Draws the lines over what is there: ends cut square at the last point, corners pointed.
   void stroke(const UIColor& color) const;
 
  private:

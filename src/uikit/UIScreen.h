@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "uikit/CGGeometry.h"
 
 namespace tasklane {
@@ -12,6 +14,9 @@ class UIScreen {
   CGFloat scale() const;
   /// Answers a size of the caller's choosing until called with none. For tests.
   void overrideBounds(const CGRect* bounds);
+
+ private:
+  std::optional<CGRect> bounds_;
 };
 
 enum class UIUserInterfaceIdiom { Unspecified = -1, Phone = 0, Pad = 1 };

@@ -8,6 +8,7 @@ namespace tasklane {
 
 enum class UIScrollViewIndicatorStyle { Default = 0, Black = 1, White = 2 };
 
+class Tween;
 class UIScrollView;
 class UIScrollViewDelegate {
  public:
@@ -20,9 +21,13 @@ class UIScrollViewDelegate {
 class UIScrollView : public UIView {
  public:
   explicit UIScrollView(CGRect frame = {});
+  ~UIScrollView() override;
 
   CGPoint contentOffset() const { return bounds().origin; }
+  /// Animated on a screen, the offset itself moves step by step; a person who scrolls meanwhile, or
+  /// another setting, takes over.
   virtual void setContentOffset(CGPoint offset, bool animated = false);
+  void setBounds(CGRect bounds) override;
   CGSize contentSize() const { return contentSize_; }
   virtual void setContentSize(CGSize size);
   UIEdgeInsets contentInset() const { return contentInset_; }
@@ -33,14 +38,18 @@ class UIScrollView : public UIView {
   void setIndicatorStyle(UIScrollViewIndicatorStyle style);
   void scrollRectToVisible(CGRect rect, bool animated);
 
+  /// The nearest offset that shows nothing beyond the content and its insets.
+  CGPoint offsetWithinContent(CGPoint offset) const;
   /// A person scrolled to an offset (the backend calls this).
   void userDidScrollToOffset(CGPoint offset);
 
  protected:
+  /// The content offset has changed.
   virtual void didScroll() {}
 
  private:
   CGSize contentSize_;
+  std::shared_ptr<Tween> scrolling_;
   UIEdgeInsets contentInset_;
   UIScrollViewIndicatorStyle indicatorStyle_ = UIScrollViewIndicatorStyle::Default;
   bool scrollEnabled_ = true;

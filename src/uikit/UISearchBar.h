@@ -36,6 +36,7 @@ class UISearchBar : public UIView, public UITextInput {
   bool canBecomeFirstResponder() const override { return true; }
   bool becomeFirstResponder() override;
   CGSize sizeThatFits(CGSize size) override;
+  CGSize intrinsicContentSize() override;
   UIAccessibilityTraits accessibilityTraits() const override {
     return UIView::accessibilityTraits() | UIAccessibilityTraitSearchField;
   }

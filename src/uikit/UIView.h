@@ -42,7 +42,7 @@ inline constexpr CGSize UILayoutFittingCompressedSize{0, 0};
 
 /// A rectangle on the screen with its subviews, back to front. A plain object with all state of its
 /// own; while its window is on a screen the backend keeps a widget (the peer) that shows it. Views
-/// are held by their superview; the way up is weak. Main thread.
+/// are held by their superview; the way up does not hold. Main thread.
 class UIView : public UIResponder {
  public:
   explicit UIView(CGRect frame = {});
@@ -63,11 +63,18 @@ class UIView : public UIResponder {
   CGRect convertRectToView(CGRect rect, const UIView* view) const;
 
   // The tree.
-  std::shared_ptr<UIView> superview() const { return superview_.lock(); }
+  /// Null also while the superview is being constructed.
+  std::shared_ptr<UIView> superview() const;
   const std::vector<std::shared_ptr<UIView>>& subviews() const { return subviews_; }
   std::shared_ptr<UIWindow> window() const;
+  /// Moves the view here, in front of the other subviews; one that is here already only comes to
+  /// the front. Hooks in order: willMoveToSuperview, willRemoveSubview (of the old superview),
+  /// willMoveToWindow, didMoveToWindow, didMoveToSuperview, didAddSubview; those of the window only
+  /// when it changes, for the whole subtree, superviews first.
   virtual void addSubview(const std::shared_ptr<UIView>& view);
   void insertSubviewAtIndex(const std::shared_ptr<UIView>& view, std::size_t index);
+  /// The same hooks with no superview and no window. A first responder among what leaves resigns;
+  /// constraints with what stays are deactivated.
   void removeFromSuperview();
   void bringSubviewToFront(const std::shared_ptr<UIView>& view);
   bool isDescendantOfView(const UIView* view) const;
@@ -82,6 +89,9 @@ class UIView : public UIResponder {
 
   // Layout. Flags are cleared before the callback, so that a request made during it survives.
   void setNeedsLayout();
+  bool needsLayout() const { return needsLayout_; }
+  /// Lays out this view and those below it, each once and only where asked for. The
+  /// backend has a window on a screen do it before it is drawn.
   void layoutIfNeeded();
   /// Places the subviews: autoresizing and active constraints have been applied when the base
   /// returns.
@@ -91,6 +101,15 @@ class UIView : public UIResponder {
   /// The natural size, where the content has one; UIViewNoIntrinsicMetric (-1) per direction
   /// otherwise.
   virtual CGSize intrinsicContentSize();
+  /// The natural height at a given width, for content that wraps.
+  virtual CGFloat intrinsicContentHeightForWidth(CGFloat width);
+  /// To be called when the natural size has changed: constraints are applied anew.
+  void invalidateIntrinsicContentSize();
+  /// From the top to the first baseline, from the last baseline to the bottom; a view without text
+  /// has both at its bottom.
+  virtual CGFloat firstBaselineOffset() const { return frame_.size.height; }
+  virtual CGFloat lastBaselineOffset() const { return 0; }
+  /// The size that active constraints and natural sizes ask for, nearest to the target.
   virtual CGSize systemLayoutSizeFittingSize(CGSize targetSize);
   UIEdgeInsets layoutMargins() const { return layoutMargins_; }
   void setLayoutMargins(UIEdgeInsets margins);
@@ -151,6 +170,11 @@ class UIView : public UIResponder {
   /// arrived.
   static void animateWithDuration(double seconds, const std::function<void()>& animations,
                                   std::function<void()> completion = {});
+  /// What a screen shows at this moment: on its way to the view's own value while an animation
+  /// runs.
+  CGRect presentationFrame() const;
+  CGPoint presentationBoundsOrigin() const;
+  CGFloat presentationAlpha() const;
 
   /// The controller whose root view this is, or none.
   std::shared_ptr<UIViewController> viewController() const { return viewController_.lock(); }
@@ -165,17 +189,40 @@ class UIView : public UIResponder {
  private:
   friend class UIWindow;
   friend class UIViewController;
-  // The remaining private operations belong to the implementation of the tree, layout and
-  // realisation.
-  void moveToWindow(const std::shared_ptr<UIWindow>& window);
+  friend class UIViewAnimation;
+  friend class NSLayoutConstraint;
+
+  struct Presentation {
+    CGRect frame;
+    CGPoint boundsOrigin;
+    CGFloat alpha = 1;
+    const void* animation = nullptr;  ///< the latest animation of the view, which alone steps it
+    bool operator==(const Presentation&) const = default;
+  };
+  Presentation presentation() const;
+  void recordForAnimation();
+
+  void insert(const std::shared_ptr<UIView>& view, std::size_t index);
+  void detachFromSuperview();
+  void resignBeforeLeaving();
+  void willMoveSubtreeToWindow(const std::shared_ptr<UIWindow>& window);
+  void setWindowOfSubtree(UIWindow* window);
+  void didMoveSubtreeToWindow();
+  void makePeers();
+  void dropPeers();
+  void cascadeTint();
+  void resizeSubviews(CGSize oldSize);
+  void deactivateConstraintsWith(const UIView& subview);
 
   CGRect frame_;
   CGPoint boundsOrigin_;
-  std::weak_ptr<UIView> superview_;
+  UIView* superview_ = nullptr;  ///< cleared when either goes
+  UIWindow* window_ = nullptr;   ///< likewise
   std::vector<std::shared_ptr<UIView>> subviews_;
   std::vector<std::shared_ptr<NSLayoutConstraint>> constraints_;
   std::weak_ptr<UIViewController> viewController_;
   std::unique_ptr<UIViewPeer> peer_;
+  std::unique_ptr<Presentation> presentation_;
   std::optional<UIColor> backgroundColor_, tintColor_;
   std::optional<std::string> accessibilityLabel_, accessibilityHint_, accessibilityValue_;
   UIAccessibilityTraits accessibilityTraits_ = UIAccessibilityTraitNone;
@@ -183,7 +230,8 @@ class UIView : public UIResponder {
   CGFloat alpha_ = 1, cornerRadius_ = 0;
   UIViewContentMode contentMode_ = UIViewContentMode::ScaleToFill;
   unsigned autoresizingMask_ = UIViewAutoresizingNone;
-  bool opaque_ = true, hidden_ = false, clipsToBounds_ = false, needsLayout_ = true;
+  bool opaque_ = true, hidden_ = false, clipsToBounds_ = false;
+  bool needsLayout_ = true, subtreeNeedsLayout_ = true;  ///< the second whenever one below has it
   bool translatesAutoresizingMask_ = true, userInteractionEnabled_ = true,
        accessibilityElement_ = false;
 };

@@ -14,6 +14,7 @@ class UIViewController;
 class UIWindow : public UIView {
  public:
   explicit UIWindow(CGRect frame = {});
+  ~UIWindow() override;
 
   std::shared_ptr<UIViewController> rootViewController() const { return rootViewController_; }
   void setRootViewController(const std::shared_ptr<UIViewController>& controller);
@@ -35,6 +36,9 @@ class UIWindow : public UIView {
 
  private:
   friend class UIView;
+  void fillWithRootView();
+  void focusPreferredView();
+
   std::shared_ptr<UIViewController> rootViewController_;
   std::weak_ptr<UIResponder> firstResponder_;
   std::function<void()> closeHandler_;

@@ -1,0 +1,70 @@
+#include "uikit/UIButton.h"
+
+#include <cmath>
+#include <utility>
+
+#include "uikit/Backend.h"
+
+namespace tasklane {
+namespace {
+constexpr CGFloat kChevronWidth = 18;  // the chevron and the gap to the title
+}
+
+UIButton::UIButton(CGRect frame)
+    : UIView(frame), font_(UIFont::preferredFontForTextStyle(UIFontTextStyleBody)) {
+  setIsAccessibilityElement(true);
+}
+
+void UIButton::setTitle(std::string title) {
+  if (title_ == title) return;
+  title_ = std::move(title);
+  invalidateIntrinsicContentSize();
+  peerNeedsUpdate();
+}
+
+void UIButton::setFont(const UIFont& font) {
+  if (font_ == font) return;
+  font_ = font;
+  invalidateIntrinsicContentSize();
+  peerNeedsUpdate();
+}
+
+void UIButton::setEnabled(bool enabled) {
+  if (enabled_ == enabled) return;
+  enabled_ = enabled;
+  if (!enabled) resignFirstResponder();
+  peerNeedsUpdate();
+}
+
+void UIButton::setPointsBack(bool pointsBack) {
+  if (pointsBack_ == pointsBack) return;
+  pointsBack_ = pointsBack;
+  invalidateIntrinsicContentSize();
+  peerNeedsUpdate();
+}
+
+void UIButton::press() {
+  const auto keepsAlive = weak_from_this().lock();
+  const auto handler = pressHandler_;  // the press may replace it
+  if (enabled_ && handler) handler();
+}
+
+CGSize UIButton::sizeThatFits(CGSize size) {
+  (void)size;
+  const CGSize text = backend::sizeOfText(title_, font_, CGFLOAT_MAX, 1);
+  return {std::ceil(text.width) + (pointsBack_ ? kChevronWidth : 0), std::ceil(font_.lineHeight())};
+}
+
+CGSize UIButton::intrinsicContentSize() { return sizeThatFits({}); }
+
+std::optional<std::string> UIButton::accessibilityLabel() const {
+  const auto label = UIView::accessibilityLabel();
+  return label ? label : title_;
+}
+
+UIAccessibilityTraits UIButton::accessibilityTraits() const {
+  return UIView::accessibilityTraits() | UIAccessibilityTraitButton |
+         (enabled_ ? UIAccessibilityTraitNone : UIAccessibilityTraitNotEnabled);
+}
+
+}  // namespace tasklane
