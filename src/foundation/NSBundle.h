@@ -40,8 +40,9 @@ class NSBundle : public NSObject {
                                              const std::string& extension) const;
 
   /// The text for a key in the user's language (LANGUAGE, LC_ALL, LC_MESSAGES, LANG, as gettext
-  /// reads them; English otherwise), from the table "Localizable" unless another is named. Without
-  /// an entry the given value, and without that ("") the key itself.
+  /// reads them; English otherwise), from the table "Localizable" unless another is named. A key
+  /// that the language lacks is looked up in the next language, English at last, and then in the
+  /// application around. Without an entry the given value, and without that ("") the key itself.
   std::string localizedStringForKey(const std::string& key, const std::string& value,
                                     const std::string& table = {}) const;
 
