@@ -1,10 +1,10 @@
 #include "uikit/NSExtensionMain.h"
 
 #include <algorithm>
-#include <cstdio>
 
 #include "foundation/NSBundle.h"
 #include "foundation/NSClassFromString.h"
+#include "foundation/NSLog.h"
 #include "foundation/NSRunLoop.h"
 #include "uikit/SLComposeServiceViewController.h"
 #include "uikit/UIScreen.h"
@@ -16,8 +16,10 @@ namespace {
 constexpr int kCompleted = 0, kCancelled = 1, kNoPrincipalClass = 70;
 
 std::string principalClassName() {
-  const PropertyList* extension = NSBundle::mainBundle()->infoDictionary().find("NSExtension");
-  const PropertyList* name = extension ? extension->find("NSExtensionPrincipalClass") : nullptr;
+  const PropertyList* extension =
+      NSBundle::mainBundle()->infoDictionary().valueForKey("NSExtension");
+  const PropertyList* name =
+      extension ? extension->valueForKey("NSExtensionPrincipalClass") : nullptr;
   const std::string* text = name ? name->string() : nullptr;
   return text ? *text : "";
 }
@@ -43,10 +45,10 @@ int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context) {
   const auto handler = std::dynamic_pointer_cast<NSExtensionRequestHandling>(principal);
   const auto root = std::dynamic_pointer_cast<UIViewController>(principal);
   if (!handler || !root) {
-    std::fprintf(stderr,
-                 "%s: the Info.plist names no class of this program that handles a request with a "
-                 "screen (NSExtension, NSExtensionPrincipalClass: \"%s\")\n",
-                 NSBundle::mainBundle()->bundlePath().c_str(), name.c_str());
+    NSLog(NSBundle::mainBundle()->bundlePath() +
+          ": the Info.plist names no class of this program that handles a request with a screen "
+          "(NSExtension, NSExtensionPrincipalClass: \"" +
+          name + "\")");
     return kNoPrincipalClass;
   }
   handler->beginRequestWithExtensionContext(context);

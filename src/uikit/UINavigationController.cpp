@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "uikit/UIWindow.h"
-
 namespace tasklane {
 namespace {
 
@@ -118,7 +116,8 @@ void UINavigationController::beginTransition(const std::shared_ptr<UIViewControl
   for (const auto& controller : stack_) items.push_back(controller->navigationItem());
   navigationBar()->setItems(items, animated);
 
-  if (onScreen && from) moveFocus(*from, *to);
+  // What is typed from now on is for the new screen, also while it slides in.
+  if (onScreen && from) to->takeFocusFrom(*from);
 
   const std::weak_ptr<UINavigationController> weakSelf = sharedFrom(this);
   const auto arrived = [weakSelf, transition] {
@@ -144,14 +143,6 @@ void UINavigationController::beginTransition(const std::shared_ptr<UIViewControl
         to->view()->setFrame(place);
       },
       arrived);
-}
-
-/// What is typed from now on is for the new screen, also while it slides in.
-void UINavigationController::moveFocus(UIViewController& from, UIViewController& to) {
-  to.restoreFocus();
-  const auto window = view()->window();
-  const auto focus = std::dynamic_pointer_cast<UIView>(window ? window->firstResponder() : nullptr);
-  if (focus && focus->isDescendantOfView(from.view().get())) focus->resignFirstResponder();
 }
 
 void UINavigationController::finishTransition() {

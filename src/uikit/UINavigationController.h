@@ -45,7 +45,6 @@ class UINavigationController : public UIViewController {
   struct Transition;
   void stackDidChange(bool animated);
   void beginTransition(const std::shared_ptr<UIViewController>& to, bool animated);
-  void moveFocus(UIViewController& from, UIViewController& to);
   void finishTransition();
   void layoutStack();
   CGRect contentFrame() const;

@@ -75,7 +75,7 @@ void UITableView::learnCounts() {
   Tiling& tiling = *tiling_;
   if (tiling.countsKnown) return;
   tiling.countsKnown = true;  // first, so that a reload from inside a question counts
-  tiling.countsAreFresh = true;
+  tiling.countsAreFresh = tiling.running;
   constexpr CGFloat kUntitledGap = 20, kBottomGap = 14;
   std::vector<detail::TableGeometry::Section> sections;
   std::vector<std::optional<std::string>> titles;

@@ -174,6 +174,7 @@ class UITableView : public UIScrollView {
   void placeRows();
   CGFloat highestOffset() const;
   void recycleRow(NSIndexPath path);
+  void recycleRowsOffScreen();
   void recycleAll();
   void prepareCellForRow(UITableViewCell& cell, NSIndexPath path);
   bool hasSeparatorBelow(NSIndexPath path) const;

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <utility>
 
+#include "foundation/NSLog.h"
 #include "uikit/ProgrammingError.h"
 
 // Which rows have a cell, and where. A pass makes the cells of the rows that the bounds show,
@@ -38,8 +38,7 @@ void UITableView::tile() {
   tiling.tiled = passes < kMostPasses;
   if (tiling.tiled) return;
   recycleAll();
-  std::fprintf(stderr, "%s: the data source reloads the table whenever it is asked for a row\n",
-               description().c_str());
+  NSLog(description() + ": the data source reloads the table whenever it is asked for a row");
 }
 
 /// The topmost row that is on screen already and still will be.
@@ -87,13 +86,16 @@ UITableView::Pass UITableView::tilePass() {
   }
   CGFloat y = contentOffset().y;
   auto fixed = rowToKeepInPlace();
-  for (int round = 0; round < 3; ++round) {
+  recycleRowsOffScreen();  // before others are shown, which can then have their cells
+  bool atEnd = false;
+  for (int round = 0; round < 4; ++round) {
     if (!fixed) fixed = tiling.geometry.rowNear(y);
     if (showRowsAround(fixed, y) == Pass::Interrupted) return Pass::Interrupted;
     const bool mayClamp = tiling.contentMayShrink || tiling.geometry.totalHeight() < before;
     const CGFloat lowest = -contentInset().top;
-    if (mayClamp && y > highestOffset()) {
+    if ((mayClamp && y > highestOffset()) || (atEnd && y < highestOffset())) {
       y = highestOffset();
+      atEnd = true;
     } else if (y != contentOffset().y && y < lowest) {
       y = lowest;
     } else {
@@ -252,6 +254,17 @@ void UITableView::recycleRow(NSIndexPath path) {
   }
   cell->setHidden(true);
   tiling_->spares[cell->reuseIdentifier()].push_back({cell, path});
+}
+
+void UITableView::recycleRowsOffScreen() {
+  const auto& geometry = tiling_->geometry;
+  const CGFloat top = contentOffset().y, bottom = top + bounds().size.height;
+  std::vector<NSIndexPath> leaving;
+  for (const auto& [path, cell] : tiling_->cells) {
+    const CGFloat rowTop = geometry.contains(path) ? geometry.rowTop(path) : bottom;
+    if (rowTop >= bottom || rowTop + geometry.rowHeight(path) <= top) leaving.push_back(path);
+  }
+  for (const auto path : leaving) recycleRow(path);
 }
 
 void UITableView::recycleAll() {

@@ -133,6 +133,16 @@ void UIViewController::restoreFocus() {
   if (const auto preferred = preferredFocusView()) preferred->becomeFirstResponder();
 }
 
+void UIViewController::takeFocusFrom(UIViewController& other) {
+  restoreFocus();
+  const auto window = view_ ? view_->window() : nullptr;
+  const auto focus = std::dynamic_pointer_cast<UIView>(window ? window->firstResponder() : nullptr);
+  if (focus && focus->isDescendantOfView(other.view().get()) &&
+      !focus->isDescendantOfView(view_.get())) {
+    focus->resignFirstResponder();
+  }
+}
+
 // Titles and sizes.
 
 void UIViewController::setTitle(const std::string& title) {

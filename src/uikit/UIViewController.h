@@ -105,6 +105,9 @@ class UIViewController : public UIResponder {
   /// Gives the focus back to what had it or, failing that, to the preferred view; does nothing
   /// while something on this screen has it.
   void restoreFocus();
+  /// restoreFocus() for a screen that comes in another one's place: where it wants no focus the
+  /// other one loses it all the same.
+  void takeFocusFrom(UIViewController& other);
 
  protected:
   /// Whether presenting this controller shows its view. One that answers false (a search in the

@@ -1,6 +1,6 @@
-#include <cstdio>
 #include <utility>
 
+#include "foundation/NSLog.h"
 #include "uikit/UIPresentationController.h"
 #include "uikit/UIViewController.h"
 #include "uikit/UIWindow.h"
@@ -43,8 +43,9 @@ void UIViewController::presentViewController(const std::shared_ptr<UIViewControl
                                              bool animated, std::function<void()> completion) {
   const auto self = sharedFrom(this);
   if (presented_ || !controller || controller.get() == this || controller->presenting_.lock()) {
-    std::fprintf(stderr, "%s does not present %s: one of them is in a presentation already\n",
-                 description().c_str(), controller ? controller->description().c_str() : "nothing");
+    NSLog(description() + " does not present " +
+          (controller ? controller->description() : "nothing") +
+          ": one of them is in a presentation already");
     return;
   }
   presented_ = controller;
@@ -70,6 +71,7 @@ void UIViewController::presentViewController(const std::shared_ptr<UIViewControl
   (host ? host : window)->addSubview(view);
   covered->beginAppearanceTransition(false, animated);
   controller->beginAppearanceTransition(true, animated);
+  controller->takeFocusFrom(*covered);
   const auto finish = [self, controller, presentation, completion = std::move(completion)] {
     if (presentation->arriving) self->finishPresenting(controller);
     if (completion) completion();
