@@ -114,10 +114,16 @@ Result<void> NSFileCoordinator::coordinateWritingItemAtURL(const NSURL& url,
     return NSError{NSError::Kind::Unsupported,
                    "cannot write " + url.path() + " while the same thread reads it"};
   }
-  const auto write = [&]() {
-    return options == NSFileCoordinatorWritingOptions::ForDeleting
-               ? writeForDeleting(coordination, enclosing, byAccessor)
-               : writeStaged(coordination, enclosing, byAccessor);
+  const auto write = [&]() -> Result<void> {
+    switch (options) {
+      case NSFileCoordinatorWritingOptions::ForDeleting:
+        return writeForDeleting(coordination, enclosing, byAccessor);
+      case NSFileCoordinatorWritingOptions::ForMerging:
+        access(coordination, byAccessor, url);
+        return {};
+      default:
+        return writeStaged(coordination, enclosing, byAccessor);
+    }
   };
   if (enclosing.writes) return write();
   auto lock = CoordinationLock::acquire(coordination.target, CoordinationLock::Mode::Exclusive);

@@ -9,7 +9,7 @@
 namespace tasklane {
 
 enum class NSFileCoordinatorReadingOptions { None, WithoutChanges };
-enum class NSFileCoordinatorWritingOptions { None, ForDeleting };
+enum class NSFileCoordinatorWritingOptions { None, ForDeleting, ForMerging };
 
 /// Excludes readers and writers of one file across all processes of the user: writers exclude
 /// everyone, readers share. Calls block until it is their turn and run the accessor on the calling
@@ -33,7 +33,9 @@ enum class NSFileCoordinatorWritingOptions { None, ForDeleting };
 /// staged so far, and a write inside the write replaces that. A symbolic link at the target is
 /// followed, not replaced. A target keeps its mode; a new file is its owner's alone (0600).
 ///
-/// A write for deleting hands the accessor the target itself; the folder is flushed afterwards.
+/// A write for deleting hands the accessor the target itself; the folder is flushed afterwards. A
+/// write for merging hands it the target too, to be read; it only holds the lock, and each write
+/// inside it is a whole one that is committed at its own end.
 class NSFileCoordinator {
  public:
   using Accessor = std::function<void(const NSURL& url)>;
