@@ -35,6 +35,17 @@ void logWriteError(const NSURL& url, const NSError& error) {
                          {url.absoluteString(), error.description}));
 }
 
+/// The contents of a shared file. A lone word or text is a list in the old text format, but what
+/// it really is, is some other file.
+Result<PropertyList> decodedContents(const std::string& data) {
+  using Serialization = NSPropertyListSerialization;
+  auto parsed = Serialization::propertyListWithData(data);
+  if (!parsed) return parsed.error();
+  if (parsed.value().format == Serialization::Format::Text && parsed.value().plist.string())
+    return NSError{NSError::Kind::Corrupt, "it is plain text, not a property list"};
+  return std::move(parsed).value().plist;
+}
+
 std::string pathByDeletingLastComponent(const std::string& path) {
   const auto slash = path.find_last_of('/');
   if (slash == std::string::npos) return {};
@@ -138,13 +149,13 @@ void TLXPlistPresenter::takeContentsAtURL(const NSURL& url, Announce announce) {
     const auto identity = fileIdentityOfItemAtPath(NSFileManager::defaultManager(), path);
     const auto data = NSFileManager::defaultManager().contentsAtPath(path);
     if (data) {
-      auto parsed = NSPropertyListSerialization::propertyListWithData(data.value());
-      if (!parsed) {
+      auto decoded = decodedContents(data.value());
+      if (!decoded) {
         NSLog(stringWithFormat("Error decoding plist from %@: %@",
-                               {url.absoluteString(), parsed.error().description}));
+                               {url.absoluteString(), decoded.error().description}));
         return;
       }
-      plist_ = std::make_shared<const PropertyList>(std::move(parsed).value().plist);
+      plist_ = std::make_shared<const PropertyList>(std::move(decoded).value());
       knownFile_ = identity;
     } else if (data.error().kind == NSError::Kind::FileNotFound) {
       plist_ = nullptr;
@@ -209,9 +220,8 @@ void TLXPlistPresenter::writeDataToURL(const std::string& data, const NSURL& url
     knownFile_ = fileIdentityOfItemAtPath(manager, url.path());
     return;
   }
+  // The part that was written is not committed; the old contents stay.
   logWriteError(url_, written.error());
-  // A part of a file must not be committed; the old contents stay.
-  (void)manager.removeItemAtPath(url.path());
 }
 
 void TLXPlistPresenter::setAsideDamagedFile() {
@@ -219,7 +229,7 @@ void TLXPlistPresenter::setAsideDamagedFile() {
   const std::string path = url_.path();
   if (!manager.fileExistsAtPath(path) || isOnDiskAsKnown()) return;
   const auto data = manager.contentsAtPath(path);
-  if (data && NSPropertyListSerialization::propertyListWithData(data.value())) return;
+  if (data && decodedContents(data.value())) return;
   const auto name = setAsideItemAtPath(manager, path, ".damaged-");
   NSLog(name ? stringWithFormat("The file %@ could not be read; it is kept as %@",
                                 {url_.absoluteString(), name.value()})
@@ -250,7 +260,7 @@ void TLXPlistPresenter::performCoordinatedChange(const std::function<void()>& ch
   if (changesUnderWay_ > 0) return change();
   bool hadAccess = false;
   const auto coordinated = NSFileCoordinator().coordinateWritingItemAtURL(
-      url_, NSFileCoordinatorWritingOptions::None, [&](const NSURL&) {
+      url_, NSFileCoordinatorWritingOptions::ForMerging, [&](const NSURL&) {
         hadAccess = true;
         const Nesting nesting(changesUnderWay_);
         hearOthers();

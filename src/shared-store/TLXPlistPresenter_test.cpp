@@ -1,0 +1,310 @@
+#include "shared-store/TLXPlistPresenter.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "foundation/NSBundle.h"
+#include "foundation/NSNotificationCenter.h"
+#include "shared-store/SharedStoreTesting.h"
+
+namespace tasklane {
+namespace {
+
+using namespace tasklane::testing;
+using ::testing::AllOf;
+using ::testing::Contains;
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+PropertyListObject object(PropertyListDictionary entries) {
+  return std::make_shared<const PropertyList>(std::move(entries));
+}
+
+/// A presenter of a file of its own, and how often it has announced a change.
+class TLXPlistPresenterTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    folder_ = scratchFolder() + "/" + test;
+    std::filesystem::create_directories(folder_);
+    path_ = folder_ + "/file.plist";
+  }
+
+  std::shared_ptr<TLXPlistPresenter> makePresenter() const {
+    return TLXPlistPresenter::makeWithURL(NSURL::fileURLWithPath(path_));
+  }
+
+  NSNotificationCenter::Token count(const std::shared_ptr<TLXPlistPresenter>& presenter,
+                                    int& announcements) {
+    return NSNotificationCenter::defaultCenter().addObserver(
+        TLXPlistPresenterDidChangeNotification, presenter,
+        [&announcements](const NSNotification&) { ++announcements; });
+  }
+
+  std::vector<std::string> visibleNames() const {
+    auto names = namesIn(folder_);
+    std::erase_if(names, [](const std::string& name) { return name.starts_with('.'); });
+    return names;
+  }
+
+  std::string folder_;
+  std::string path_;
+};
+
+TEST_F(TLXPlistPresenterTest, WritesWhatDiffersAndTellsEveryPresenterOncePerPost) {
+  const auto writer = makePresenter();
+  const auto reader = makePresenter();
+  int writerHeard = 0;
+  int readerHeard = 0;
+  const auto tokens = std::pair(count(writer, writerHeard), count(reader, readerHeard));
+  EXPECT_EQ(writer->plist(), nullptr);
+
+  const auto value = object({{"title", "Grüße, 世界 👩‍🚀"}, {"n", 1.5}});
+  writer->writePlist(value);
+  EXPECT_EQ(writer->plist(), value) << "the very object";
+  EXPECT_EQ(reader->plist(), nullptr) << "no notification has been delivered yet";
+  EXPECT_EQ(plistAt(path_), *value);
+  ASSERT_TRUE(waitUntil([&] { return writerHeard == 1 && readerHeard == 1; }));
+  EXPECT_EQ(*reader->plist(), *value);
+  EXPECT_NE(writer->plist(), value) << "it has read its own write again";
+
+  const auto before = fileIdentityOfItemAtPath(NSFileManager::defaultManager(), path_);
+  writer->writePlist(object({{"n", 1.5}, {"title", "Grüße, 世界 👩‍🚀"}}));
+  EXPECT_EQ(fileIdentityOfItemAtPath(NSFileManager::defaultManager(), path_), before);
+  writer->writePlist(object({{"n", 2}}));
+  ASSERT_TRUE(waitUntil([&] { return writerHeard == 2 && readerHeard == 2; }));
+}
+
+TEST_F(TLXPlistPresenterTest, FollowsTheFileOrKeepsWhatItHad) {
+  const auto value = object({{"a", 1}});
+  const auto presenter = makePresenter();
+  int heard = 0;
+  const auto token = count(presenter, heard);
+  presenter->writePlist(value);
+  ASSERT_TRUE(waitUntil([&] { return heard == 1; }));
+
+  struct Case {
+    const char* what;
+    std::function<void()> change;
+    const char* console;
+    bool contentsKept;
+    int announcements;
+  };
+  const std::vector<Case> cases{
+      {"garbage", [&] { overwrite(path_, "<plist><dict><key>a"); },
+       "Error decoding plist from file://", true, 0},
+      {"an unreadable thing",
+       [&] {
+         std::filesystem::remove(path_);
+         std::filesystem::create_directory(path_);
+       },
+       "Error reading plist from file://", true, 0},
+      {"no file", [&] { std::filesystem::remove(path_); }, "", false, 1},
+      {"still no file", [] {}, "", false, 1},
+      {"the same as before", [&] { overwriteWithPlist(path_, *value); }, "", true, 1}};
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.what);
+    heard = 0;
+    each.change();
+    ::testing::internal::CaptureStderr();
+    presenter->refreshPlist();
+    EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr(each.console));
+    EXPECT_EQ(presenter->plist() != nullptr, each.contentsKept);
+    deliverEverything();
+    EXPECT_EQ(heard, each.announcements);
+  }
+}
+
+TEST_F(TLXPlistPresenterTest, RemovesOnlyWhatItKnows) {
+  overwrite(path_, "garbage");
+  const auto presenter = makePresenter();
+  presenter->removePlist();
+  EXPECT_EQ(contents(path_), "garbage");
+
+  overwriteWithPlist(path_, PropertyListDictionary{{"a", 1}});
+  presenter->refreshPlist();
+  presenter->removePlist();
+  EXPECT_THAT(visibleNames(), IsEmpty());
+  EXPECT_EQ(presenter->plist(), nullptr);
+}
+
+TEST_F(TLXPlistPresenterTest, ChangesWhatOthersLeftEvenUnannounced) {
+  const auto presenter = makePresenter();
+  const auto other = makePresenter();
+  const auto append = [](TLXPlistPresenter& to, const char* key) {
+    to.performCoordinatedChange([&] {
+      auto entries = to.plist() ? *to.plist()->dictionary() : PropertyListDictionary{};
+      entries.set(key, true);
+      to.writePlist(std::make_shared<const PropertyList>(entries));
+    });
+  };
+  append(*presenter, "a");
+  append(*other, "b");
+  append(*presenter, "c");
+  // A program that knows nothing of announcements, in place.
+  overwriteWithPlist(path_, PropertyListDictionary{{"outside", true}});
+  append(*presenter, "d");
+  // And one that takes the file away.
+  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"d", true}, {"outside", true}}));
+  std::filesystem::remove(path_);
+  append(*other, "e");
+  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"e", true}}));
+}
+
+TEST_F(TLXPlistPresenterTest, SetsADamagedFileAsideBeforeReplacingIt) {
+  overwrite(path_ + ".damaged-1", "an older one");
+  overwrite(path_, "garbage");
+  const auto presenter = makePresenter();
+  ::testing::internal::CaptureStderr();
+  presenter->writePlist(object({{"a", 1}}));
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("file.plist.damaged-2"));
+  EXPECT_EQ(contents(path_ + ".damaged-1"), "an older one");
+  EXPECT_EQ(contents(path_ + ".damaged-2"), "garbage");
+  EXPECT_EQ(plistAt(path_), *presenter->plist());
+
+  // Damaged behind its back, and not even a file.
+  std::filesystem::remove(path_);
+  std::filesystem::create_directories(path_ + "/inside");
+  presenter->performCoordinatedChange([&] { presenter->writePlist(object({{"a", 2}})); });
+  EXPECT_TRUE(std::filesystem::exists(path_ + ".damaged-3/inside"));
+  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"a", 2}}));
+
+  // What could be read is replaced without a copy.
+  presenter->writePlist(object({{"a", 3}}));
+  overwriteWithPlist(path_, PropertyListDictionary{{"b", 1}});
+  presenter->writePlist(object({{"a", 4}}));
+  EXPECT_THAT(visibleNames(), ElementsAre("file.plist", "file.plist.damaged-1",
+                                          "file.plist.damaged-2", "file.plist.damaged-3"));
+}
+
+/// Lets no file of this process grow beyond a size while it lives.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    formerHandler_ = std::signal(SIGXFSZ, SIG_IGN);
+    ::getrlimit(RLIMIT_FSIZE, &former_);
+    const rlimit limit{bytes, former_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    ::setrlimit(RLIMIT_FSIZE, &former_);
+    std::signal(SIGXFSZ, formerHandler_);
+  }
+
+ private:
+  rlimit former_{};
+  void (*formerHandler_)(int);
+};
+
+TEST_F(TLXPlistPresenterTest, LeavesTheOldContentsWhenTheDiskIsFull) {
+  const auto presenter = makePresenter();
+  const auto other = makePresenter();
+  presenter->writePlist(object({{"old", true}}));
+
+  const auto large = object({{"large", std::string(100'000, 'x')}});
+  ::testing::internal::CaptureStderr();
+  {
+    const FileSizeLimit full(32 * 1024);
+    presenter->writePlist(large);
+  }
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+              HasSubstr("Error writing plist data to " + presenter->url().absoluteString() + ": "));
+  EXPECT_EQ(presenter->plist(), large);
+  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"old", true}}));
+  EXPECT_THAT(visibleNames(), ElementsAre("file.plist")) << "no part of a file stays";
+
+  // The next change starts from what others have written, not from what never reached the disk.
+  other->performCoordinatedChange([&] { other->writePlist(object({{"other", true}})); });
+  presenter->performCoordinatedChange([&] {
+    auto entries = *presenter->plist()->dictionary();
+    entries.set("new", true);
+    presenter->writePlist(std::make_shared<const PropertyList>(entries));
+  });
+  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"new", true}, {"other", true}}));
+}
+
+TEST_F(TLXPlistPresenterTest, NeedsAnAddress) {
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(TLXPlistPresenter::makeWithURL(std::nullopt), nullptr);
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+              AllOf(HasSubstr("********* TLXPlistPresenter initialized with nil URL.\n"),
+                    HasSubstr("Generally this means that "
+                              "-containerURLForSecurityApplicationGroupIdentifier: returned nil, "
+                              "which means the device thinks we shouldn't have access to the "
+                              "shared container.\n")));
+}
+
+TEST_F(TLXPlistPresenterTest, FindsTheApplicationThatContainsIt) {
+  const auto makeBundle = [&](const std::string& name, const char* identifier) {
+    std::filesystem::create_directories(folder_ + "/" + name);
+    overwriteWithPlist(folder_ + "/" + name + "/Info.plist",
+                       PropertyListDictionary{{"CFBundleIdentifier", identifier}});
+  };
+  makeBundle("Outer.app", "org.example.outer");
+  makeBundle("Outer.app/PlugIns/Share.appex", "org.example.outer.share");
+  makeBundle("Myapp", "org.example.myapp");
+  makeBundle("Alone.appex", "org.example.alone");
+  const struct {
+    const char* mainBundle;
+    const char* identifier;
+  } cases[] = {{"Outer.app", "org.example.outer"},
+               {"Outer.app/PlugIns/Share.appex", "org.example.outer"},
+               {"Myapp", "org.example.myapp"},
+               {"Alone.appex", "<<UNKNOWN>>"}};
+  const auto former = NSBundle::mainBundle();
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.mainBundle);
+    NSBundle::setMainBundle(NSBundle::bundleWithPath(folder_ + "/" + each.mainBundle));
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(TLXPlistPresenter::_containingApplicationBundleIdentifier(), each.identifier);
+    const bool known = each.identifier[0] != '<';
+    EXPECT_EQ(::testing::internal::GetCapturedStderr().find("NOTREACHED") == std::string::npos,
+              known);
+  }
+  NSBundle::setMainBundle(former);
+  EXPECT_TRUE(TLXPlistPresenter::sharedContainerURL()->path().ends_with(
+      "/group.com.kestrelworks.Tasklane/com.kestrelworks.Tasklane"));
+}
+
+TEST_F(TLXPlistPresenterTest, LogsWhatItDoesWhenAsked) {
+  OtherProcess process({"log"}, {{"TASKLANE_LOG", "TLXPlistPresenterLogger=1"}});
+  std::string expected;
+  const auto line = [&](const char* operation, const std::string& message) {
+    expected += std::string("In ") + operation +
+                " PLIST<<TLXPlistPresenter: 0xADDRESS> logged.plist>: " + message + "\n";
+  };
+  line("initWithURL:", "created");
+  line("_readPlistWithNotification:", "Reading plist");
+  line("_readPlistWithNotification:", "plist removed");
+  const std::string url = NSURL::fileURLWithPath(sharedPath("logged.plist")).absoluteString();
+  line("writePlist:", "Writing plist at " + url);
+  line("writePlist:", "Writing plist at " + url);
+  line("writePlist:", "  -- value is the same; skipping write");
+  line("initWithURL:", "Darwin notification");
+  line("_readPlistWithNotification:", "Reading plist");
+  line("_readPlistWithNotification:", "got plist");
+  line("removePlist", "Removing plist");
+  std::string logged = process.errorOutput();
+  for (auto at = logged.find("0x"); at != std::string::npos; at = logged.find("0x", at + 9))
+    logged.replace(at, logged.find('>', at) - at, "0xADDRESS");
+  EXPECT_THAT(logged, HasSubstr(expected));
+}
+
+TEST_F(TLXPlistPresenterTest, EndsTheProcessOverAValueThatNoFileCanHold) {
+  OtherProcess process({"fail-encoding"});
+  EXPECT_THAT(process.errorOutput(),
+              AllOf(HasSubstr("Error encoding plist "), HasSubstr("data != nil"),
+                    HasSubstr("iOS/SharingExtensions/TLXPlistPresenter"), HasSubstr("184"),
+                    HasSubstr("TLXPlistPresenter.cpp:")));
+  EXPECT_NE(process.wait(), 0);
+}
+
+}  // namespace
+}  // namespace tasklane
