@@ -30,7 +30,6 @@ class UITableViewController : public UIViewController,
 
  private:
   UITableViewStyle style_;
-  bool reloadedOnAppearing_ = false;
 };
 
 }  // namespace tasklane

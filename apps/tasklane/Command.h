@@ -1,0 +1,61 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <string_view>
+
+#include "foundation/NSError.h"
+#include "foundation/PropertyList.h"
+#include "shared-store/TLXPlistPresenter.h"
+
+/// What every command of the command line shares: how it ends, prints, and changes a shared file.
+namespace tasklane {
+
+/// How the program ends; see also sysexits.h.
+enum class ExitCode {
+  Done = 0,
+  Cancelled = 1,
+  Usage = 64,
+  BadData = 65,
+  MissingInput = 66,
+  NoContainer = 73,
+  WriteFailed = 74
+};
+
+/// Thrown to end the program: one plain sentence that says what is wrong and what to do.
+struct Failure {
+  ExitCode code;
+  std::string sentence;
+};
+
+/// The exit code for an error of reading what the user named.
+ExitCode exitCodeForInputError(const NSError& error);
+
+/// Writes to standard output. Failures show in finishOutput().
+void print(std::string_view text);
+/// Throws when anything printed did not arrive.
+void finishOutput();
+
+/// A value as JSON: dates as RFC 3339 text in UTC, data as Base64.
+nlohmann::json JSONFromPlist(const PropertyList& plist);
+/// Indented, with a line break at its end; always valid UTF-8.
+void printJSON(const nlohmann::json& value);
+
+/// A text of a person on one line: line breaks and other control characters shown as blanks.
+std::string oneLine(std::string_view text);
+
+/// Makes sure that the shared container can be used, or throws.
+void requireContainer();
+/// Throws when the presenter's file is there but could not be read.
+void requireReadable(const TLXPlistPresenter& presenter);
+
+/// Runs a change of a shared file as one step and reads the file again; throws when the change did
+/// not reach the disk. Afterwards, still in the same step, the file's contents as read are given to
+/// `check`, if there is one.
+void changeAndReadBack(const std::shared_ptr<TLXPlistPresenter>& presenter,
+                       const std::function<void()>& change,
+                       const std::function<void(const PropertyList& contents)>& check = {});
+
+}  // namespace tasklane

@@ -1,0 +1,96 @@
+#include "QueueCommands.h"
+
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "shared-store/TLXExternalAction.h"
+
+namespace tasklane {
+
+using nlohmann::json;
+
+namespace {
+
+const PropertyList* valueAt(const PropertyList& plist, const char* key) {
+  return plist.valueForKey(key);
+}
+
+std::string textAt(const PropertyList* plist, const char* key) {
+  const auto* value = plist ? plist->valueForKey(key) : nullptr;
+  return value && value->string() ? *value->string() : std::string();
+}
+
+/// "new          Buy milk  (Errands, Town, 2 attachments)  UUID"
+std::string lineOfEntry(const PropertyList& entry) {
+  const auto* info = valueAt(entry, "info");
+  std::string line = oneLine(textAt(&entry, "type"));
+  line.resize(std::max<std::size_t>(line.size(), 12), ' ');
+  line += oneLine(textAt(info, "title"));
+  std::string details;
+  const auto addDetail = [&](const std::string& detail) {
+    if (!detail.empty()) details += (details.empty() ? "" : ", ") + oneLine(detail);
+  };
+  addDetail(textAt(info, "projectName"));
+  addDetail(textAt(info, "contextName"));
+  if (!textAt(info, "notes").empty()) addDetail("note");
+  const auto* attachments = info ? info->valueForKey("attachments") : nullptr;
+  if (attachments && attachments->array() && !attachments->array()->empty()) {
+    const auto count = attachments->array()->size();
+    addDetail(std::to_string(count) + (count == 1 ? " attachment" : " attachments"));
+  }
+  if (!details.empty()) line += "  (" + details + ")";
+  return line + "  " + oneLine(textAt(info, "uuid")) + "\n";
+}
+
+std::shared_ptr<TLXExternalItem> findItem(const TLXExternalItem::Items& items,
+                                          const std::string& uuid) {
+  for (const auto& item : items) {
+    if (item->uuid() == uuid) return item;
+    if (!item->children()) continue;
+    if (auto found = findItem(*item->children(), uuid)) return found;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+void printQueue(OutputFormat format) {
+  requireContainer();
+  const auto& presenter = TLXExternalAction::presenter();
+  requireReadable(*presenter);
+  // Taken from the file as it is, so that an action of a type unknown here is shown too.
+  const auto* actions = presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;
+  const auto entries = actions && actions->array() ? *actions->array() : PropertyList::Array{};
+  if (format == OutputFormat::Text) {
+    if (entries.empty()) print("The queue is empty.\n");
+    for (const auto& entry : entries) print(lineOfEntry(entry));
+    return;
+  }
+  json list = json::array();
+  for (const auto& entry : entries) {
+    const auto valueOrNull = [&](const char* key) {
+      const auto* value = valueAt(entry, key);
+      return value ? JSONFromPlist(*value) : json();
+    };
+    list.push_back({{"type", valueOrNull("type")}, {"info", valueOrNull("info")}});
+  }
+  printJSON(list);
+}
+
+void clearQueue() {
+  requireContainer();
+  changeAndReadBack(TLXExternalAction::presenter(), [] { TLXExternalAction::removeAllActions(); });
+}
+
+void queueActionForItem(const std::string& uuid,
+                        void (*action)(const std::shared_ptr<TLXExternalItem>& item)) {
+  requireContainer();
+  requireReadable(*TLXExternalItem::presenter());
+  const auto item = findItem(TLXExternalItem::allTodayItems(), uuid);
+  if (!item)
+    throw Failure{ExitCode::BadData, "No published item has the identifier \"" + oneLine(uuid) +
+                                         "\"; see `tasklane today --all --json`."};
+  changeAndReadBack(TLXExternalAction::presenter(), [&] { action(item); });
+}
+
+}  // namespace tasklane

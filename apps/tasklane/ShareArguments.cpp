@@ -1,0 +1,112 @@
+#include "ShareArguments.h"
+
+#include <map>
+
+#include "Command.h"
+#include "foundation/NSURL.h"
+#include "foundation/UTType.h"
+
+namespace tasklane {
+
+namespace {
+
+Failure usage(const std::string& sentence) { return {ExitCode::Usage, sentence}; }
+
+std::string absolutePath(const std::string& path) {
+  return path.empty() ? path : NSURL::fileURLWithPath(path).path();
+}
+
+}  // namespace
+
+ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
+  title_ = addOrdered("--title", "The title of what is shared");
+  text_ = addOrdered("--text", "Its text");
+  url_ = addOrdered("--url", "A web address; may be repeated");
+  page_ = addOrdered("--page", "A web page, by its address");
+  selection_ = addOrdered("--selection", "What is selected on the page before");
+  image_ = addOrdered("--image", "A picture file; may be repeated");
+  file_ = addOrdered("--file", "A file of any kind; may be repeated");
+  item_ = command.add_flag("--item")->description("Begins the next input item");
+  command.add_option("--request", requestFile_, "A JSON request instead, from a file or - (stdin)");
+  command.add_flag("--post", post_, "Save without showing the sheet");
+  command.add_option("--project", project_, "With --post: the project, by its title");
+  command.add_option("--context", context_, "With --post: the context, by its title");
+  command.add_option("--note", note_, "With --post: the note, instead of the shared one");
+  command.add_option("--snapshot", snapshot_, "Only draw the sheet into this PNG file");
+}
+
+CLI::Option* ShareArguments::addOrdered(const std::string& name, const std::string& description) {
+  return command_.add_option(name, description)
+      ->type_name("TEXT")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
+ShareRequest ShareArguments::requestFromOptions() const {
+  ShareRequest request;
+  request.items.emplace_back();
+  std::map<const CLI::Option*, std::size_t> used;
+  bool afterPage = false;
+  for (const CLI::Option* option : command_.parse_order()) {
+    auto& item = request.items.back();
+    const std::size_t number = used[option]++;
+    const auto& results = option->results();
+    const std::string value = number < results.size() ? results[number] : std::string();
+    const auto attach = [&](ShareRequest::Representation representation) {
+      item.attachments.push_back({std::move(representation)});
+    };
+    const auto setOnce = [&](std::optional<std::string>& text) {
+      if (text)
+        throw usage(option->get_name() +
+                    " is given twice for one item; begin the next item with --item.");
+      text = value;
+    };
+    if (option == title_) setOnce(item.title);
+    if (option == text_) setOnce(item.text);
+    if (option == url_) attach({kUTTypeURL, value, {}, {}, {}});
+    if (option == image_) attach({kUTTypeImage, {}, absolutePath(value), {}, {}});
+    if (option == file_) attach({kUTTypeFileURL, {}, absolutePath(value), {}, {}});
+    if (option == page_)
+      attach({kUTTypePropertyList, {}, {}, {}, PropertyListDictionary{{"url", value}}});
+    if (option == selection_) {
+      if (!afterPage) throw usage("--selection belongs right after --page.");
+      auto& page = item.attachments.back().back();
+      auto entries = *page.results->dictionary();
+      entries.set("selection", value);
+      page.results = std::move(entries);
+    }
+    afterPage = option == page_;
+    const bool isEmpty = !item.title && !item.text && item.attachments.empty();
+    if (option == item_ && !isEmpty) request.items.emplace_back();
+  }
+  return request;
+}
+
+ShareRequest ShareArguments::request() const {
+  if (requestFile_.empty()) return requestFromOptions();
+  for (const auto* option : {item_, title_, text_, url_, page_, selection_, image_, file_})
+    if (option->count() > 0)
+      throw usage(option->get_name() + " does not go together with --request.");
+  return requestFromFile(requestFile_);
+}
+
+void ShareArguments::run() {
+  const auto given = [&](const char* name) { return command_.count(name) > 0; };
+  for (const char* option : {"--project", "--context", "--note"})
+    if (given(option) && !post_) throw usage(std::string(option) + " goes only with --post.");
+  if (post_ && given("--snapshot")) throw usage("--snapshot does not go together with --post.");
+
+  const auto shared = request();
+  if (const auto items = shared.inputItems(); !items)
+    throw Failure{exitCodeForInputError(items.error()),
+                  "This cannot be shared: " + items.error().description + "."};
+  requireContainer();
+  const auto optional = [&](const char* name, const std::string& value) {
+    return given(name) ? std::optional(value) : std::nullopt;
+  };
+  if (!post_) openSheet(shared, optional("--snapshot", snapshot_));
+  postWithoutWindow(shared, {optional("--project", project_), optional("--context", context_),
+                             optional("--note", note_)});
+}
+
+}  // namespace tasklane

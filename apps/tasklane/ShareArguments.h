@@ -1,0 +1,45 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ShareCommand.h"
+
+namespace tasklane {
+
+/// The options of `tasklane share`, whose order counts: each belongs to the input item that --item
+/// has begun last.
+class ShareArguments {
+ public:
+  /// Adds the options to the command.
+  explicit ShareArguments(CLI::App& command);
+
+  /// After parsing: does what was asked for.
+  void run();
+
+ private:
+  CLI::Option* addOrdered(const std::string& name, const std::string& description);
+  ShareRequest requestFromOptions() const;
+  ShareRequest request() const;
+
+  CLI::App& command_;
+  CLI::Option* item_;
+  CLI::Option* title_;
+  CLI::Option* text_;
+  CLI::Option* url_;
+  CLI::Option* page_;
+  CLI::Option* selection_;
+  CLI::Option* image_;
+  CLI::Option* file_;
+  std::string requestFile_;
+  std::string snapshot_;
+  std::string project_;
+  std::string context_;
+  std::string note_;
+  bool post_ = false;
+};
+
+}  // namespace tasklane

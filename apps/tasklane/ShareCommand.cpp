@@ -1,0 +1,79 @@
+#include "ShareCommand.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include "Command.h"
+#include "foundation/NSBundle.h"
+#include "foundation/NSFileManager.h"
+#include "foundation/NSURL.h"
+
+namespace tasklane {
+
+namespace {
+
+bool isSet(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value && *value;
+}
+
+/// An open file without a name that holds the text, positioned at its start.
+int fileHolding(const std::string& text) {
+  const int file = ::memfd_create("share-request", 0);
+  std::size_t written = 0;
+  while (file >= 0 && written < text.size()) {
+    const ssize_t count = ::write(file, text.data() + written, text.size() - written);
+    if (count < 0) break;
+    written += static_cast<std::size_t>(count);
+  }
+  if (file < 0 || written < text.size() || ::lseek(file, 0, SEEK_SET) != 0)
+    throw Failure{ExitCode::WriteFailed,
+                  NSError::fromErrno(errno, "The request cannot be handed over").description + "."};
+  return file;
+}
+
+}  // namespace
+
+ShareRequest requestFromFile(const std::string& file) {
+  const std::string name = file == "-" ? "The request on standard input" : "The request " + file;
+  const auto document = NSFileManager::defaultManager().contentsAtPath(
+      file == "-" ? std::string("/dev/stdin") : file);
+  if (!document)
+    throw Failure{ExitCode::MissingInput,
+                  name + " cannot be read: " + document.error().description + "."};
+  const std::string folder = NSURL::fileURLWithPath(file == "-" ? std::string("x") : file)
+                                 .URLByDeletingLastPathComponent()
+                                 .path();
+  auto request = ShareRequest::requestFromJSON(document.value(), folder);
+  if (!request)
+    throw Failure{exitCodeForInputError(request.error()),
+                  name + " cannot be used: " + request.error().description + "."};
+  return std::move(request).value();
+}
+
+void openSheet(const ShareRequest& request, const std::optional<std::string>& snapshot) {
+  if (!snapshot && !isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY") && !isSet("QT_QPA_PLATFORM"))
+    throw Failure{ExitCode::Usage,
+                  "There is no display to show the sheet on; add --post to save without a window."};
+  const std::string program = NSBundle::mainBundle()->builtInPlugInsPath() + "/Share.appex/share";
+  const int document = fileHolding(request.JSON());
+  if (::dup2(document, STDIN_FILENO) < 0 || (document != STDIN_FILENO && ::close(document) != 0))
+    throw Failure{ExitCode::WriteFailed, "The request cannot be handed over."};
+  // The extension takes this process over, so that its end, however it comes, is this one's.
+  std::string name = "share";
+  std::string option = "--snapshot";
+  std::string picture = snapshot.value_or("");
+  char* const arguments[] = {name.data(), snapshot ? option.data() : nullptr, picture.data(),
+                             nullptr};
+  ::execv(program.c_str(), arguments);
+  throw Failure{ExitCode::MissingInput,
+                NSError::fromErrno(errno, "The sheet's program cannot be started").description +
+                    " (" + program + "); install it there, or add --post to save without it."};
+}
+
+}  // namespace tasklane

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "common/ShareRequest.h"
+
+/// Starting a share.
+namespace tasklane {
+
+/// The request of a JSON file, or of standard input for "-".
+ShareRequest requestFromFile(const std::string& file);
+
+/// Becomes the extension's program, which shows the sheet for the request, or only draws it into a
+/// PNG file. Its exit code is the share's. Returns only by a Failure.
+[[noreturn]] void openSheet(const ShareRequest& request,
+                            const std::optional<std::string>& snapshot);
+
+/// What --post puts into the sheet before it is saved.
+struct PostOptions {
+  std::optional<std::string> project;
+  std::optional<std::string> context;
+  std::optional<std::string> note;
+};
+
+/// Saves the request without a window, through the sheet's own code, and prints the queued action.
+void postWithoutWindow(const ShareRequest& request, const PostOptions& options);
+
+}  // namespace tasklane

@@ -1,0 +1,148 @@
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "Command.h"
+#include "ListCommands.h"
+#include "PublishCommand.h"
+#include "QueueCommands.h"
+#include "ShareArguments.h"
+#include "foundation/NSLog.h"
+#include "shared-store/TLXExternalAction.h"
+
+namespace tasklane {
+
+namespace {
+
+/// The command line's shape: every command with its options and what it does.
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.require_subcommand(0, 1);
+    addShare();
+    addQueue();
+    addLists();
+    addPublish();
+    addItemActions();
+  }
+
+  ExitCode run(int argc, char** argv) {
+    try {
+      app_.parse(argc, argv);
+      if (app_.get_subcommands().empty())
+        throw Failure{ExitCode::Usage, "Say what to do; `tasklane --help` shows what there is."};
+      finishOutput();
+      return ExitCode::Done;
+    } catch (const CLI::Success& helpOrVersion) {
+      app_.exit(helpOrVersion);
+      return ExitCode::Done;
+    } catch (const CLI::ParseError& error) {
+      NSLog(std::string("tasklane: ") + error.what() + "; `tasklane --help` shows what there is.");
+      return ExitCode::Usage;
+    } catch (const Failure& failure) {
+      std::fflush(stdout);
+      NSLog("tasklane: " + failure.sentence);
+      return failure.code;
+    }
+  }
+
+ private:
+  OutputFormat format() const { return json_ ? OutputFormat::JSON : OutputFormat::Text; }
+
+  CLI::App* add(const std::string& name, const std::string& description,
+                std::function<void()> run) {
+    auto* command = app_.add_subcommand(name, description);
+    command->callback(std::move(run));
+    return command;
+  }
+
+  void addJSONFlag(CLI::App* command) {
+    command->add_flag("--json", json_, "Print JSON for another program");
+  }
+
+  void addShare() {
+    auto* command = add("share", "Share something into Tasklane", [this] { share_->run(); });
+    share_ = std::make_unique<ShareArguments>(*command);
+  }
+
+  void addQueue() {
+    auto* queue = add("queue", "Show the pending actions, oldest first", [this] {
+      if (!app_.got_subcommand("queue") || clear_->parsed()) return;
+      printQueue(format());
+    });
+    addJSONFlag(queue);
+    queue->require_subcommand(0, 1);
+    clear_ = queue->add_subcommand("clear", "Empty the queue");
+    clear_->callback(clearQueue);
+  }
+
+  void addLists() {
+    auto* catalogue = add("catalogue", "Show the published projects or contexts", [this] {
+      printCatalogue(name_ == "projects" ? Catalogue::Projects : Catalogue::Contexts, format());
+    });
+    addName(catalogue, {"projects", "contexts"});
+    addJSONFlag(catalogue);
+
+    auto* today = add("today", "Show the published items that are for today", [this] {
+      printToday(all_ ? TodaySelection::All : TodaySelection::Shown, format());
+    });
+    today->add_flag("--all", all_, "Show all published items");
+    addJSONFlag(today);
+
+    addJSONFlag(add("paths", "Show where everything lies", [this] { printPaths(format()); }));
+
+    auto* watched = add("watch", "Print a line for each announced change",
+                        [this] { watch(name_, hasCount_ ? std::optional(count_) : std::nullopt); });
+    addName(watched, {"actions", "containers", "items"});
+    watched->add_option("--count", count_, "End after so many changes")
+        ->each([this](const std::string&) { hasCount_ = true; });
+  }
+
+  void addPublish() {
+    auto* command = add("publish", "Publish projects and contexts, or items", [this] {
+      publish(name_ == "items" ? Publication::Items : Publication::Containers, file_);
+    });
+    addName(command, {"containers", "items"});
+    command->add_option("FILE", file_, "A property list in any format; - is standard input")
+        ->required();
+  }
+
+  void addItemActions() {
+    addItemAction("complete", "Complete a published item", TLXExternalAction::completeItem);
+    addItemAction("uncomplete", "Make it incomplete again", TLXExternalAction::uncompleteItem);
+    addItemAction("flag", "Flag a published item", TLXExternalAction::flagItem);
+    addItemAction("unflag", "Remove its flag", TLXExternalAction::unflagItem);
+  }
+
+  void addItemAction(const std::string& name, const std::string& description,
+                     void (*action)(const std::shared_ptr<TLXExternalItem>&)) {
+    auto* command = add(name, description, [this, action] { queueActionForItem(name_, action); });
+    command->add_option("UUID", name_, "The item's identifier")->required();
+  }
+
+  void addName(CLI::App* command, std::set<std::string> names) {
+    command->add_option("NAME", name_)->required()->check(CLI::IsMember(std::move(names)));
+  }
+
+  CLI::App app_{"Tasklane: quick entry into the task manager", "tasklane"};
+  std::unique_ptr<ShareArguments> share_;
+  CLI::App* clear_ = nullptr;
+  std::string name_;
+  std::string file_;
+  unsigned count_ = 0;
+  bool hasCount_ = false;
+  bool json_ = false;
+  bool all_ = false;
+};
+
+}  // namespace
+
+}  // namespace tasklane
+
+int main(int argc, char** argv) {
+  // A file that may not grow is an error of the write, not the end of the program.
+  std::signal(SIGXFSZ, SIG_IGN);
+  return static_cast<int>(tasklane::CommandLine().run(argc, argv));
+}

@@ -1,0 +1,242 @@
+import json
+import plistlib
+import signal
+import subprocess
+import threading
+import unittest
+
+from program import LIMIT, SAMPLES, ProgramTest
+
+CATALOGUE = {
+    "projects": {
+        "h": {"id": "h", "title": "Home"},
+        "g": {"id": "g", "title": "Jardín 🌱", "path": "Home"},
+        "z": {"id": "z", "title": "مشروع"},
+        "hidden": {"id": "hidden", "title": "Not offered"},
+    },
+    "orderedProjectIDs": ["z", "h", "g"],
+    "contexts": {"d": {"id": "d", "title": "Desk"}},
+    "orderedContextIDs": ["d"],
+}
+
+
+def items(**settings):
+    leaf = {"uuid": "LEAF", "title": "Grandchild", "flagged": False}
+    branch = {"uuid": "BRANCH", "title": "Child\nof two lines", "children": [leaf]}
+    return {
+        "items": [
+            {"uuid": "ROOT", "title": "Água", "subtitle": "家", "inbox": True, "children": [branch]},
+            {"uuid": "DUE", "title": "Due long ago", "due": "2015-03-14-09:26:53 -0700"},
+        ],
+        "dueSoonInterval": 3600.0, "contentCategories": 0, "usesCustomPerspective": False,
+        **settings,
+    }
+
+
+class Publishing(ProgramTest):
+    def test_takes_every_format_and_keeps_the_order(self):
+        text_format = ('{projects = {a = {id = a; title = "Caf\\U00e9"; }; }; '
+                       'orderedProjectIDs = (a); }').encode()
+        for document, titles in ((CATALOGUE, ["مشروع", "Home", "Jardín 🌱"]), (text_format, ["Café"]),
+                                 (plistlib.dumps(CATALOGUE, fmt=plistlib.FMT_BINARY),
+                                  ["مشروع", "Home", "Jardín 🌱"])):
+            self.publish("containers", document)
+            projects = self.run_json("catalogue", "projects", "--json")
+            self.assertEqual([project["title"] for project in projects], titles)
+        with open(self.shared / "containers.plist", "rb") as file:
+            self.assertEqual(plistlib.load(file), CATALOGUE)
+        self.assertIn("Jardín 🌱  (Home)", self.run_program("catalogue", "projects"))
+        self.run_program("publish", "items", "-", input=plistlib.dumps(items()))
+        self.assertEqual(len(self.run_json("today", "--all", "--json")), 2)
+
+    def test_samples_are_publishable(self):
+        self.run_program("publish", "containers", SAMPLES / "containers.plist")
+        self.run_program("publish", "items", SAMPLES / "items.plist")
+        self.assertTrue(self.run_json("catalogue", "contexts", "--json"))
+        self.assertTrue(self.run_json("today", "--json"))
+
+    def test_names_all_that_is_wrong_and_changes_nothing(self):
+        self.publish("containers", CATALOGUE)
+        before = (self.shared / "containers.plist").read_bytes()
+        wrong = {"projects": {"a": {"id": "b", "path": 3}, "c": []}, "orderedProjectIDs": ["x", 1],
+                 "orderedContextIDs": []}
+        self.publish("containers", wrong, code=65)
+        for place in ("/projects/a/id", "/projects/a/title", "/projects/a/path", "/projects/c",
+                      "/orderedProjectIDs/0", "/orderedProjectIDs/1", "/contexts"):
+            self.assertIn(": " + place + " ", self.error)
+        wrong = {"items": [{"uuid": ""}, {"uuid": "a", "due": "soon", "flagged": "yes", "children":
+                           [{"title": 1}]}], "contentCategories": -1, "dueSoonInterval": "x"}
+        self.publish("items", wrong, code=65)
+        for place in ("/items/0/uuid", "/items/1/due", "/items/1/flagged",
+                      "/items/1/children/0/uuid", "/items/1/children/0/title",
+                      "/contentCategories", "/dueSoonInterval"):
+            self.assertIn(": " + place + " ", self.error)
+        for document in (b"", b"garbage", plistlib.dumps([]), plistlib.dumps(CATALOGUE)[:-9]):
+            self.publish("containers", document, code=65)
+        self.run_program("publish", "containers", "missing.plist", code=66)
+        self.run_program("publish", "containers", ".", code=66)
+        self.assertEqual((self.shared / "containers.plist").read_bytes(), before)
+        self.assertEqual(self.names_in(self.shared), ["containers.plist"])
+
+
+class Queue(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.publish("items", items(contentCategories=1 | 16))
+
+    def test_holds_what_is_asked_for_items(self):
+        self.run_program("complete", "LEAF")
+        self.run_program("flag", "ROOT")
+        self.run_program("unflag", "DUE")
+        self.assertEqual([(action["type"], action["info"]["uuid"]) for action in self.actions()],
+                         [("completed", "LEAF"), ("flagged", "ROOT"), ("unflagged", "DUE")])
+        self.assertEqual(self.actions()[0]["info"]["title"], "Grandchild")
+        self.assertEqual(self.run_json("queue", "--json"), self.actions())
+        today = self.run_json("today", "--json")
+        self.assertEqual([item["uuid"] for item in today], ["ROOT", "DUE"])
+        child = today[0]["children"][0]["children"][0]
+        self.assertIn("completed", child)
+        self.assertTrue(today[0]["isEffectivelyFlagged"] and today[0]["hasIncompleteChildren"])
+        self.assertTrue(today[1]["isPastDue"] and not today[1]["isDueToday"])
+        self.assertEqual(today[1]["due"], "2015-03-14-17:26:53 +0100")
+        self.run_program("uncomplete", "LEAF")
+        self.run_program("unflag", "ROOT")
+        self.assertEqual([action["type"] for action in self.actions()], ["unflagged"])
+        self.run_program("flag", "nobody", code=65)
+        self.run_program("queue", "clear")
+        self.assertEqual(self.actions(), [])
+        self.assertEqual(self.run_json("queue", "--json"), [])
+
+    def test_shows_whatever_others_put_there(self):
+        odd = [{"type": "archived", "info": {"uuid": "x", "when": plistlib.datetime.datetime(
+            2026, 1, 2, 3, 4, 5), "bytes": b"\0\xff", "big": 2**64 - 1, "real": 1.5}}, {"info": 1}]
+        (self.shared / "actions.plist").write_bytes(plistlib.dumps({"actions": odd}))
+        shown = self.run_json("queue", "--json")
+        self.assertEqual(shown[0]["info"], {"uuid": "x", "when": "2026-01-02T03:04:05Z",
+                                            "bytes": "AP8=", "big": 2**64 - 1, "real": 1.5})
+        self.assertEqual(shown[1], {"type": None, "info": 1})
+        self.run_program("flag", "ROOT")
+        self.assertEqual(self.actions()[:2], odd, "written back as they were")
+
+    def test_survives_a_damaged_file(self):
+        self.run_program("flag", "ROOT")
+        path = self.shared / "actions.plist"
+        damaged = path.read_bytes()[:-20]
+        path.write_bytes(damaged)
+        self.run_program("queue", code=65)
+        self.run_program("flag", "DUE")
+        self.assertIn("actions.plist.damaged-1", self.error)
+        self.assertEqual((self.shared / "actions.plist.damaged-1").read_bytes(), damaged)
+        self.assertEqual([action["info"]["uuid"] for action in self.actions()], ["DUE"])
+
+    def test_survives_a_full_disk(self):
+        self.publish("items", items(filler="x"))
+        big = {"type": "new", "info": {"uuid": "big", "title": "x" * 60000}}
+        path = self.shared / "actions.plist"
+        path.write_bytes(plistlib.dumps({"actions": [big]}))
+        before = path.read_bytes()
+        self.run_program("flag", "ROOT", file_limit=40000, code=74)
+        self.assertIn("Error writing plist data to file://", self.error)
+        self.assertEqual(path.read_bytes(), before)
+        self.assertEqual(self.names_in(self.shared), ["actions.plist", "items.plist"])
+        self.run_program("flag", "ROOT")
+        self.assertEqual(len(self.actions()), 2)
+
+    def test_loses_nothing_to_others(self):
+        published = [{"uuid": f"{i}"} for i in range(80)]
+        self.publish("items", {"items": published})
+
+        def flag(start):
+            for i in range(start, 80, 8):
+                self.run_program("flag", i)
+
+        threads = [threading.Thread(target=flag, args=(start,)) for start in range(8)]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual({action["info"]["uuid"] for action in self.actions()},
+                         {item["uuid"] for item in published})
+
+    def test_is_watched(self):
+        watcher = self.start("watch", "actions", "--count", "4")
+        self.assertEqual(watcher.stdout.readline(), b"watching\n")
+        for command in ("flag", "unflag", "complete"):
+            self.run_program(command, "ROOT")
+        self.publish("containers", CATALOGUE)
+        self.run_program("queue", "clear")
+        output, error = watcher.communicate(timeout=LIMIT)
+        self.assertEqual((output, error), (b"actions changed\n" * 4, b""))
+        self.assertEqual(watcher.returncode, 0)
+        watcher = self.start("watch", "items")
+        self.assertEqual(watcher.stdout.readline(), b"watching\n")
+        watcher.send_signal(signal.SIGTERM)
+        watcher.communicate(timeout=LIMIT)
+        self.assertEqual(watcher.returncode, -signal.SIGTERM)
+
+
+class Usage(ProgramTest):
+    def test_mistakes_are_told_plainly(self):
+        (self.folder / "text.txt").write_text("no picture")
+        for code, arguments in (
+                (64, []), (64, ["frobnicate"]), (64, ["queue", "empty"]), (64, ["watch", "mail"]),
+                (64, ["catalogue"]), (64, ["complete"]), (64, ["watch", "items", "--count", "x"]),
+                (64, ["share", "--title", "a", "--title", "b"]),
+                (64, ["share", "--selection", "s"]), (64, ["share", "--project", "Home"]),
+                (64, ["share", "--post", "--snapshot", "x.png"]),
+                (64, ["share", "--request", "-", "--title", "a"]),
+                (64, ["share", "--title", "no display"]),
+                (65, ["share", "--post", "--url", "example"]),
+                (65, ["share", "--post", "--image", "text.txt"]),
+                (66, ["share", "--post", "--image", "missing.jpg"]),
+                (66, ["share", "--post", "--file", "."]),
+                (66, ["share", "--post", "--request", "missing.json"])):
+            with self.subTest(arguments=arguments):
+                self.run_program(*arguments, code=code)
+                self.assertEqual(self.error.count("\n"), 1, self.error)
+        self.assertEqual(self.names_in(self.shared), [])
+        self.assertIn("share", self.run_program("--help"))
+
+    def test_a_container_that_cannot_be_made(self):
+        (self.folder / "file").write_text("")
+        self.environment["TASKLANE_GROUP_CONTAINERS"] = str(self.folder / "file" / "groups")
+        for arguments in (["queue"], ["paths"], ["share", "--post", "--title", "x"]):
+            self.run_program(*arguments, code=73)
+
+    def test_wrong_requests_name_the_place(self):
+        for place, request in (
+                ("the document", []), ("/items", {}), ("/item ", {"item": []}),
+                ("/items ", {"items": {}}), ("/items/0 ", {"items": ["x"]}),
+                ("/items/0/titel", {"items": [{"titel": "x"}]}),
+                ("/items/0/title", {"items": [{"title": 1}]}),
+                ("/items/1/attachments/0/type", {"items": [{}, {"attachments": [{}]}]}),
+                ("/items/0/attachments/0/type", self.attachment(type="public.imge", file="x")),
+                ("/items/0/attachments/0 ", self.attachment(type="public.url")),
+                ("/items/0/attachments/0 ", self.attachment(type="public.url", url="u:x", file="x")),
+                ("/items/0/attachments/0/url", self.attachment(type="public.url", url="x")),
+                ("/items/0/attachments/0/url", self.attachment(type="public.image", url="u:x")),
+                ("/items/0/attachments/0/results", self.attachment(type="public.property-list",
+                                                                   results="x")),
+                ("/items/0/attachments/0/types/1/type",
+                 self.attachment(types=[{"type": "public.url", "url": "u:x"}, {"type": ""}])),
+                ("line 1, column 2", "{"), ("UTF-8", b'{"items": [{"title": "\xff"}]}')):
+            document = request if isinstance(request, (str, bytes)) else json.dumps(request)
+            document = document if isinstance(document, bytes) else document.encode()
+            with self.subTest(place=place, document=document):
+                self.run_program("share", "--post", "--request", "-", input=document, code=65)
+                self.assertIn(place, self.error)
+        missing = json.dumps(self.attachment(type="public.image", file="missing.png"))
+        self.run_program("share", "--post", "--request", "-", input=missing.encode(), code=66)
+        self.assertIn("/items/0/attachments/0/file", self.error)
+        self.run_program("share", "--post", "--request", "-", input=b'{"items":' + b"[" * 100000,
+                         code=65)
+        self.assertEqual(self.names_in(self.shared), [])
+        self.assertEqual(self.names_in(self.attachments), [])
+
+    @staticmethod
+    def attachment(**keys):
+        return {"items": [{"attachments": [keys]}]}
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,67 @@
+"""Runs the tasklane program in a group container of its own."""
+import json
+import os
+import pathlib
+import plistlib
+import resource
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+PROGRAM = os.environ["TASKLANE"]
+SAMPLES = pathlib.Path(__file__).resolve().parent.parent / "resources" / "sample"
+LIMIT = 60
+
+
+class ProgramTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="tasklane-"))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+        self.environment = {
+            **os.environ,
+            "TASKLANE_GROUP_CONTAINERS": str(self.folder / "groups"),
+            "TZ": "Europe/Berlin",
+        }
+        for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "TASKLANE_LOG"):
+            self.environment.pop(name, None)
+        group = self.folder / "groups" / "group.com.kestrelworks.Tasklane"
+        self.shared = group / "com.kestrelworks.Tasklane"
+        self.attachments = group / "attachments"
+        self.shared.mkdir(parents=True)
+
+    def start(self, *arguments, **options):
+        options = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
+                   "env": self.environment, "cwd": self.folder, **options}
+        return subprocess.Popen([PROGRAM, *map(str, arguments)], **options)
+
+    def run_program(self, *arguments, input=b"", code=0, file_limit=None):
+        """Runs it to its end; its output, having checked its exit code."""
+        def limit():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (file_limit, resource.RLIM_INFINITY))
+
+        process = self.start(*arguments, preexec_fn=limit if file_limit else None)
+        output, self.error = process.communicate(input, timeout=LIMIT)
+        self.error = self.error.decode("utf-8")
+        self.assertEqual(process.returncode, code, (arguments, output, self.error))
+        if code in (64, 65, 66, 73, 74):
+            self.assertRegex(self.error, r"(^|\n)tasklane: .+[.]\n$")
+        return output.decode("utf-8")
+
+    def run_json(self, *arguments, **options):
+        return json.loads(self.run_program(*arguments, **options))
+
+    def write(self, name, value, format=plistlib.FMT_XML):
+        path = self.folder / name
+        path.write_bytes(value if isinstance(value, bytes) else plistlib.dumps(value, fmt=format))
+        return path
+
+    def publish(self, kind, value, **options):
+        return self.run_program("publish", kind, self.write("published", value), **options)
+
+    def actions(self):
+        with open(self.shared / "actions.plist", "rb") as file:
+            return plistlib.load(file)["actions"]
+
+    def names_in(self, folder):
+        return sorted(path.name for path in folder.iterdir()) if folder.exists() else []
