@@ -1,11 +1,13 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "foundation/NSExtensionContext.h"
 #include "uikit/SLComposeSheetConfigurationItem.h"
+#include "uikit/UIImage.h"
 #include "uikit/UINavigationController.h"
 #include "uikit/UITextView.h"
 #include "uikit/UIViewController.h"
@@ -19,7 +21,13 @@ class SLComposeServiceViewController : public UIViewController,
                                        public NSExtensionRequestHandling,
                                        public UITextViewDelegate {
  public:
+  /// What the sheet is painted in; none is the platform's own.
+  struct Colors {
+    std::optional<UIColor> background, text, secondaryText, separator, selection;
+  };
+
   SLComposeServiceViewController();
+  ~SLComposeServiceViewController() override;
 
   void beginRequestWithExtensionContext(
       const std::shared_ptr<NSExtensionContext>& context) override;
@@ -39,6 +47,11 @@ class SLComposeServiceViewController : public UIViewController,
   virtual void didSelectPost();
   /// The base cancels the request.
   virtual void didSelectCancel();
+  /// The post button and Ctrl+Return: posts valid content. The request ends once, by the first of
+  /// post() and cancel(); later calls do nothing.
+  void post();
+  /// The Cancel button, Escape, and closing the window.
+  void cancel();
   virtual std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>> configurationItems() {
     return {};
   }
@@ -47,9 +60,20 @@ class SLComposeServiceViewController : public UIViewController,
   void pushConfigurationViewController(const std::shared_ptr<UIViewController>& controller);
   void popConfigurationViewController();
 
+  /// Small pictures of what is shared, beside the text; four at most, the last with the number of
+  /// those that have no place. The label is what a screen reader says of them.
+  void setThumbnails(const std::vector<std::shared_ptr<UIImage>>& images,
+                     const std::string& accessibilityLabel = {});
+  void setColors(const Colors& colors);
+  /// The stack of the sheet's own screen and those that its rows push; its bar is the sheet's.
+  const std::shared_ptr<UINavigationController>& sheetNavigationController() const {
+    return navigation_;
+  }
+
   void setTitle(const std::string& title) override;
   void loadView() override;
   void viewDidLoad() override;
+  void viewWillAppear(bool animated) override;
   void textViewDidChange(const std::shared_ptr<UITextView>& textView) override;
   bool accessibilityPerformEscape() override;
   /// Presses the post button.
@@ -58,10 +82,12 @@ class SLComposeServiceViewController : public UIViewController,
 
  private:
   class ContentController;
+  void updatePreferredSize();
   std::shared_ptr<NSExtensionContext> extensionContext_;
   std::shared_ptr<UINavigationController> navigation_;
   std::shared_ptr<ContentController> content_;
   std::string placeholder_;
+  bool ended_ = false;
 };
 
 }  // namespace tasklane

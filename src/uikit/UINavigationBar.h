@@ -18,11 +18,14 @@ enum class UIBarStyle { Default = 0, Black = 1, BlackTranslucent = 2 };
 /// back button when there is a screen below. Sides follow the layout direction.
 class UINavigationBar : public UIView {
  public:
+  static constexpr CGFloat kHeight = 44;
+
   explicit UINavigationBar(CGRect frame = {});
 
   UIBarStyle barStyle() const { return barStyle_; }
   void setBarStyle(UIBarStyle style);
   /// The background behind the bar's items; none is the bar style's own.
+  const std::optional<UIColor>& barTintColor() const { return barTintColor_; }
   void setBarTintColor(const std::optional<UIColor>& color);
   const std::vector<std::shared_ptr<UINavigationItem>>& items() const { return items_; }
   void setItems(const std::vector<std::shared_ptr<UINavigationItem>>& items, bool animated = false);
@@ -38,10 +41,16 @@ class UINavigationBar : public UIView {
  private:
   friend class UINavigationItem;
   void itemDidChange();
+  void applyColors();
+  void showTitle(const UINavigationItem& item);
+  void showButton(UIButton& button, const std::shared_ptr<UIBarButtonItem>& item);
+  void pressLeft();
+  void pressRight();
+  CGFloat placeButton(UIButton& button, bool atLeadingEdge, CGFloat widest);
   std::vector<std::shared_ptr<UINavigationItem>> items_;
   std::shared_ptr<UILabel> titleLabel_;
   std::shared_ptr<UIButton> leftButton_, rightButton_;
-  std::shared_ptr<UIView> hairline_;
+  std::shared_ptr<UIView> hairline_, titleView_;
   std::function<void()> backHandler_;
   std::optional<UIColor> barTintColor_;
   UIBarStyle barStyle_ = UIBarStyle::Default;

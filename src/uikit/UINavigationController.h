@@ -10,7 +10,9 @@
 namespace tasklane {
 
 /// A stack of screens under one navigation bar. Pushing and popping slide; where the desktop has
-/// turned animations off they do not.
+/// turned animations off they do not. The stack changes at once; a push or pop during another one's
+/// animation ends that animation first, and one from inside an appearance call follows when that
+/// call has returned. A screen that is covered gets the keyboard's focus back where it was.
 class UINavigationController : public UIViewController {
  public:
   /// The root is pushed at once; make() exists because that needs shared ownership.
@@ -25,13 +27,34 @@ class UINavigationController : public UIViewController {
   void popToRootViewControllerAnimated(bool animated);
   const std::shared_ptr<UINavigationBar>& navigationBar();
 
+  /// Goes one step back, as Escape does: dismisses what the top screen presents, else pops it.
+  /// Answers false where only the root is left.
+  bool goBack();
+  /// Called before the top screen changes, with the one that will be on top. For the owner of the
+  /// stack.
+  void setTopWillChangeHandler(std::function<void(UIViewController& top)> handler) {
+    topWillChangeHandler_ = std::move(handler);
+  }
+
   void loadView() override;
   void viewDidLoad() override;
   bool accessibilityPerformEscape() override;
 
  private:
+  class StackView;
+  struct Transition;
+  void stackDidChange(bool animated);
+  void beginTransition(const std::shared_ptr<UIViewController>& to, bool animated);
+  void finishTransition();
+  void layoutStack();
+  CGRect contentFrame() const;
+
   std::vector<std::shared_ptr<UIViewController>> stack_;
+  std::shared_ptr<UIViewController> shown_;
+  std::shared_ptr<Transition> transition_;
   std::shared_ptr<UINavigationBar> bar_;
+  std::function<void(UIViewController&)> topWillChangeHandler_;
+  bool settingUp_ = false, nextIsAnimated_ = false;
 };
 
 }  // namespace tasklane

@@ -29,6 +29,7 @@ class UINavigationItem : public NSObject {
 
  private:
   friend class UINavigationBar;
+  void changed();
   std::string title_;
   std::shared_ptr<UIView> titleView_;
   std::shared_ptr<UIBarButtonItem> left_, right_;

@@ -34,10 +34,13 @@ class UISearchControllerDelegate {
 
 /// A search over the screen that shows its bar. Activating it (by the bar's becoming first
 /// responder, or by setActive) presents it: the delegate hears first, then the updater, which hears
-/// again on each change of the text. Deactivating clears the text and updates once more.
+/// again on each change of the text. Deactivating, which is also what dismissing it does, clears
+/// the text and updates once more; a list that was scrolled to reveal the bar returns to where it
+/// was.
 class UISearchController : public UIViewController, public UISearchBarDelegate {
  public:
-  /// Null shows the results in the searched screen itself.
+  /// Null shows the results in the searched screen itself, which is the only way there is here;
+  /// another controller is a programming error.
   static std::shared_ptr<UISearchController> make(
       const std::shared_ptr<UIViewController>& searchResultsController);
 
@@ -63,13 +66,24 @@ class UISearchController : public UIViewController, public UISearchBarDelegate {
   void searchBarTextDidChange(UISearchBar& searchBar) override;
   void searchBarCancelButtonClicked(UISearchBar& searchBar) override;
 
+  std::shared_ptr<UIView> preferredFocusView() override { return searchBar_; }
+
+ protected:
+  bool showsViewWhenPresented() const override { return false; }
+  void dismissalWillBegin() override;
+  void dismissalDidEnd() override;
+
  private:
   UISearchController() = default;
+  std::shared_ptr<UIViewController> searchedController() const;
+  void activate();
   void update();
   std::shared_ptr<UISearchBar> searchBar_;
   std::weak_ptr<UISearchControllerDelegate> delegate_;
   std::weak_ptr<UISearchResultsUpdating> updater_;
-  bool active_ = false, dimsBackground_ = true, hidesNavigationBar_ = true;
+  CGPoint offsetBefore_;
+  bool active_ = false, activating_ = false, barHadFocus_ = false;
+  bool dimsBackground_ = true, hidesNavigationBar_ = true;
 };
 
 }  // namespace tasklane

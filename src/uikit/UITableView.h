@@ -138,13 +138,52 @@ class UITableView : public UIScrollView {
   void userDidPressRow(std::optional<NSIndexPath> indexPath);  ///< highlights; none ends it
   void userDidChooseRow(NSIndexPath indexPath);
 
+  /// From a search field in the header view: puts the keyboard on the first row. Answers false
+  /// where there is no row.
+  bool focusFirstRow();
+  /// Text typed while the table has the keyboard goes to a search bar in the header view; answers
+  /// false where there is none.
+  bool userDidType(const std::string& text);
+
   bool canBecomeFirstResponder() const override { return true; }
+  bool becomeFirstResponder() override;
+  bool resignFirstResponder() override;
   void layoutSubviews() override;
   void setFrame(CGRect frame) override;
 
+ protected:
+  void didScroll() override;
+
  private:
-  // Row geometry, tiling and reuse: see UITableView.cpp and the files beside it.
   struct Tiling;
+  enum class Pass { Whole, Interrupted };
+
+  // Counting and tiling.
+  void learnCounts();
+  bool countsStillHold();
+  CGFloat heightOfHeader(const std::string& title) const;
+  CGFloat estimateForSection(std::size_t section);
+  void tileIfNeeded();
+  void tile();
+  Pass tilePass();
+  std::optional<NSIndexPath> rowToKeepInPlace() const;
+  Pass showRowsAround(std::optional<NSIndexPath> fixed, CGFloat& y);
+  bool showRow(NSIndexPath path);
+  void measureRow(NSIndexPath path, UITableViewCell& cell);
+  void showHeaders(std::size_t first, std::size_t last);
+  void placeRows();
+  CGFloat highestOffset() const;
+  void recycleRow(NSIndexPath path);
+  void recycleRowsOffScreen();
+  void recycleAll();
+  void prepareCellForRow(UITableViewCell& cell, NSIndexPath path);
+  bool hasSeparatorBelow(NSIndexPath path) const;
+
+  // Focus and selection.
+  std::shared_ptr<UITableViewCell> shownCell(std::optional<NSIndexPath> path) const;
+  std::optional<NSIndexPath> rowForKey(Key key);
+  void showFocus();
+
   UITableViewStyle style_;
   std::weak_ptr<UITableViewDataSource> dataSource_;
   std::weak_ptr<UITableViewDelegate> delegate_;

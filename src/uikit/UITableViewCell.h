@@ -51,13 +51,18 @@ class UITableViewCell : public UIView {
   virtual void setSelected(bool selected, bool animated);
   bool isHighlighted() const { return highlighted_; }
   virtual void setHighlighted(bool highlighted, bool animated);
-  /// Where the hairline under the row begins; the table sets it by default to where the text
-  /// begins.
+  /// Whether the keyboard is on this row; shown by a bar in the tint colour.
+  bool isFocused() const { return focusView_ != nullptr; }
+  void setFocused(bool focused);
+  /// Where the hairline under the row begins (left and right by a left-to-right reading); until it
+  /// is set, where the text begins.
   UIEdgeInsets separatorInset() const;
   void setSeparatorInset(UIEdgeInsets inset);
 
   void layoutSubviews() override;
   CGSize sizeThatFits(CGSize size) override;
+  /// At least 44 points high; as high as the texts need at the target's width, where it has one,
+  /// else at the present width.
   CGSize systemLayoutSizeFittingSize(CGSize targetSize) override;
   /// The label that was set, else the title; the value that was set, else the detail of a Value
   /// style.
@@ -65,9 +70,26 @@ class UITableViewCell : public UIView {
   std::optional<std::string> accessibilityValue() const override;
 
  private:
+  friend class UITableView;
+  class ContentView;
+  struct TextSizes;
+  void setSeparator(const std::optional<UIColor>& color);
+  void placeSeparator();
+  void updateBackground(bool animated);
+  const std::shared_ptr<UIView>& accessory() const;
+  bool isLeftToRight() const;
+  CGFloat widthOfAccessory() const;
+  CGFloat leadingOfTexts() const;
+  TextSizes sizesOfTexts(CGFloat room) const;
+  CGFloat heightForWidth(CGFloat width) const;
+  void placeAccessory();
+  void placeTexts();
+  void place(UIView& view, CGFloat leading, CGFloat y, CGFloat width, CGFloat height);
+
   UITableViewCellStyle style_;
   std::string reuseIdentifier_;
   std::shared_ptr<UIView> contentView_, accessoryView_, standardAccessory_, selectedBackgroundView_;
+  std::shared_ptr<UIView> shownBackground_, focusView_, separator_;
   std::shared_ptr<UILabel> textLabel_, detailTextLabel_;
   std::shared_ptr<UIImageView> imageView_;
   std::optional<UIEdgeInsets> separatorInset_;

@@ -30,6 +30,7 @@ class UITableViewController : public UIViewController,
 
  private:
   UITableViewStyle style_;
+  bool reloadedOnAppearing_ = false;
 };
 
 }  // namespace tasklane

@@ -76,13 +76,18 @@ class UIViewController : public UIResponder {
   void setDefinesPresentationContext(bool flag) { definesPresentationContext_ = flag; }
   const std::shared_ptr<UIPresentationController>& presentationController();
 
+  /// The size that the screen's content asks for. The handler belongs to whoever shows the screen
+  /// and hears of each change.
   CGSize preferredContentSize() const { return preferredContentSize_; }
-  void setPreferredContentSize(CGSize size) { preferredContentSize_ = size; }
+  void setPreferredContentSize(CGSize size);
+  void setPreferredContentSizeHandler(std::function<void()> handler) {
+    preferredContentSizeHandler_ = std::move(handler);
+  }
 
   /// Where the keyboard's focus goes when the screen appears and nothing else has asked for it.
   virtual std::shared_ptr<UIView> preferredFocusView() { return nullptr; }
   /// The Escape key, or a screen reader's escape gesture; answers whether it was taken. The base
-  /// passes it up.
+  /// dismisses what this controller presents or else passes it up.
   virtual bool accessibilityPerformEscape();
   /// Ctrl+Return, from anywhere on the screen: what the screen is there to do. Answers whether it
   /// was taken; if not, the next responder's controller is asked.
@@ -95,8 +100,28 @@ class UIViewController : public UIResponder {
   void beginAppearanceTransition(bool isAppearing, bool animated);
   void endAppearanceTransition();
 
+  /// Keeps what has the keyboard's focus on this screen, before another screen covers it.
+  void rememberFocus();
+  /// Gives the focus back to what had it or, failing that, to the preferred view; does nothing
+  /// while something on this screen has it.
+  void restoreFocus();
+  /// restoreFocus() for a screen that comes in another one's place: where it wants no focus the
+  /// other one loses it all the same.
+  void takeFocusFrom(UIViewController& other);
+
+ protected:
+  /// Whether presenting this controller shows its view. One that answers false (a search in the
+  /// screen that it searches) is only known as the presented controller.
+  virtual bool showsViewWhenPresented() const { return true; }
+  virtual void dismissalWillBegin() {}
+  virtual void dismissalDidEnd() {}
+
  private:
   friend class UINavigationController;
+  struct Presentation;
+  std::vector<std::shared_ptr<UIViewController>> childrenOnScreen() const;
+  void finishPresenting(const std::shared_ptr<UIViewController>& controller);
+  void dismissPresented(bool animated, std::function<void()> completion);
   std::shared_ptr<UIView> view_;
   std::string title_;
   std::shared_ptr<UINavigationItem> navigationItem_;
@@ -104,6 +129,9 @@ class UIViewController : public UIResponder {
   std::vector<std::shared_ptr<UIViewController>> children_;
   std::shared_ptr<UIViewController> presented_;
   std::shared_ptr<UIPresentationController> presentationController_;
+  std::shared_ptr<Presentation> presentation_;  ///< while this controller is presented
+  std::weak_ptr<UIResponder> rememberedFocus_;
+  std::function<void()> preferredContentSizeHandler_;
   CGSize preferredContentSize_;
   enum class Appearance {
     Disappeared,

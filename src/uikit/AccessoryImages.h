@@ -1,0 +1,14 @@
+#pragma once
+
+#include <memory>
+
+#include "uikit/UIImage.h"
+
+namespace tasklane::detail {
+
+/// The small template images at the end of a row, drawn for the main screen's scale and kept.
+/// Main thread.
+std::shared_ptr<UIImage> chevronImage(bool leftToRight);
+std::shared_ptr<UIImage> checkmarkImage();
+
+}  // namespace tasklane::detail

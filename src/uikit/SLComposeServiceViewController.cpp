@@ -1,0 +1,182 @@
+#include "uikit/SLComposeServiceViewController.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "uikit/SLComposeServiceViewController_content.h"
+#include "uikit/SystemText.h"
+
+namespace tasklane {
+namespace {
+
+constexpr CGFloat kWidth = 400;
+/// The least height while a row's screen is open: a list needs more room than the sheet itself.
+constexpr CGFloat kHeightOfPushedScreen = 420;
+constexpr UIColor kBackground{1, 1, 1, 1};
+
+}  // namespace
+
+SLComposeServiceViewController::SLComposeServiceViewController()
+    : content_(std::make_shared<ContentController>()) {
+  navigation_ = UINavigationController::make(content_);
+}
+
+SLComposeServiceViewController::~SLComposeServiceViewController() = default;
+
+void SLComposeServiceViewController::beginRequestWithExtensionContext(
+    const std::shared_ptr<NSExtensionContext>& context) {
+  extensionContext_ = context;
+}
+
+void SLComposeServiceViewController::loadView() {
+  UIViewController::loadView();
+  const auto self = sharedFrom(this);
+  content_->setSheet(self);
+  view()->setBackgroundColor(kBackground);
+  addChildViewController(navigation_);
+  const auto& stack = navigation_->view();
+  stack->setAutoresizingMask(UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight);
+  stack->setFrame(view()->bounds());
+  view()->addSubview(stack);
+}
+
+void SLComposeServiceViewController::viewDidLoad() {
+  UIViewController::viewDidLoad();
+  const auto self = sharedFrom(this);
+  const std::weak_ptr<SLComposeServiceViewController> weakSelf = self;
+  const auto& item = content_->navigationItem();
+  item->setTitle(title());
+  item->setLeftBarButtonItem(std::make_shared<UIBarButtonItem>(
+      detail::systemText("Cancel"), UIBarButtonItemStyle::Plain, self, [weakSelf](auto&) {
+        if (const auto sheet = weakSelf.lock()) sheet->cancel();
+      }));
+  item->setRightBarButtonItem(std::make_shared<UIBarButtonItem>(
+      detail::systemText("Post"), UIBarButtonItemStyle::Done, self, [weakSelf](auto&) {
+        if (const auto sheet = weakSelf.lock()) sheet->post();
+      }));
+  content_->textView()->setPlaceholder(placeholder_);
+  content_->textView()->setDelegate(self);
+  navigation_->setTopWillChangeHandler([weakSelf](UIViewController&) {
+    if (const auto sheet = weakSelf.lock()) sheet->updatePreferredSize();
+  });
+  validateContent();
+}
+
+void SLComposeServiceViewController::viewWillAppear(bool animated) {
+  UIViewController::viewWillAppear(animated);
+  validateContent();
+  updatePreferredSize();
+}
+
+void SLComposeServiceViewController::updatePreferredSize() {
+  if (!isViewLoaded()) return;
+  const CGFloat given = view()->bounds().size.width;
+  CGFloat height = content_->heightForWidth(given > 0 ? given : kWidth) + UINavigationBar::kHeight;
+  if (navigation_->topViewController() != content_) {
+    height = std::max(height, kHeightOfPushedScreen);
+  }
+  setPreferredContentSize({kWidth, height});
+  content_->view()->setNeedsLayout();
+}
+
+// Content.
+
+std::shared_ptr<UITextView> SLComposeServiceViewController::textView() {
+  view();
+  return content_->textView();
+}
+
+std::string SLComposeServiceViewController::contentText() { return textView()->text(); }
+
+void SLComposeServiceViewController::setPlaceholder(std::string placeholder) {
+  placeholder_ = std::move(placeholder);
+  content_->textView()->setPlaceholder(placeholder_);
+}
+
+void SLComposeServiceViewController::setTitle(const std::string& title) {
+  UIViewController::setTitle(title);
+  content_->navigationItem()->setTitle(title);
+}
+
+void SLComposeServiceViewController::textViewDidChange(
+    const std::shared_ptr<UITextView>& textView) {
+  if (textView != content_->textView()) return;
+  validateContent();
+  updatePreferredSize();
+}
+
+void SLComposeServiceViewController::validateContent() {
+  if (const auto& button = content_->navigationItem()->rightBarButtonItem()) {
+    button->setEnabled(isContentValid());
+  }
+}
+
+void SLComposeServiceViewController::setThumbnails(
+    const std::vector<std::shared_ptr<UIImage>>& images, const std::string& accessibilityLabel) {
+  content_->setThumbnails(images, accessibilityLabel);
+  updatePreferredSize();
+}
+
+void SLComposeServiceViewController::setColors(const Colors& colors) {
+  view()->setBackgroundColor(colors.background.value_or(kBackground));
+  content_->setColors(colors);
+}
+
+// Rows.
+
+void SLComposeServiceViewController::reloadConfigurationItems() {
+  content_->forgetItems();
+  updatePreferredSize();
+}
+
+void SLComposeServiceViewController::pushConfigurationViewController(
+    const std::shared_ptr<UIViewController>& controller) {
+  navigation_->pushViewController(controller, true);
+}
+
+void SLComposeServiceViewController::popConfigurationViewController() {
+  navigation_->popToRootViewControllerAnimated(true);
+}
+
+std::shared_ptr<UIView> SLComposeServiceViewController::preferredFocusView() {
+  const auto top = navigation_->topViewController();
+  return top ? top->preferredFocusView() : nullptr;
+}
+
+// The end of the request.
+
+void SLComposeServiceViewController::post() {
+  if (ended_ || !isContentValid()) return;
+  const auto self = sharedFrom(this);
+  ended_ = true;
+  didSelectPost();
+}
+
+void SLComposeServiceViewController::cancel() {
+  if (std::exchange(ended_, true)) return;
+  const auto self = sharedFrom(this);
+  didSelectCancel();
+}
+
+void SLComposeServiceViewController::didSelectPost() {
+  if (extensionContext_) extensionContext_->completeRequestReturningItems();
+}
+
+void SLComposeServiceViewController::didSelectCancel() {
+  if (!extensionContext_) return;
+  extensionContext_->cancelRequestWithError(
+      {NSError::Kind::Cancelled, "The share sheet was cancelled."});
+}
+
+bool SLComposeServiceViewController::accessibilityPerformEscape() {
+  if (presentedViewController()) return UIViewController::accessibilityPerformEscape();
+  if (!navigation_->goBack()) cancel();
+  return true;
+}
+
+bool SLComposeServiceViewController::performPrimaryAction() {
+  post();
+  return true;
+}
+
+}  // namespace tasklane

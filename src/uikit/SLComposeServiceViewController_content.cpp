@@ -1,0 +1,232 @@
+#include "uikit/SLComposeServiceViewController_content.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "uikit/UIScreen.h"
+
+namespace tasklane {
+namespace {
+
+constexpr CGFloat kMargin = 15;
+constexpr CGFloat kTextPadding = 12;
+constexpr int kFewestLines = 4, kMostLines = 8;
+constexpr CGFloat kThumbnail = 48, kThumbnailGap = 6, kThumbnailCorner = 4;
+constexpr std::size_t kMostThumbnails = 4;
+constexpr const char* kRowIdentifier = "SLComposeSheetConfigurationRow";
+constexpr UIColor kBackground{1, 1, 1, 1};
+constexpr UIColor kSeparator{0.78, 0.78, 0.8, 1};
+
+CGFloat hair() { return 1 / std::max<CGFloat>(UIScreen::mainScreen().scale(), 1); }
+
+}  // namespace
+
+class SLComposeServiceViewController::ContentController::ScrollView : public UIScrollView {
+ public:
+  void layoutSubviews() override {
+    UIScrollView::layoutSubviews();
+    if (const auto owner = std::dynamic_pointer_cast<ContentController>(viewController())) {
+      owner->layoutContent();
+    }
+  }
+};
+
+SLComposeServiceViewController::ContentController::ContentController()
+    : textView_(std::make_shared<UITextView>()),
+      thumbnails_(std::make_shared<UIView>()),
+      hairline_(std::make_shared<UIView>()),
+      moreLabel_(std::make_shared<UILabel>()),
+      rows_(std::make_shared<UITableView>(CGRect{}, UITableViewStyle::Plain)) {
+  textView_->setFont(UIFont::preferredFontForTextStyle(UIFontTextStyleBody));
+  textView_->setTextContainerInset({kTextPadding, kMargin, kTextPadding, kMargin});
+  textView_->setBackgroundColor(UIColor::clearColor());
+  textView_->setOpaque(false);
+  moreLabel_->setTextAlignment(NSTextAlignment::Center);
+  moreLabel_->setFont(UIFont::preferredFontForTextStyle(UIFontTextStyleFootnote));
+  rows_->setBackgroundColor(UIColor::clearColor());
+  rows_->setOpaque(false);
+  rows_->setScrollEnabled(false);
+  rows_->setTabStopsAtRows(true);
+  rows_->registerClassForCellReuseIdentifier(
+      [](UITableViewCellStyle, const std::string& identifier) {
+        return std::make_shared<UITableViewCell>(UITableViewCellStyle::Value1, identifier);
+      },
+      kRowIdentifier);
+  setColors({});
+}
+
+void SLComposeServiceViewController::ContentController::loadView() {
+  const auto view = std::make_shared<ScrollView>();
+  view->addSubview(textView_);
+  view->addSubview(thumbnails_);
+  view->addSubview(hairline_);
+  view->addSubview(rows_);
+  setView(view);
+  rows_->setDataSource(sharedFrom(this));
+  rows_->setDelegate(sharedFrom(this));
+}
+
+void SLComposeServiceViewController::ContentController::viewWillAppear(bool animated) {
+  UIViewController::viewWillAppear(animated);
+  rows_->reloadData();
+}
+
+void SLComposeServiceViewController::ContentController::setColors(const Colors& colors) {
+  colors_ = colors;
+  textView_->setTextColor(colors.text);
+  moreLabel_->setTextColor(colors.secondaryText);
+  hairline_->setBackgroundColor(colors.separator.value_or(kSeparator));
+  rows_->setSeparatorColor(colors.separator);
+  rows_->reloadData();
+}
+
+// Thumbnails.
+
+void SLComposeServiceViewController::ContentController::setThumbnails(
+    const std::vector<std::shared_ptr<UIImage>>& images, const std::string& accessibilityLabel) {
+  while (!thumbnails_->subviews().empty()) thumbnails_->subviews().back()->removeFromSuperview();
+  const bool tooMany = images.size() > kMostThumbnails;
+  const std::size_t shown = tooMany ? kMostThumbnails - 1 : images.size();
+  for (std::size_t i = 0; i < shown; ++i) {
+    const auto picture = std::make_shared<UIImageView>(images[i]);
+    picture->setContentMode(UIViewContentMode::ScaleAspectFill);
+    picture->setClipsToBounds(true);
+    picture->setCornerRadius(kThumbnailCorner);
+    thumbnails_->addSubview(picture);
+  }
+  if (tooMany) {
+    moreLabel_->setText("+" + std::to_string(images.size() - shown));
+    thumbnails_->addSubview(moreLabel_);
+  }
+  thumbnails_->setIsAccessibilityElement(!images.empty());
+  thumbnails_->setAccessibilityTraits(UIAccessibilityTraitImage);
+  thumbnails_->setAccessibilityLabel(accessibilityLabel);
+  if (isViewLoaded()) view()->setNeedsLayout();
+}
+
+CGFloat SLComposeServiceViewController::ContentController::widthOfThumbnails() const {
+  const std::size_t count = thumbnails_->subviews().size();
+  if (count == 0) return 0;
+  return (count > 2 ? 2 * kThumbnail + kThumbnailGap : kThumbnail) + kMargin;
+}
+
+void SLComposeServiceViewController::ContentController::layoutThumbnails(CGFloat width) {
+  const bool leftToRight = view()->effectiveUserInterfaceLayoutDirection() ==
+                           UIUserInterfaceLayoutDirection::LeftToRight;
+  const CGFloat step = kThumbnail + kThumbnailGap;
+  const CGFloat area = std::max<CGFloat>(widthOfThumbnails() - kMargin, 0);
+  thumbnails_->setFrame(
+      {leftToRight ? width - kMargin - area : kMargin, kMargin, area, step + kThumbnail});
+  const auto& pictures = thumbnails_->subviews();
+  const std::size_t columns = pictures.size() > 2 ? 2 : 1;
+  for (std::size_t i = 0; i < pictures.size(); ++i) {
+    const std::size_t column = leftToRight ? i % columns : columns - 1 - i % columns;
+    pictures[i]->setFrame({static_cast<CGFloat>(column) * step,
+                           static_cast<CGFloat>(i / columns) * step, kThumbnail, kThumbnail});
+  }
+}
+
+// Layout.
+
+CGFloat SLComposeServiceViewController::ContentController::heightOfText(CGFloat width) const {
+  const CGFloat line = textView_->font().lineHeight();
+  const CGFloat natural = textView_->sizeThatFits({width, CGFLOAT_MAX}).height;
+  return std::ceil(std::clamp(natural, kFewestLines * line + 2 * kTextPadding,
+                              kMostLines * line + 2 * kTextPadding));
+}
+
+/// Places the rows under a height and answers where they end.
+CGFloat SLComposeServiceViewController::ContentController::layoutRows(CGFloat y, CGFloat width) {
+  // Every row is on screen, so that its height is known: grow until no more comes.
+  CGFloat height = 0;
+  for (std::size_t i = 0; i <= items().size(); ++i) {
+    rows_->setFrame({0, y, width, std::max<CGFloat>(height, 1)});
+    rows_->layoutIfNeeded();
+    const CGFloat content = rows_->numberOfRowsInSection(0) ? rows_->contentSize().height : 0;
+    if (content == height) break;
+    height = content;
+  }
+  return y + height;
+}
+
+CGFloat SLComposeServiceViewController::ContentController::heightForWidth(CGFloat width) {
+  const CGFloat text = heightOfText(width - widthOfThumbnails());
+  return layoutRows(text + hair(), width);
+}
+
+void SLComposeServiceViewController::ContentController::layoutContent() {
+  const CGFloat width = view()->bounds().size.width;
+  const bool leftToRight = view()->effectiveUserInterfaceLayoutDirection() ==
+                           UIUserInterfaceLayoutDirection::LeftToRight;
+  const CGFloat beside = widthOfThumbnails();
+  const CGFloat text = heightOfText(width - beside);
+  textView_->setFrame({leftToRight ? 0 : beside, 0, width - beside, text});
+  layoutThumbnails(width);
+  hairline_->setFrame({leftToRight ? kMargin : 0, text, width - kMargin, hair()});
+  const CGFloat end = layoutRows(text + hair(), width);
+  std::static_pointer_cast<UIScrollView>(view())->setContentSize({width, end});
+}
+
+// Rows.
+
+const std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>>&
+SLComposeServiceViewController::ContentController::items() {
+  static const std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>> none;
+  if (items_) return *items_;
+  const auto sheet = sheet_.lock();
+  if (!sheet) return none;
+  items_ = sheet->configurationItems();
+  const std::weak_ptr<UITableView> rows = rows_;
+  for (const auto& item : *items_) {
+    item->setChangeHandler([rows] {
+      if (const auto table = rows.lock()) table->reloadData();
+    });
+  }
+  return *items_;
+}
+
+void SLComposeServiceViewController::ContentController::forgetItems() {
+  if (items_) {
+    for (const auto& item : *items_) item->setChangeHandler({});
+  }
+  items_.reset();
+  rows_->reloadData();
+  if (isViewLoaded()) view()->setNeedsLayout();
+}
+
+std::size_t SLComposeServiceViewController::ContentController::numberOfRowsInSection(UITableView&,
+                                                                                     std::size_t) {
+  return items().size();
+}
+
+std::shared_ptr<UITableViewCell>
+SLComposeServiceViewController::ContentController::cellForRowAtIndexPath(UITableView& tableView,
+                                                                         NSIndexPath indexPath) {
+  const auto cell = tableView.dequeueReusableCellWithIdentifier(kRowIdentifier, indexPath);
+  const auto& item = items()[indexPath.row];
+  cell->setBackgroundColor(UIColor::clearColor());
+  cell->textLabel()->setText(item->title());
+  cell->detailTextLabel()->setText(item->value());
+  cell->setAccessoryType(UITableViewCellAccessoryType::DisclosureIndicator);
+  cell->setAccessibilityTraits(UIAccessibilityTraitButton);
+  if (colors_.text) cell->textLabel()->setTextColor(colors_.text);
+  if (colors_.secondaryText) cell->detailTextLabel()->setTextColor(colors_.secondaryText);
+  if (colors_.selection) {
+    auto background = cell->selectedBackgroundView();
+    if (!background) background = std::make_shared<UIView>();
+    background->setBackgroundColor(colors_.selection);
+    cell->setSelectedBackgroundView(background);
+  }
+  return cell;
+}
+
+void SLComposeServiceViewController::ContentController::didSelectRowAtIndexPath(
+    UITableView& tableView, NSIndexPath indexPath) {
+  tableView.deselectRowAtIndexPath(indexPath, true);
+  const auto item = items()[indexPath.row];
+  const auto handler = item->tapHandler();
+  if (handler) handler();
+}
+
+}  // namespace tasklane

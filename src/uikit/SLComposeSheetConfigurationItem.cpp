@@ -1,0 +1,19 @@
+#include "uikit/SLComposeSheetConfigurationItem.h"
+
+#include <utility>
+
+namespace tasklane {
+
+void SLComposeSheetConfigurationItem::setTitle(std::string title) {
+  if (title == title_) return;
+  title_ = std::move(title);
+  if (const auto handler = changeHandler_) handler();
+}
+
+void SLComposeSheetConfigurationItem::setValue(std::optional<std::string> value) {
+  if (value == value_) return;
+  value_ = std::move(value);
+  if (const auto handler = changeHandler_) handler();
+}
+
+}  // namespace tasklane

@@ -1,0 +1,182 @@
+#include "uikit/UINavigationBar.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "uikit/SystemText.h"
+#include "uikit/UIButton.h"
+#include "uikit/UILabel.h"
+#include "uikit/UIScreen.h"
+
+namespace tasklane {
+namespace {
+
+constexpr CGFloat kMargin = 15;
+constexpr CGFloat kGap = 10;
+
+struct BarColors {
+  UIColor background, title, hairline;
+};
+
+BarColors colorsOfStyle(UIBarStyle style) {
+  if (style == UIBarStyle::Default) {
+    return {UIColor{0.973, 0.973, 0.976, 1}, UIColor::blackColor(), UIColor{0.76, 0.76, 0.78, 1}};
+  }
+  return {UIColor{0.11, 0.11, 0.118, 1}, UIColor::whiteColor(), UIColor{0.28, 0.28, 0.3, 1}};
+}
+
+}  // namespace
+
+UINavigationBar::UINavigationBar(CGRect frame)
+    : UIView(frame),
+      titleLabel_(std::make_shared<UILabel>()),
+      leftButton_(std::make_shared<UIButton>()),
+      rightButton_(std::make_shared<UIButton>()),
+      hairline_(std::make_shared<UIView>()) {
+  titleLabel_->setTextAlignment(NSTextAlignment::Center);
+  titleLabel_->setFont(UIFont::preferredFontForTextStyle(UIFontTextStyle::Headline));
+  titleLabel_->setAccessibilityTraits(UIAccessibilityTraitHeader);
+  leftButton_->setPressHandler([this] { pressLeft(); });
+  rightButton_->setPressHandler([this] { pressRight(); });
+  leftButton_->setHidden(true);
+  rightButton_->setHidden(true);
+  for (const auto& view : std::initializer_list<std::shared_ptr<UIView>>{
+           hairline_, leftButton_, titleLabel_, rightButton_}) {
+    addSubview(view);
+  }
+  applyColors();
+}
+
+void UINavigationBar::setBarStyle(UIBarStyle style) {
+  if (style == barStyle_) return;
+  barStyle_ = style;
+  applyColors();
+}
+
+void UINavigationBar::setBarTintColor(const std::optional<UIColor>& color) {
+  barTintColor_ = color;
+  applyColors();
+}
+
+void UINavigationBar::applyColors() {
+  const BarColors colors = colorsOfStyle(barStyle_);
+  setBackgroundColor(barTintColor_.value_or(colors.background));
+  titleLabel_->setTextColor(colors.title);
+  hairline_->setBackgroundColor(colors.hairline);
+}
+
+std::shared_ptr<UINavigationItem> UINavigationBar::topItem() const {
+  return items_.empty() ? nullptr : items_.back();
+}
+
+std::shared_ptr<UINavigationItem> UINavigationBar::backItem() const {
+  return items_.size() < 2 ? nullptr : items_[items_.size() - 2];
+}
+
+void UINavigationBar::setItems(const std::vector<std::shared_ptr<UINavigationItem>>& items,
+                               bool animated) {
+  (void)animated;  // the screens slide; what the bar says changes at once
+  for (const auto& item : items_) item->bar_.reset();
+  items_ = items;
+  for (const auto& item : items_) item->bar_ = sharedFrom(this);
+  itemDidChange();
+}
+
+void UINavigationBar::itemDidChange() {
+  const auto top = topItem();
+  const auto back = backItem();
+  for (const auto& item : items_) {
+    for (const auto& button : {item->left_, item->right_}) {
+      if (button) button->changeHandler_ = nullptr;
+    }
+  }
+  const UINavigationItem nothing;
+  showTitle(top ? *top : nothing);
+  const auto left = top ? top->left_ : nullptr;
+  const bool goesBack = !left && back && !top->hidesBackButton_;
+  showButton(*rightButton_, top ? top->right_ : nullptr);
+  showButton(*leftButton_, left);
+  leftButton_->setPointsBack(goesBack);
+  if (goesBack) {
+    leftButton_->setHidden(false);
+    leftButton_->setEnabled(true);
+    leftButton_->setFont(UIFont::preferredFontForTextStyle(UIFontTextStyleBody));
+    leftButton_->setTitle(back->title_.empty() ? detail::systemText("Back") : back->title_);
+  }
+  setNeedsLayout();
+}
+
+void UINavigationBar::showTitle(const UINavigationItem& item) {
+  titleLabel_->setText(item.title_);
+  titleLabel_->setHidden(item.titleView_ != nullptr);
+  if (titleView_ == item.titleView_) return;
+  if (titleView_ && titleView_->superview().get() == this) titleView_->removeFromSuperview();
+  titleView_ = item.titleView_;
+  if (titleView_) addSubview(titleView_);
+}
+
+void UINavigationBar::showButton(UIButton& button, const std::shared_ptr<UIBarButtonItem>& item) {
+  button.setHidden(!item);
+  if (!item) return;
+  const std::weak_ptr<UINavigationBar> weakBar = sharedFrom(this);
+  item->changeHandler_ = [weakBar] {
+    if (const auto bar = weakBar.lock()) bar->itemDidChange();
+  };
+  const auto style = item->style() == UIBarButtonItemStyle::Done ? UIFontTextStyle::Headline
+                                                                 : UIFontTextStyle::Body;
+  button.setFont(UIFont::preferredFontForTextStyle(style));
+  button.setTitle(item->title());
+  button.setEnabled(item->isEnabled());
+}
+
+void UINavigationBar::pressLeft() {
+  const auto top = topItem();
+  if (!top) return;
+  if (const auto item = top->left_) return item->press();
+  const auto handler = backHandler_;
+  if (handler) handler();
+}
+
+void UINavigationBar::pressRight() {
+  const auto top = topItem();
+  if (const auto item = top ? top->right_ : nullptr) item->press();
+}
+
+/// Places a button at its side and answers how much of the width it takes, with its margin.
+CGFloat UINavigationBar::placeButton(UIButton& button, bool atLeadingEdge, CGFloat widest) {
+  if (button.isHidden()) return kMargin;
+  const CGSize whole = bounds().size;
+  const CGFloat width = std::min(button.sizeThatFits({widest, whole.height}).width, widest);
+  const bool atLeft = atLeadingEdge == (effectiveUserInterfaceLayoutDirection() ==
+                                        UIUserInterfaceLayoutDirection::LeftToRight);
+  button.setFrame({atLeft ? kMargin : whole.width - kMargin - width, 0, width, whole.height});
+  return kMargin + width + kGap;
+}
+
+void UINavigationBar::layoutSubviews() {
+  UIView::layoutSubviews();
+  const CGSize whole = bounds().size;
+  const bool leftToRight =
+      effectiveUserInterfaceLayoutDirection() == UIUserInterfaceLayoutDirection::LeftToRight;
+  const CGFloat hair = 1 / std::max<CGFloat>(UIScreen::mainScreen().scale(), 1);
+  hairline_->setFrame({0, whole.height - hair, whole.width, hair});
+
+  // The trailing button is what the screen is there for: it gets its width before the others.
+  const CGFloat trailing = placeButton(*rightButton_, false, whole.width / 2 - kMargin);
+  const CGFloat widestLeading =
+      leftButton_->pointsBack() ? whole.width * 0.35 : whole.width / 2 - kMargin;
+  const CGFloat leading = placeButton(*leftButton_, true, widestLeading);
+  const CGFloat left = leftToRight ? leading : trailing;
+  const CGFloat right = leftToRight ? trailing : leading;
+  const CGFloat room = std::max<CGFloat>(whole.width - left - right, 0);
+  const auto& title = titleView_ ? titleView_ : std::static_pointer_cast<UIView>(titleLabel_);
+  const CGSize natural = title->sizeThatFits({room, whole.height});
+  const CGFloat width = std::min(natural.width, room);
+  const CGFloat height = titleView_ ? std::min(natural.height, whole.height) : whole.height;
+  const CGFloat x = std::clamp(whole.width / 2 - width / 2, left, whole.width - right - width);
+  title->setFrame({x, (whole.height - height) / 2, width, height});
+}
+
+CGSize UINavigationBar::sizeThatFits(CGSize size) { return {size.width, kHeight}; }
+
+}  // namespace tasklane

@@ -1,0 +1,249 @@
+#include "uikit/UITableView.h"
+
+#include <gmock/gmock.h>
+
+#include "uikit/UISearchBar.h"
+#include "uikit/UITableView.h"
+#include "uikit/UIWindow.h"
+#include "uikit/headless/Headless.h"
+
+namespace tasklane {
+namespace {
+
+using testing::ElementsAre;
+
+std::vector<std::string>& record() {
+  static std::vector<std::string> lines;
+  return lines;
+}
+
+class RecordingCell : public UITableViewCell {
+ public:
+  RecordingCell(UITableViewCellStyle style, const std::string& identifier)
+      : UITableViewCell(style, identifier), number(++made) {}
+  void prepareForReuse() override {
+    UITableViewCell::prepareForReuse();
+    record().push_back("prepare " + std::to_string(number));
+  }
+  CGSize systemLayoutSizeFittingSize(CGSize size) override {
+    return height > 0 ? CGSize{size.width, height}
+                      : UITableViewCell::systemLayoutSizeFittingSize(size);
+  }
+  static inline int made = 0;
+  int number;
+  CGFloat height = 0;
+};
+
+/// A list whose rows have the heights that it is told, as many sections and rows as it is told.
+class List : public NSObject, public UITableViewDataSource, public UITableViewDelegate {
+ public:
+  std::size_t numberOfSectionsInTableView(UITableView&) override { return rows.size(); }
+  std::size_t numberOfRowsInSection(UITableView&, std::size_t section) override {
+    ++countsAsked;
+    return rows.at(section);
+  }
+  std::shared_ptr<UITableViewCell> cellForRowAtIndexPath(UITableView& table,
+                                                         NSIndexPath path) override {
+    EXPECT_LT(path.row, rows.at(path.section)) << "asked for a row that is gone";
+    asked.push_back(path);
+    auto cell = std::dynamic_pointer_cast<RecordingCell>(
+        table.dequeueReusableCellWithIdentifier("row", path));
+    cell->height = heightOf ? heightOf(path) : 0;
+    cell->textLabel()->setText(std::to_string(path.row));
+    if (onCell) onCell(table, path);
+    return cell;
+  }
+  std::optional<std::string> titleForHeaderInSection(UITableView&, std::size_t section) override {
+    return section < titles.size() ? titles[section] : std::nullopt;
+  }
+  void didSelectRowAtIndexPath(UITableView& table, NSIndexPath path) override {
+    chosen.push_back(path);
+    if (onChoose) onChoose(table, path);
+  }
+  void willDisplayHeaderView(UITableView&, UIView& header, std::size_t section) override {
+    const auto& label = dynamic_cast<UITableViewHeaderFooterView&>(header).textLabel();
+    record().push_back(std::to_string(section) + " " + label->text().value_or("-"));
+  }
+
+  std::vector<std::size_t> rows{3};
+  std::vector<std::optional<std::string>> titles;
+  std::function<CGFloat(NSIndexPath)> heightOf;
+  std::function<void(UITableView&, NSIndexPath)> onCell, onChoose;
+  std::vector<NSIndexPath> asked, chosen;
+  int countsAsked = 0;
+};
+
+class UITableViewTest : public testing::Test {
+ protected:
+  UITableViewTest() {
+    headless::reset();
+    RecordingCell::made = 0;
+    record().clear();
+  }
+  ~UITableViewTest() override { headless::reset(); }
+
+  std::shared_ptr<UITableView> show(std::vector<std::size_t> rows,
+                                    UITableViewStyle style = UITableViewStyle::Plain) {
+    list->rows = std::move(rows);
+    table = std::make_shared<UITableView>(CGRect{0, 0, 300, 440}, style);
+    table->registerClassForCellReuseIdentifier<RecordingCell>("row");
+    table->setDataSource(list);
+    table->setDelegate(list);
+    window->addSubview(table);
+    window->makeKeyAndVisible();
+    table->layoutIfNeeded();
+    return table;
+  }
+  void scroll(CGFloat y) { table->userDidScrollToOffset({0, y}); }
+  CGFloat screenY(NSIndexPath path) {
+    return table->cellForRowAtIndexPath(path)->frame().minY() - table->contentOffset().y;
+  }
+
+  std::shared_ptr<List> list = std::make_shared<List>();
+  std::shared_ptr<UIWindow> window = std::make_shared<UIWindow>(CGRect{0, 0, 300, 440});
+  std::shared_ptr<UITableView> table;
+};
+
+TEST_F(UITableViewTest, MakesCellsForTheRowsThatFitAndNoMore) {
+  show({100'000});
+  EXPECT_EQ(RecordingCell::made, 10);  // 440 points of 44
+  EXPECT_EQ(list->countsAsked, 1);
+  EXPECT_EQ(table->contentSize().height, 4'400'000);
+  for (int step = 1; step <= 300; ++step) scroll(step * 37);
+  EXPECT_EQ(RecordingCell::made, 11);
+  EXPECT_EQ(table->indexPathsForVisibleRows().front(), (NSIndexPath{0, 252}));
+  EXPECT_EQ(table->cellForRowAtIndexPath({0, 0}), nullptr);
+  scroll(3e6);
+  EXPECT_EQ(RecordingCell::made, 11);
+  EXPECT_EQ(table->cellForRowAtIndexPath({0, 68181})->textLabel()->text(), "68181");
+}
+
+TEST_F(UITableViewTest, PreparesACellJustBeforeHandingItOutAgain) {
+  show({30});
+  const auto first = table->cellForRowAtIndexPath({0, 0});
+  scroll(20);
+  scroll(44);
+  EXPECT_TRUE(record().empty()) << "the row that left is prepared only when it is needed";
+  EXPECT_TRUE(first->isHidden());
+  EXPECT_EQ(first->superview(), table);
+  scroll(50);
+  EXPECT_THAT(record(), ElementsAre("prepare 1"));
+  EXPECT_FALSE(first->isHidden());
+  EXPECT_EQ(table->indexPathForCell(*first), (NSIndexPath{0, 11}));
+}
+
+TEST_F(UITableViewTest, ReloadGivesEachRowItsFormerCell) {
+  show({5});
+  std::vector<std::shared_ptr<UITableViewCell>> before;
+  for (std::size_t i = 0; i < 5; ++i) before.push_back(table->cellForRowAtIndexPath({0, i}));
+  table->reloadData();
+  for (std::size_t i = 0; i < 5; ++i) EXPECT_EQ(table->cellForRowAtIndexPath({0, i}), before[i]);
+  EXPECT_EQ(RecordingCell::made, 5);
+}
+
+// Rows of other heights than estimated come on screen above what is shown: what is shown stays.
+TEST_F(UITableViewTest, ScrollingBackOverRowsThatWereNeverSeenDoesNotJump) {
+  struct Case {
+    const char* what;
+    std::function<CGFloat(NSIndexPath)> heightOf;
+  };
+  for (const Case& c : {Case{"higher", [](NSIndexPath) { return 70.0; }},
+                        Case{"mixed", [](NSIndexPath p) { return 44.0 + p.row * 31 % 60; }},
+                        Case{"lower", [](NSIndexPath) { return 20.0; }}}) {
+    SCOPED_TRACE(c.what);
+    list->heightOf = c.heightOf;
+    show({300});
+    table->setContentOffset({0, 9'000});
+    table->layoutIfNeeded();
+    for (int step = 0; step < 3000 && table->contentOffset().y > 0; ++step) {
+      const NSIndexPath fixed = table->indexPathsForVisibleRows()[1];
+      const CGFloat before = screenY(fixed);
+      const CGFloat by = std::min<CGFloat>(15, table->contentOffset().y);
+      scroll(table->contentOffset().y - by);
+      ASSERT_NEAR(screenY(fixed), before + by, 1e-6) << "row " << fixed.row;
+      const CGRect last =
+          table->cellForRowAtIndexPath(table->indexPathsForVisibleRows().back())->frame();
+      ASSERT_GE(last.maxY(), table->bounds().maxY());
+    }
+    ASSERT_EQ(table->indexPathsForVisibleRows().front(), (NSIndexPath{0, 0}));
+    EXPECT_EQ(screenY({0, 0}), 0);
+    // Down to the end: the last row is there, at the bottom.
+    for (int step = 0; step < 300; ++step) scroll(1e9);
+    EXPECT_NEAR(table->cellForRowAtIndexPath({0, 299})->frame().maxY(), table->bounds().maxY(),
+                1e-6);
+  }
+}
+
+TEST_F(UITableViewTest, ReloadKeepsTheRowsOnScreenInPlaceAndTheOffsetWithinTheContent) {
+  list->heightOf = [](NSIndexPath path) { return 60.0 + path.row % 7; };
+  show({200});
+  for (int step = 0; step < 40; ++step) scroll(table->contentOffset().y + 150);
+  const auto first = table->indexPathsForVisibleRows().front();
+  const CGFloat before = screenY(first);
+  table->reloadData();
+  EXPECT_EQ(table->indexPathsForVisibleRows().front(), first);
+  EXPECT_EQ(screenY(first), before);
+  list->rows = {8};
+  table->reloadData();
+  table->layoutIfNeeded();
+  EXPECT_EQ(table->contentOffset().y, table->contentSize().height - 440);
+  list->rows = {0};
+  table->reloadData();
+  table->layoutIfNeeded();
+  EXPECT_EQ(table->contentOffset().y, 0);
+  EXPECT_TRUE(table->indexPathsForVisibleRows().empty());
+}
+
+TEST_F(UITableViewTest, AHeaderViewScrollsAboveTheFirstRowAndMayStayOutOfSight) {
+  show({2});
+  const auto header = std::make_shared<UIView>(CGRect{0, 0, 10, 56});
+  table->setTableHeaderView(header);
+  table->layoutIfNeeded();
+  EXPECT_EQ(header->frame(), (CGRect{0, 0, 300, 56}));
+  EXPECT_EQ(table->rectForRowAtIndexPath({0, 0}).minY(), 56);
+  table->setContentOffset({0, 56});
+  table->reloadData();
+  table->layoutIfNeeded();
+  EXPECT_EQ(table->contentOffset().y, 56) << "a short list keeps its header hidden";
+}
+
+TEST_F(UITableViewTest, DataThatChangesBehindTheTablesBackIsAskedForAgain) {
+  show({100});
+  list->rows = {12};
+  scroll(2000);
+  EXPECT_EQ(table->numberOfRowsInSection(0), 12u);
+  EXPECT_EQ(table->indexPathsForVisibleRows().back(), (NSIndexPath{0, 11}));
+  list->rows = {3};
+  table->userDidChooseRow({0, 10});
+  EXPECT_TRUE(list->chosen.empty());
+  EXPECT_EQ(table->numberOfRowsInSection(0), 3u);
+  list->rows = {};
+  scroll(1);
+  table->userDidChooseRow({0, 0});
+  EXPECT_EQ(table->numberOfSections(), 0u);
+}
+
+TEST_F(UITableViewTest, ReloadsFromInsideItsOwnQuestionsAndCallbacks) {
+  int reloads = 0;
+  list->onCell = [&](UITableView& t, NSIndexPath path) {
+    if (path.row != 4 || ++reloads > 2) return;
+    list->rows = {50};
+    t.reloadData();
+  };
+  show({20});
+  EXPECT_EQ(table->numberOfRowsInSection(0), 50u);
+  EXPECT_EQ(table->indexPathsForVisibleRows().size(), 10u);
+  list->onChoose = [&](UITableView& t, NSIndexPath) {
+    list->rows = {1};
+    t.reloadData();
+  };
+  table->userDidChooseRow({0, 7});
+  EXPECT_THAT(list->chosen, ElementsAre(NSIndexPath{0, 7}));
+  EXPECT_EQ(table->indexPathsForVisibleRows().size(), 1u);
+  list->onCell = [](UITableView& t, NSIndexPath) { t.reloadData(); };
+  table->reloadData();
+  table->layoutIfNeeded();  // ends, with a line on the console
+}
+
+}  // namespace
+}  // namespace tasklane
