@@ -34,7 +34,8 @@ std::string localizedString(const std::string& key, const std::string& bundleTok
 
 OptionPickerController::OptionPickerController(UITableViewStyle style)
     : TasklaneAppearanceTableViewController(style),
-      // The first group gets no back reference: its picker reloads the table itself when items are set.
+      // The first group gets no back reference: its picker reloads the table itself when items are
+      // set.
       optionGroups_(listOf({std::make_shared<OptionPickerGroup>()})),
       resignActiveObservation_(NSNotificationCenter::defaultCenter().addObserver(
           UIApplicationWillResignActiveNotification, nullptr,
@@ -130,9 +131,7 @@ void OptionPickerController::viewWillAppear(bool animated) {
   tableView()->reloadData();
 }
 
-void OptionPickerController::_applicationWillResignActive() {
-  dismissViewControllerAnimated(true);
-}
+void OptionPickerController::_applicationWillResignActive() { dismissViewControllerAnimated(true); }
 
 std::size_t OptionPickerController::numberOfSectionsInTableView(UITableView&) {
   return optionGroups_->size();
@@ -172,12 +171,12 @@ std::shared_ptr<UITableViewCell> OptionPickerController::cellForRowAtIndexPath(
 
   if (item->isEnabled()) {
     cell->setSelectionStyle(UITableViewCellSelectionStyle::Default);
-    // Known to leave a reused cell's "not enabled" standing; screen readers' users rely on rows as they are.
+    // Known to leave a reused cell's "not enabled" standing; screen readers' users rely on rows as
+    // they are.
     cell->setAccessibilityTraits(cell->accessibilityTraits() & UIAccessibilityTraitNotEnabled);
   } else {
     const auto appearance = TasklaneAppearance::appearance();
-    const auto unavailable =
-        appearance ? appearance->UnavailableTitleTextColor() : std::nullopt;
+    const auto unavailable = appearance ? appearance->UnavailableTitleTextColor() : std::nullopt;
     cell->detailTextLabel()->setTextColor(unavailable);
     cell->textLabel()->setTextColor(unavailable);
     cell->imageView()->setTintColor(unavailable);
@@ -185,7 +184,8 @@ std::shared_ptr<UITableViewCell> OptionPickerController::cellForRowAtIndexPath(
     cell->setAccessibilityTraits(cell->accessibilityTraits() | UIAccessibilityTraitNotEnabled);
   }
 
-  if (showsSelectedItem_ && static_cast<std::int64_t>(indexPath.row) == group->selectedItemIndex()) {
+  if (showsSelectedItem_ &&
+      static_cast<std::int64_t>(indexPath.row) == group->selectedItemIndex()) {
     markSelected(*cell, tableView);
   }
   return cell;
@@ -225,7 +225,8 @@ CGSize OptionPickerController::sizeThatFits(CGSize size) {
     const auto group = optionGroups_->at(section);
     const std::size_t rows = tableView()->numberOfRowsInSection(section);
     for (std::size_t row = 0; row < rows; ++row) {
-      // Rows are measured by the cells of section 0, whatever the section; one off screen measures nothing.
+      // Rows are measured by the cells of section 0, whatever the section; one off screen measures
+      // nothing.
       const auto cell = tableView()->cellForRowAtIndexPath({0, row});
       if (!cell) continue;
       cell->setNeedsLayout();

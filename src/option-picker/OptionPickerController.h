@@ -12,8 +12,9 @@
 
 namespace tasklane {
 
-/// A table of choices in sections that marks the chosen one and, when one is chosen, tells the picker's target, then
-/// the group's, then the item's, at once and in this order. It never closes itself on a choice.
+/// A table of choices in sections that marks the chosen one and, when one is chosen, tells the
+/// picker's target, then the group's, then the item's, at once and in this order. It never closes
+/// itself on a choice.
 ///
 /// Make one with std::make_shared and set it up before its view is used. Main thread.
 class OptionPickerController : public TasklaneAppearanceTableViewController {
@@ -22,8 +23,9 @@ class OptionPickerController : public TasklaneAppearanceTableViewController {
   explicit OptionPickerController(UITableViewStyle style = UITableViewStyle::Plain);
 
   const OptionPickerGroupList& optionGroups() const { return optionGroups_; }
-  /// Stores a copy of the list (of the same groups) and reloads; the very list stored already changes nothing. The
-  /// items inside the groups learn of the picker when their group's items are set next.
+  /// Stores a copy of the list (of the same groups) and reloads; the very list stored already
+  /// changes nothing. The items inside the groups learn of the picker when their group's items are
+  /// set next.
   void setOptionGroups(const OptionPickerGroupList& groups);
   std::int64_t numberOfOptionGroups() const;
 
@@ -39,8 +41,8 @@ class OptionPickerController : public TasklaneAppearanceTableViewController {
   /// Whether the chosen row of each section carries a checkmark; true at first.
   bool showsSelectedItem() const { return showsSelectedItem_; }
   void setShowsSelectedItem(bool shows);
-  /// Tint of the icons; colour of the titles too once it has been set, even to black or to none. It shows when the
-  /// rows are next drawn.
+  /// Tint of the icons; colour of the titles too once it has been set, even to black or to none. It
+  /// shows when the rows are next drawn.
   const std::optional<UIColor>& optionColor() const { return optionColor_; }
   void setOptionColor(const std::optional<UIColor>& color);
 
@@ -62,7 +64,8 @@ class OptionPickerController : public TasklaneAppearanceTableViewController {
 
   /// The size that shows everything without a limit.
   CGSize idealSize();
-  /// What the rows on screen need within a size, in points: never narrower than 200, never higher than the size.
+  /// What the rows on screen need within a size, in points: never narrower than 200, never higher
+  /// than the size.
   CGSize sizeThatFits(CGSize size);
 
   void viewDidLoad() override;

@@ -30,8 +30,8 @@ void OptionPickerGroup::setItems(const OptionPickerItemList& items) {
   }
 
   const auto copied = items ? std::make_shared<const OptionPickerItems>(*items) : nullptr;
-  const bool samePool = membership_ && !membership_->shared && items_ && copied &&
-                        copied->base_ == items_->base_;
+  const bool samePool =
+      membership_ && !membership_->shared && items_ && copied && copied->base_ == items_->base_;
   if (samePool) {
     items_ = copied;
     membership_->picker = nonretainedOptionPickerController_;

@@ -25,14 +25,15 @@ class OptionPickerItem : public NSObject {
  public:
   explicit OptionPickerItem(std::optional<std::string> title);
 
-  /// One item per title, in their order, with the detail text and image of the same index where those lists
-  /// are given. A given list that is shorter than the titles is a range error (std::out_of_range).
+  /// One item per title, in their order, with the detail text and image of the same index where
+  /// those lists are given. A given list that is shorter than the titles is a range error
+  /// (std::out_of_range).
   static OptionPickerItemList optionPickerItemsWithTitles(
       const std::vector<std::string>& titles, const std::vector<std::string>* detailText = nullptr,
       const std::vector<std::shared_ptr<UIImage>>* images = nullptr);
 
-  /// A new item with the same title, detail text, image, represented object, tag and enabled; without target,
-  /// action and picker, which belong to the original alone.
+  /// A new item with the same title, detail text, image, represented object, tag and enabled;
+  /// without target, action and picker, which belong to the original alone.
   std::shared_ptr<OptionPickerItem> copy() const;
 
   /// The row's text, its accessibility label, and what a search matches.
@@ -43,9 +44,12 @@ class OptionPickerItem : public NSObject {
   /// Stored as a template image, whatever it was: rows draw it in their tint.
   const std::shared_ptr<UIImage>& image() const { return image_; }
   void setImage(const std::shared_ptr<UIImage>& image);
-  /// The caller's value behind the choice; by it (isEqual) a selection survives a change of the list.
+  /// The caller's value behind the choice; by it (isEqual) a selection survives a change of the
+  /// list.
   const std::shared_ptr<NSObject>& representedObject() const { return representedObject_; }
-  void setRepresentedObject(const std::shared_ptr<NSObject>& object) { representedObject_ = object; }
+  void setRepresentedObject(const std::shared_ptr<NSObject>& object) {
+    representedObject_ = object;
+  }
   std::int64_t tag() const { return tag_; }
   void setTag(std::int64_t tag) { tag_ = tag; }
   bool isEnabled() const { return enabled_; }
@@ -60,8 +64,8 @@ class OptionPickerItem : public NSObject {
   /// The picker that shows this item now, or none; the owning group says so.
   std::shared_ptr<OptionPickerController> optionPicker() const;
 
-  /// Grows whenever any item's title changes, so that whoever keeps something made of titles (a search
-  /// index) knows when it is stale.
+  /// Grows whenever any item's title changes, so that whoever keeps something made of titles (a
+  /// search index) knows when it is stale.
   static std::uint64_t titleGeneration();
 
  private:
@@ -78,14 +82,16 @@ class OptionPickerItem : public NSObject {
   std::uint32_t indexInBase_ = 0;
 };
 
-/// The list itself: items in display order, or a part of another list in that list's order. A part shares the
-/// whole's items and costs four bytes a row, so that a search over 100,000 rows makes its result at once.
+/// The list itself: items in display order, or a part of another list in that list's order. A part
+/// shares the whole's items and costs four bytes a row, so that a search over 100,000 rows makes
+/// its result at once.
 class OptionPickerItems {
  public:
   OptionPickerItems() = default;
   explicit OptionPickerItems(std::vector<std::shared_ptr<OptionPickerItem>> items);
   /// The items of a list at the given positions, ascending.
-  static OptionPickerItemList part(const OptionPickerItemList& of, const std::vector<std::size_t>& positions);
+  static OptionPickerItemList part(const OptionPickerItemList& of,
+                                   const std::vector<std::size_t>& positions);
   static OptionPickerItemList make(std::vector<std::shared_ptr<OptionPickerItem>> items);
 
   std::size_t size() const { return part_ ? indices_.size() : base_->size(); }

@@ -8,8 +8,9 @@
 
 namespace tasklane {
 
-/// Which items of a list a group shows, and in which picker: the back reference of all its items at once.
-/// Narrowing a list by a search changes this one object instead of every item. Private to the option model.
+/// Which items of a list a group shows, and in which picker: the back reference of all its items at
+/// once. Narrowing a list by a search changes this one object instead of every item. Private to the
+/// option model.
 struct OptionPickerItem::Membership {
   std::weak_ptr<OptionPickerController> picker;
   /// The group's stored list; none once the group has let its items go.

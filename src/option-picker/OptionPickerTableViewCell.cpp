@@ -34,8 +34,8 @@ void OptionPickerTableViewCell::layoutSubviews() {
   // The labels are moved, not narrowed: their widths are the standard layout's.
   const auto place = [&](const std::shared_ptr<UILabel>& label) {
     CGRect frame = label->frame();
-    frame.origin.x = mirrored ? icon.minX() - kIconToText - frame.size.width
-                              : icon.maxX() + kIconToText;
+    frame.origin.x =
+        mirrored ? icon.minX() - kIconToText - frame.size.width : icon.maxX() + kIconToText;
     label->setFrame(frame);
   };
   place(textLabel());

@@ -6,11 +6,12 @@
 
 namespace tasklane {
 
-/// A picker's row: a title with an optional detail line under it and an optional icon in a column of fixed width in
-/// front, so that titles line up whatever the icons.
+/// A picker's row: a title with an optional detail line under it and an optional icon in a column
+/// of fixed width in front, so that titles line up whatever the icons.
 class OptionPickerTableViewCell : public TasklaneAppearanceTableViewCell {
  public:
-  /// "OptionPickerTableViewCellReuseIdenfitier", letter for letter: rows are registered and dequeued under it.
+  /// "OptionPickerTableViewCellReuseIdenfitier", letter for letter: rows are registered and
+  /// dequeued under it.
   static const std::string& reuseIdentifier();
 
   /// Always in the subtitle style, whatever style is asked for.

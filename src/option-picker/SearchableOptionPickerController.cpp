@@ -49,6 +49,7 @@ void SearchableOptionPickerController::resetSearchControllerState() {
     setSearchBarVisibility(0, false);
   }
   unfilteredItems_ = nullptr;
+  hiddenChoice_ = nullptr;
 }
 
 void SearchableOptionPickerController::willPresentSearchController(UISearchController&) {
@@ -59,14 +60,25 @@ void SearchableOptionPickerController::updateSearchResultsForSearchController(
     UISearchController& searchController) {
   const std::string& text = searchController.searchBar()->text();
   if (text.empty()) {
-    setItems(unfilteredItems_);
+    showKeepingChoice(unfilteredItems_);
     return;
   }
   if (!unfilteredItems_ || unfilteredItems_->empty()) return;
   const auto matches = foldedTitles().indicesContaining(text);
-  setItems(OptionPickerItems::part(unfilteredItems_, matches));
-  tableView()->reloadData();
+  showKeepingChoice(OptionPickerItems::part(unfilteredItems_, matches));
   if (resultsAnnouncement_) UIAccessibilityPostAnnouncement(resultsAnnouncement_(matches.size()));
+}
+
+void SearchableOptionPickerController::showKeepingChoice(const OptionPickerItemList& items) {
+  // A group drops a choice that its list no longer holds; a search only hides it.
+  if (const auto chosen = selectedItem()) hiddenChoice_ = chosen->representedObject();
+  setItems(items);
+  const bool stillShown = selectedItemIndex() != NSNotFound;
+  if (!stillShown && hiddenChoice_ && optionGroups()->size() == 1) {
+    optionGroups()->front()->selectItemByRepresentedObject(hiddenChoice_);
+  }
+  if (selectedItemIndex() != NSNotFound) hiddenChoice_ = nullptr;
+  tableView()->reloadData();
 }
 
 const FoldedTitles& SearchableOptionPickerController::foldedTitles() {

@@ -11,8 +11,9 @@
 
 namespace tasklane {
 
-/// A picker of one group with a search field above its rows, which narrows the list to the titles that contain what is
-/// typed, without regard to case and accents. The choice follows its item through every narrowing and widening.
+/// A picker of one group with a search field above its rows, which narrows the list to the titles
+/// that contain what is typed, without regard to case and accents. The choice follows its item
+/// through every narrowing and widening.
 class SearchableOptionPickerController : public OptionPickerController,
                                          public UISearchResultsUpdating,
                                          public UISearchControllerDelegate {
@@ -53,10 +54,14 @@ class SearchableOptionPickerController : public OptionPickerController,
 
  private:
   const FoldedTitles& foldedTitles();
+  void showKeepingChoice(const OptionPickerItemList& items);
 
   std::shared_ptr<UISearchController> searchController_;
   std::int32_t searchBarVisibility_ = 0;
   OptionPickerItemList unfilteredItems_;
+  /// The represented object of the choice that the present search hides, to be chosen again when it
+  /// shows.
+  std::shared_ptr<NSObject> hiddenChoice_;
   std::function<std::string(std::size_t)> resultsAnnouncement_;
 
   /// The titles of foldedItems_, folded once for all keystrokes of a search.
