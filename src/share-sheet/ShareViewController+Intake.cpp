@@ -4,6 +4,7 @@
 #include "foundation/UTType.h"
 #include "share-sheet/ShareViewController.h"
 #include "shared-store/TLXExternalAction.h"
+#include "uikit/UIImage.h"
 
 namespace tasklane {
 
