@@ -88,12 +88,19 @@ struct Program {
   double peakMegabytes = 0;
 };
 
+/// Of the process or of a process that it started, whichever took more.
 double peakMegabytes(pid_t process) {
-  std::ifstream status("/proc/" + std::to_string(process) + "/status");
+  const std::string folder = "/proc/" + std::to_string(process);
+  double peak = 0;
+  std::ifstream children(folder + "/task/" + std::to_string(process) + "/children");
+  for (pid_t child; children >> child;) peak = std::max(peak, peakMegabytes(child));
+  std::ifstream status(folder + "/status");
   for (std::string line; std::getline(status, line);) {
-    if (line.rfind("VmHWM:", 0) == 0) return std::strtod(line.c_str() + 6, nullptr) / 1024;
+    if (line.rfind("VmHWM:", 0) == 0) {
+      peak = std::max(peak, std::strtod(line.c_str() + 6, nullptr) / 1024);
+    }
   }
-  return 0;
+  return peak;
 }
 
 pid_t start(const std::vector<std::string>& command) {
