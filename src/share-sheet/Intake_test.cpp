@@ -12,17 +12,16 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::UnorderedElementsAre;
 
-/// A picture of one pixel, as a bitmap file: the smallest image that needs no encoder to make.
-std::string onePixel() {
-  const unsigned char bytes[58] = {'B', 'M', 58, 0, 0, 0, 0, 0, 0, 0,  54, 0, 0, 0, 40, 0, 0, 0, 1,
-                                   0,   0,   0,  1, 0, 0, 0, 1, 0, 24, 0,  0, 0, 0, 0,  4, 0, 0, 0};
-  return std::string(reinterpret_cast<const char*>(bytes), sizeof bytes);
+std::string samplePhoto() {
+  return NSFileManager::defaultManager()
+      .contentsAtPath(TASKLANE_RESOURCES "/sample/photo.jpg")
+      .value();
 }
 
 class IntakeTest : public ::testing::Test, public ShareSheetTesting {
  protected:
   std::string photo(const std::string& contents) {
-    const auto path = (folder() / ("photo" + std::to_string(++photos_) + ".bmp")).string();
+    const auto path = (folder() / ("photo" + std::to_string(++photos_) + ".jpg")).string();
     std::ofstream(path, std::ios::binary) << contents;
     return path;
   }
@@ -88,7 +87,7 @@ TEST_F(IntakeTest, APhotoBecomesTheFirstFreeNumber) {
   const std::string attachments = TLXExternalAction::sharedAttachmentPath();
   std::ofstream(attachments + "/1.jpg") << "another's";
   std::ofstream(attachments + "/3.jpg") << "another's";
-  const auto sheet = share({file(photo(onePixel())), file(photo(onePixel()))});
+  const auto sheet = share({file(photo(samplePhoto())), file(photo(samplePhoto()))});
   EXPECT_THAT(sheet->attachmentFiles(), ElementsAre("2.jpg", "4.jpg"));
   EXPECT_EQ(sheet->noteText(), "") << "a photo's own address is no note";
   EXPECT_TRUE(sheet->allAttachmentsWritten());
@@ -105,7 +104,7 @@ TEST_F(IntakeTest, APhotoBecomesTheFirstFreeNumber) {
 TEST_F(IntakeTest, AWebAddressWinsOverTheImageOfTheSameProvider) {
   const auto both = NSItemProvider::make(*NSURL::URLWithString("https://example.org/"), kUTTypeURL);
   both->registerItemForTypeIdentifier(kUTTypeImage, []() -> Result<NSItemProviderItem> {
-    return NSItemProviderItem(EncodedImage::imageWithData(onePixel()).value());
+    return NSItemProviderItem(EncodedImage::imageWithData(samplePhoto()).value());
   });
   const auto sheet = share({both});
   EXPECT_EQ(sheet->noteText(), "https://example.org/");
@@ -115,7 +114,7 @@ TEST_F(IntakeTest, AWebAddressWinsOverTheImageOfTheSameProvider) {
 TEST_F(IntakeTest, APictureThatIsNoneLeavesANameWithoutAFile) {
   const auto broken = std::make_shared<NSItemProvider>();
   broken->registerItemForTypeIdentifier(kUTTypeImage, []() -> Result<NSItemProviderItem> {
-    return NSItemProviderItem(EncodedImage::imageWithData(onePixel().substr(0, 54)).value());
+    return NSItemProviderItem(EncodedImage::imageWithData(samplePhoto().substr(0, 20000)).value());
   });
   const auto sheet = share({broken, file("/nonexistent/photo.jpg")});
   EXPECT_THAT(sheet->attachmentFiles(), ElementsAre("1.jpg"));

@@ -29,6 +29,7 @@ class ShareSheetTesting {
     std::filesystem::create_directories(bundle);
     (void)NSFileManager::defaultManager().writeToFile(
         bundle / "Info.plist", "{CFBundleIdentifier = \"com.kestrelworks.Tasklane\";}");
+    std::filesystem::create_directory_symlink(TASKLANE_RESOURCES, bundle / "Resources");
     setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
     NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle));
   }

@@ -2,6 +2,7 @@
 #include "foundation/NSOperationQueue.h"
 #include "foundation/NSString+Folding.h"
 #include "foundation/UTType.h"
+#include "share-sheet/ExtensionStrings.h"
 #include "share-sheet/ShareViewController.h"
 #include "shared-store/TLXExternalAction.h"
 #include "uikit/UIImage.h"
@@ -36,6 +37,7 @@ void ShareViewController::beginRequestWithExtensionContext(
     const std::shared_ptr<NSExtensionContext>& context) {
   SLComposeServiceViewController::beginRequestWithExtensionContext(context);
   attachmentFiles_.clear();
+  thumbnails_.clear();
   unwrittenFiles_.clear();
   noteText_.clear();
   initialText_.clear();
@@ -128,7 +130,7 @@ void ShareViewController::_addImageAttachmentFromProvider(
           const auto& pixels = small.value();
           const auto bitmap =
               std::make_shared<const CGImage>(CGImage{pixels.width, pixels.height, pixels.argb});
-          sheet->addThumbnail(std::make_shared<UIImage>(bitmap, 1));
+          sheet->showThumbnail(std::make_shared<UIImage>(bitmap, 1));
         });
       });
 }
@@ -153,6 +155,11 @@ void ShareViewController::_addTextFileAttachmentFromProvider(
               *file);
         });
       });
+}
+
+void ShareViewController::showThumbnail(const std::shared_ptr<UIImage>& thumbnail) {
+  thumbnails_.push_back(thumbnail);
+  setThumbnails(thumbnails_, extensionString("Photo"));
 }
 
 void ShareViewController::attach(const AttachmentFile::Namer& name, AttachmentFile& file) {

@@ -48,6 +48,17 @@ void ShareViewController::viewDidLoad() {
   setTitle("Tasklane");
   if (const auto post = postItem()) post->setTitle(extensionString("Save"));
   if (!initialText_.empty()) textView()->setText(initialText_);
+  wearPalette();
+}
+
+void ShareViewController::wearPalette() {
+  const auto& palette = TasklaneAppearance::currentAppearance();
+  setPlaceholder(extensionString("Title"));
+  setColors({.background = palette.BackgroundColor(),
+             .text = palette.TitleTextColor(),
+             .secondaryText = palette.MetadataTextColor(),
+             .separator = palette.SeparatorColor(),
+             .selection = palette.StandardPlainTableCellSelectionColor()});
 }
 
 std::shared_ptr<UIBarButtonItem> ShareViewController::postItem() {

@@ -83,6 +83,8 @@ class ShareViewController : public SLComposeServiceViewController {
  private:
   void addProvider(const std::shared_ptr<NSItemProvider>& provider);
   void attach(const AttachmentFile::Namer& name, AttachmentFile& file);
+  void showThumbnail(const std::shared_ptr<UIImage>& thumbnail);
+  void wearPalette();
   std::shared_ptr<SLComposeSheetConfigurationItem> makeNotesItem();
   std::shared_ptr<SLComposeSheetConfigurationItem> makePickerItem(const std::string& titleKey,
                                                                   bool pickProjects);
@@ -93,6 +95,7 @@ class ShareViewController : public SLComposeServiceViewController {
   /// Those of attachmentFiles_ that have no file of ours behind them: another process may use the
   /// name.
   std::set<std::string> unwrittenFiles_;
+  std::vector<std::shared_ptr<UIImage>> thumbnails_;
   std::string noteText_;
   std::shared_ptr<NoteViewController> noteController_;
 };
