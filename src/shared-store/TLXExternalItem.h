@@ -73,8 +73,7 @@ class TLXExternalItem : public NSObject {
   const std::optional<Items>& children() const { return children_; }
   void setChildren(std::optional<Items> children) { children_ = std::move(children); }
 
-  bool isEqual(const NSObject* other) const override;
-  bool isEqual(const std::shared_ptr<NSObject>& other) const { return isEqual(other.get()); }
+  bool isEqual(const std::shared_ptr<NSObject>& other) const;
   std::size_t hash() const;
   std::string description() const override;
 

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "uikit/UIButton.h"
+#include "uikit/qt/ViewPeer.h"
+
+namespace tasklane::qt {
+
+class ButtonPeer : public ViewPeer {
+ public:
+  explicit ButtonPeer(UIButton& button);
+  QWidget* focusTarget() const override { return widget(); }
+
+ protected:
+  void apply() override;
+};
+
+}  // namespace tasklane::qt

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QImage>
+
+#include "uikit/UIImageView.h"
+#include "uikit/qt/ViewPeer.h"
+
+namespace tasklane::qt {
+
+/// A picture's pixels, shared with it, not copied.
+QImage toQImage(const CGImageRef& pixels);
+/// The picture's shape filled with one colour.
+QImage tinted(const QImage& image, const QColor& color);
+
+class ImagePeer : public ViewPeer {
+ public:
+  explicit ImagePeer(UIImageView& imageView);
+};
+
+}  // namespace tasklane::qt

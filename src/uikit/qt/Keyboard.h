@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QWidget>
+#include <vector>
+
+class QKeyEvent;
+
+namespace tasklane {
+class UIView;
+class UITableView;
+class UISearchBar;
+}  // namespace tasklane
+
+namespace tasklane::qt {
+
+/// The keys that mean the same everywhere in a window, asked from the view that has the keyboard:
+/// Escape (clears the search, goes back, cancels) and Ctrl+Return (does what the screen is there to
+/// do). Answers whether the event was one of them; the view may be gone afterwards.
+bool handleWindowKey(QKeyEvent& event, UIView& view);
+
+/// The search field that belongs to a table: in it, or on the same screen. Null if none.
+std::shared_ptr<UISearchBar> searchBarFor(const UIView& view);
+/// The table that a search field searches, or null.
+std::shared_ptr<UITableView> tableFor(const UISearchBar& searchBar);
+
+/// The widgets that Tab visits in a window, in reading order.
+std::vector<QWidget*> tabOrder(UIView& window);
+
+}  // namespace tasklane::qt

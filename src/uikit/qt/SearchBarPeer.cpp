@@ -1,0 +1,241 @@
+#include "uikit/qt/SearchBarPeer.h"
+
+#include <QAbstractButton>
+#include <QFocusEvent>
+#include <QGuiApplication>
+#include <QInputMethod>
+#include <QInputMethodEvent>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QPainter>
+#include <algorithm>
+
+#include "uikit/UITableView.h"
+#include "uikit/qt/Drawing.h"
+#include "uikit/qt/Keyboard.h"
+#include "uikit/qt/Text.h"
+
+namespace tasklane::qt {
+
+namespace {
+
+constexpr double kBoxInset = 8, kBoxRadius = 9;
+constexpr int kMagnifierRoom = 30, kClearRoom = 30;
+constexpr double kSecondaryAlpha = 0.6;
+
+QColor boxColor(const QColor& behind) {
+  return isDark(behind) ? QColor(255, 255, 255, 38) : QColor(0, 0, 0, 18);
+}
+
+QColor withAlpha(QColor color, double alpha) {
+  color.setAlphaF(static_cast<float>(color.alphaF() * alpha));
+  return color;
+}
+
+/// The round cross at the end of the field.
+class ClearButton : public QAbstractButton {
+ public:
+  explicit ClearButton(QWidget* parent) : QAbstractButton(parent) {
+    setFocusPolicy(Qt::NoFocus);
+    setCursor(Qt::ArrowCursor);
+    setAttribute(Qt::WA_Hover);
+  }
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QColor color = palette().color(QPalette::Text);
+    const QPointF middle = QRectF(rect()).center();
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(withAlpha(color, isDown() ? 0.7 : underMouse() ? 0.55 : 0.4));
+    painter.drawEllipse(middle, 7.5, 7.5);
+    painter.setPen(QPen(isDark(color) ? Qt::white : Qt::black, 1.5, Qt::SolidLine, Qt::RoundCap));
+    painter.drawLine(middle + QPointF(-2.5, -2.5), middle + QPointF(2.5, 2.5));
+    painter.drawLine(middle + QPointF(-2.5, 2.5), middle + QPointF(2.5, -2.5));
+  }
+};
+
+}  // namespace
+
+class SearchField : public QLineEdit {
+ public:
+  explicit SearchField(QWidget* bar) : QLineEdit(bar) {
+    setFrame(false);
+    setAttribute(Qt::WA_NoSystemBackground);
+  }
+
+ protected:
+  UISearchBar* searchBar() const {
+    return static_cast<UISearchBar*>(ViewWidget::of(parentWidget())->view());
+  }
+
+  void keyPressEvent(QKeyEvent* event) override {
+    if (!searchBar()) return;
+    if (composing_) {
+      // The key belongs to the input method: Return confirms, Escape drops the candidate.
+      if (event->key() == Qt::Key_Escape)
+        QGuiApplication::inputMethod()->reset();
+      else
+        QGuiApplication::inputMethod()->commit();
+      event->accept();
+      return;
+    }
+    if (handleWindowKey(*event, *searchBar())) return;
+    switch (event->key()) {
+      case Qt::Key_Down:
+      case Qt::Key_PageDown:
+      case Qt::Key_Return:
+      case Qt::Key_Enter:
+        event->accept();
+        if (const auto table = tableFor(*searchBar())) table->focusFirstRow();
+        return;
+      default:
+        QLineEdit::keyPressEvent(event);
+    }
+  }
+
+  void inputMethodEvent(QInputMethodEvent* event) override {
+    composing_ = !event->preeditString().isEmpty();
+    QLineEdit::inputMethodEvent(event);
+  }
+
+  void focusInEvent(QFocusEvent* event) override {
+    QLineEdit::focusInEvent(event);
+    parentWidget()->update();
+    if (searchBar() && !searchBar()->isFirstResponder()) searchBar()->becomeFirstResponder();
+  }
+
+  void focusOutEvent(QFocusEvent* event) override {
+    QLineEdit::focusOutEvent(event);
+    parentWidget()->update();
+  }
+
+ private:
+  bool composing_ = false;
+};
+
+class SearchBarWidget : public PlainWidget {
+ public:
+  explicit SearchBarWidget(SearchBarPeer* peer)
+      : PlainWidget(peer), field_(new SearchField(this)), clear_(new ClearButton(this)) {
+    setFocusProxy(field_);
+    clear_->hide();
+    connect(field_, &QLineEdit::textChanged, this, [this](const QString& text) {
+      clear_->setVisible(!text.isEmpty());
+      if (auto* owner = static_cast<SearchBarPeer*>(this->peer()))
+        owner->personDidEdit(text.toStdString());
+    });
+    connect(clear_, &QAbstractButton::clicked, field_, [this] {
+      field_->clear();
+      field_->setFocus(Qt::OtherFocusReason);
+    });
+  }
+
+  SearchField* field() const { return field_; }
+  void setTextColor(const QColor& color) {
+    QPalette palette = field_->palette();
+    palette.setColor(QPalette::Text, color);
+    palette.setColor(QPalette::PlaceholderText, withAlpha(color, kSecondaryAlpha));
+    palette.setColor(QPalette::Base, Qt::transparent);
+    QColor selection = toQColor(view()->tintColor());
+    selection.setAlphaF(0.3f);
+    palette.setColor(QPalette::Highlight, selection);
+    palette.setColor(QPalette::HighlightedText, color);
+    if (palette == field_->palette()) return;
+    field_->setPalette(palette);
+    clear_->setPalette(palette);
+  }
+  void setClearName(const QString& name) { clear_->setAccessibleName(name); }
+
+ protected:
+  void resizeEvent(QResizeEvent*) override { layOut(); }
+  void changeEvent(QEvent* event) override {
+    if (event->type() == QEvent::LayoutDirectionChange) layOut();
+  }
+
+  void paintEvent(QPaintEvent*) override {
+    const auto* searchBar = static_cast<UISearchBar*>(view());
+    if (!searchBar) return;
+    QPainter painter(this);
+    const QRectF rect = peer()->exactRect();
+    paintBackground(painter, *searchBar, rect);
+    QColor behind = colorBehind(*searchBar);
+    if (const auto& bar = searchBar->barTintColor()) {
+      behind = toQColor(*bar);
+      painter.fillRect(snappedToPixels(painter, rect), shownColor(*bar, *searchBar));
+    }
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(boxColor(behind));
+    painter.drawRoundedRect(box(), kBoxRadius, kBoxRadius);
+    if (field_->hasFocus()) paintFocusRing(painter, *searchBar, box(), kBoxRadius - 1);
+    const QRectF room =
+        mirroredIfNeeded({box().left(), box().top(), double(kMagnifierRoom), box().height()});
+    const QPointF middle = room.center() + QPointF(-1, -1);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(withAlpha(field_->palette().color(QPalette::Text), kSecondaryAlpha), 1.6,
+                        Qt::SolidLine, Qt::RoundCap));
+    painter.drawEllipse(middle, 5, 5);
+    painter.drawLine(middle + QPointF(3.8, 3.8), middle + QPointF(7.5, 7.5));
+  }
+
+ private:
+  QRectF box() const {
+    const double height = std::max(0.0, std::min(rect().height() - 2 * kBoxInset, 40.0));
+    return {kBoxInset, (rect().height() - height) / 2, rect().width() - 2 * kBoxInset, height};
+  }
+  QRectF mirroredIfNeeded(const QRectF& area) const {
+    if (layoutDirection() == Qt::LeftToRight) return area;
+    return {rect().width() - area.right(), area.top(), area.width(), area.height()};
+  }
+  void layOut() {
+    const QRectF area = box();
+    const QRectF field(area.left() + kMagnifierRoom, area.top(),
+                       area.width() - kMagnifierRoom - kClearRoom, area.height());
+    field_->setGeometry(mirroredIfNeeded(field).toRect());
+    const QRectF clear(area.right() - kClearRoom, area.top(), kClearRoom, area.height());
+    clear_->setGeometry(mirroredIfNeeded(clear).toRect());
+  }
+
+  SearchField* field_;
+  ClearButton* clear_;
+};
+
+SearchBarPeer::SearchBarPeer(UISearchBar& searchBar) : ViewPeer(searchBar), field_(nullptr) {
+  auto* widget = new SearchBarWidget(this);
+  field_ = widget->field();
+  setWidget(widget);
+  field_->setFont(toQFont(UIFont::preferredFontForTextStyle(UIFontTextStyleBody)));
+}
+
+QWidget* SearchBarPeer::focusTarget() const { return widget() ? field_ : nullptr; }
+
+void SearchBarPeer::personDidEdit(const std::string& text) {
+  if (applying_ || text == shown_) return;
+  shown_ = text;
+  const auto keep = view().shared_from_this();
+  static_cast<UISearchBar&>(view()).userDidChangeText(text);
+}
+
+void SearchBarPeer::apply() {
+  const auto& searchBar = static_cast<UISearchBar&>(view());
+  auto* widget = static_cast<SearchBarWidget*>(this->widget());
+  applying_ = true;
+  field_->setPlaceholderText(toQString(searchBar.placeholder()));
+  field_->setAccessibleName(
+      toQString(searchBar.accessibilityLabel().value_or(searchBar.placeholder())));
+  if (searchBar.text() != shown_) {
+    shown_ = searchBar.text();
+    field_->setText(toQString(shown_));
+  }
+  const auto& tint = searchBar.barTintColor();
+  QColor text = defaultTextColor(searchBar);
+  if (tint) text = isDark(toQColor(*tint)) ? Qt::white : Qt::black;
+  if (searchBar.textColor()) text = shownColor(*searchBar.textColor(), searchBar);
+  widget->setTextColor(text);
+  applying_ = false;
+  ViewPeer::apply();
+}
+
+}  // namespace tasklane::qt

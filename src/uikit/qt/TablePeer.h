@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+
+#include "uikit/UITableView.h"
+#include "uikit/qt/ScrollPeer.h"
+
+namespace tasklane::qt {
+
+/// A table: a scroll view whose rows a person presses, and moves through with the keyboard.
+class TablePeer : public ScrollPeer {
+ public:
+  explicit TablePeer(UITableView& tableView);
+  QWidget* focusTarget() const override { return widget(); }
+
+ protected:
+  void apply() override;
+};
+
+class CellPeer : public ViewPeer {
+ public:
+  explicit CellPeer(UITableViewCell& cell);
+};
+
+}  // namespace tasklane::qt

@@ -1,0 +1,96 @@
+#include "uikit/qt/TablePeer.h"
+
+#include <gtest/gtest.h>
+
+#include <QWheelEvent>
+
+#include "uikit/qt/Fixture.h"
+
+namespace tasklane::qt {
+namespace {
+
+class TablePeerTest : public ::testing::Test {
+ protected:
+  QWidget* viewport() const {
+    return ViewPeer::of(std::static_pointer_cast<UIView>(list->tableView()))->container();
+  }
+  QWidget* rowWidget(std::size_t row) const {
+    return ViewPeer::of(list->tableView()->cellForRowAtIndexPath({0, row}).get())->widget();
+  }
+  /// Where a row is, by the view's own reckoning, in the viewport.
+  QPoint middleOfRow(std::size_t row) const {
+    const CGRect rect = list->tableView()->rectForRowAtIndexPath({0, row});
+    const CGPoint offset = list->tableView()->contentOffset();
+    return QPointF(rect.midX() - offset.x, rect.midY() - offset.y).toPoint();
+  }
+  void wheel(int degrees) const {
+    const QPointF middle = viewport()->rect().center();
+    QWheelEvent event(middle, viewport()->mapToGlobal(middle), {}, {0, degrees * 8}, Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(viewport(), &event);
+    UpdateQueue::shared().flush();
+  }
+
+  std::shared_ptr<ListScreen> list = std::make_shared<ListScreen>(100000);
+  ShownWindow shown{list};
+};
+
+TEST_F(TablePeerTest, RowWidgetsStandWhereTheViewSaysAndFollowTheWheel) {
+  EXPECT_TRUE(rowWidget(1)->geometry().contains(middleOfRow(1)));
+  wheel(-15);
+  const double offset = list->tableView()->contentOffset().y;
+  EXPECT_GT(offset, 0);
+  EXPECT_TRUE(rowWidget(2)->geometry().contains(middleOfRow(2)));
+  wheel(15);
+  EXPECT_EQ(list->tableView()->contentOffset().y, 0);
+  wheel(15);
+  EXPECT_EQ(list->tableView()->contentOffset().y, 0);
+}
+
+TEST_F(TablePeerTest, OnlyRowsOnTheScreenHaveWidgetsHoweverFarItScrolls) {
+  const auto rows = [&] { return viewport()->findChildren<QWidget*>(Qt::FindDirectChildrenOnly); };
+  for (const std::size_t row : {50000u, 99999u, 10u}) {
+    list->tableView()->scrollToRowAtIndexPath({0, row}, UITableViewScrollPosition::Top, false);
+    UpdateQueue::shared().flush();
+  }
+  EXPECT_TRUE(waitFor([&] { return rows().size() < 40; })) << rows().size();
+}
+
+TEST_F(TablePeerTest, APressHighlightsAndARleaseChoosesUnlessItIsElsewhere) {
+  const auto cell = list->tableView()->cellForRowAtIndexPath({0, 2});
+  QTest::mousePress(viewport(), Qt::LeftButton, {}, middleOfRow(2));
+  EXPECT_TRUE(cell->isHighlighted());
+  QTest::mouseRelease(viewport(), Qt::LeftButton, {}, middleOfRow(2));
+  EXPECT_EQ(list->chosen, std::vector<std::string>{"Project 2"});
+
+  QTest::mousePress(viewport(), Qt::LeftButton, {}, middleOfRow(3));
+  QTest::mouseMove(viewport(), middleOfRow(5));
+  QMouseEvent drag(QEvent::MouseMove, middleOfRow(5), viewport()->mapToGlobal(middleOfRow(5)),
+                   Qt::NoButton, Qt::LeftButton, {});
+  QApplication::sendEvent(viewport(), &drag);
+  EXPECT_FALSE(list->tableView()->cellForRowAtIndexPath({0, 3})->isHighlighted());
+  QTest::mouseRelease(viewport(), Qt::LeftButton, {}, middleOfRow(5));
+  EXPECT_EQ(list->chosen.size(), 1u);
+}
+
+TEST_F(TablePeerTest, AClickOnARowsTextChoosesTheRow) {
+  const auto label = list->tableView()->cellForRowAtIndexPath({0, 1})->textLabel();
+  const QPoint inWindow = widgetOf(label)->mapTo(shown.widget(), centerOf(widgetOf(label)));
+  QTest::mouseClick(shown.widget()->windowHandle(), Qt::LeftButton, {}, inWindow);
+  EXPECT_EQ(list->chosen, std::vector<std::string>{"Project 1"});
+}
+
+TEST_F(TablePeerTest, TheSearchFieldTellsOnceAndDoesNotEcho) {
+  const auto bar = list->search->searchBar();
+  bar->becomeFirstResponder();
+  shown.type("999");
+  EXPECT_EQ(bar->text(), "999");
+  EXPECT_EQ(list->tableView()->numberOfRowsInSection(0), 280u);
+  bar->setText("set");
+  UpdateQueue::shared().flush();
+  EXPECT_EQ(widgetOf<QLineEdit>(bar)->text(), "set");
+  EXPECT_EQ(list->tableView()->numberOfRowsInSection(0), 280u);
+}
+
+}  // namespace
+}  // namespace tasklane::qt

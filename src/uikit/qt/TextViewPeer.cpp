@@ -1,0 +1,163 @@
+#include "uikit/qt/TextViewPeer.h"
+
+#include <QFocusEvent>
+#include <QGuiApplication>
+#include <QInputMethod>
+#include <QInputMethodEvent>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <cmath>
+
+#include "uikit/qt/Drawing.h"
+#include "uikit/qt/Keyboard.h"
+#include "uikit/qt/Text.h"
+
+namespace tasklane::qt {
+
+namespace {
+constexpr double kPlaceholderAlpha = 0.55;
+constexpr double kSelectionAlpha = 0.3;
+
+/// The document's text as it is: QPlainTextEdit::toPlainText turns no-break spaces into spaces.
+std::string textOf(const QTextDocument& document) {
+  QString text = document.toRawText();
+  text.replace(QChar::ParagraphSeparator, u'\n');
+  text.replace(QChar::LineSeparator, u'\n');
+  return text.toStdString();
+}
+}  // namespace
+
+class TextViewWidget : public QPlainTextEdit, public ViewWidget {
+ public:
+  explicit TextViewWidget(TextViewPeer* peer) : ViewWidget(peer) {
+    setFrameShape(QFrame::NoFrame);
+    setTabChangesFocus(true);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    document()->setDocumentMargin(0);
+    viewport()->setAutoFillBackground(false);
+    setAttribute(Qt::WA_NoSystemBackground);
+    connect(this, &QPlainTextEdit::textChanged, this, [this] {
+      if (auto* owner = static_cast<TextViewPeer*>(this->peer())) owner->personDidEdit();
+    });
+  }
+
+  void setInsets(const UIEdgeInsets& insets) {
+    const auto whole = [](double length) { return static_cast<int>(std::lround(length)); };
+    // The editor takes a last line that ends exactly at its viewport's edge for hidden.
+    setViewportMargins(whole(insets.left), whole(insets.top), whole(insets.right),
+                       std::max(0, whole(insets.bottom) - 1));
+  }
+
+ protected:
+  bool event(QEvent* event) override {
+    if (event->type() == QEvent::Paint && view()) {
+      QPainter painter(this);
+      paintBackground(painter, *view(), peer()->exactRect());
+      return true;
+    }
+    // Otherwise the editor takes Ctrl+Return and Escape for itself on some desktops.
+    if (event->type() == QEvent::ShortcutOverride) {
+      event->ignore();
+      return QPlainTextEdit::event(event);
+    }
+    return QPlainTextEdit::event(event);
+  }
+
+  void keyPressEvent(QKeyEvent* event) override {
+    if (!view()) return;
+    if (composing_) {
+      // The key belongs to the input method: Return confirms, Escape drops the candidate.
+      if (event->key() == Qt::Key_Escape)
+        QGuiApplication::inputMethod()->reset();
+      else
+        QGuiApplication::inputMethod()->commit();
+      event->accept();
+      return;
+    }
+    if (handleWindowKey(*event, *view())) return;
+    QPlainTextEdit::keyPressEvent(event);
+  }
+
+  void inputMethodEvent(QInputMethodEvent* event) override {
+    composing_ = !event->preeditString().isEmpty();
+    QPlainTextEdit::inputMethodEvent(event);
+  }
+
+  void focusInEvent(QFocusEvent* event) override {
+    QPlainTextEdit::focusInEvent(event);
+    if (view() && !view()->isFirstResponder()) view()->becomeFirstResponder();
+  }
+
+ private:
+  bool composing_ = false;
+};
+
+TextViewPeer::TextViewPeer(UITextView& textView)
+    : ViewPeer(textView), edit_(new TextViewWidget(this)) {
+  setWidget(edit_);
+  applying_ = true;
+  shown_ = textView.text();
+  edit_->setFont(toQFont(textView.font()));
+  edit_->setPlainText(toQString(shown_));
+  edit_->moveCursor(QTextCursor::End);
+  applying_ = false;
+}
+
+void TextViewPeer::personDidEdit() {
+  if (applying_) return;
+  std::string text = textOf(*edit_->document());
+  // A composition in progress changes the layout but not yet the text.
+  if (text == shown_) return;
+  shown_ = text;
+  const auto keep = view().shared_from_this();
+  static_cast<UITextView&>(view()).userDidChangeText(std::move(text));
+}
+
+void TextViewPeer::apply() {
+  const auto& textView = static_cast<UITextView&>(view());
+  applying_ = true;
+  const QFont font = toQFont(textView.font());
+  if (edit_->font() != font) edit_->setFont(font);
+  edit_->setInsets(textView.textContainerInset());
+  edit_->setPlaceholderText(toQString(textView.placeholder()));
+  if (textView.text() != shown_) {
+    shown_ = textView.text();
+    QTextCursor cursor(edit_->document());
+    cursor.beginEditBlock();
+    cursor.select(QTextCursor::Document);
+    cursor.insertText(toQString(shown_));
+    cursor.endEditBlock();
+    edit_->moveCursor(QTextCursor::End);
+  }
+  edit_->setVerticalScrollBarPolicy(textView.isScrollEnabled() ? Qt::ScrollBarAsNeeded
+                                                               : Qt::ScrollBarAlwaysOff);
+  applyColors();
+  applying_ = false;
+  ViewPeer::apply();
+  edit_->viewport()->update();
+}
+
+void TextViewPeer::applyColors() {
+  const auto& textView = static_cast<UITextView&>(view());
+  const QColor text = textView.textColor() ? shownColor(*textView.textColor(), textView)
+                                           : defaultTextColor(textView);
+  QColor placeholder = text, selection = toQColor(textView.tintColor());
+  placeholder.setAlphaF(text.alphaF() * kPlaceholderAlpha);
+  selection.setAlphaF(kSelectionAlpha);
+  QPalette palette = edit_->palette();
+  palette.setColor(QPalette::Text, text);
+  palette.setColor(QPalette::PlaceholderText, placeholder);
+  palette.setColor(QPalette::Highlight, selection);
+  palette.setColor(QPalette::HighlightedText, text);
+  if (palette != edit_->palette()) edit_->setPalette(palette);
+  QPalette bar = edit_->verticalScrollBar()->palette();
+  bar.setColor(QPalette::WindowText, isDark(colorBehind(textView)) ? Qt::white : Qt::black);
+  if (bar != edit_->verticalScrollBar()->palette()) edit_->verticalScrollBar()->setPalette(bar);
+}
+
+}  // namespace tasklane::qt

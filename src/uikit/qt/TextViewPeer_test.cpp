@@ -1,0 +1,95 @@
+#include "uikit/qt/TextViewPeer.h"
+
+#include <gtest/gtest.h>
+
+#include <QScrollBar>
+
+#include "uikit/qt/Fixture.h"
+
+namespace tasklane::qt {
+namespace {
+
+class Listener : public NSObject, public UITextViewDelegate {
+ public:
+  void textViewDidChange(const std::shared_ptr<UITextView>& textView) override {
+    heard.push_back(textView->text());
+    if (!replacement.empty()) textView->setText(replacement);
+  }
+  std::vector<std::string> heard;
+  std::string replacement;
+};
+
+class TextViewPeerTest : public ::testing::Test {
+ protected:
+  TextViewPeerTest() {
+    screen->view()->addSubview(textView);
+    textView->setDelegate(std::shared_ptr<UITextViewDelegate>(listener));
+    shown = std::make_unique<ShownWindow>(screen);
+    textView->becomeFirstResponder();
+  }
+  QPlainTextEdit* edit() const { return widgetOf<QPlainTextEdit>(textView); }
+
+  std::shared_ptr<UIViewController> screen = std::make_shared<UIViewController>();
+  std::shared_ptr<UITextView> textView = std::make_shared<UITextView>(CGRect{0, 0, 300, 100});
+  std::shared_ptr<Listener> listener = std::make_shared<Listener>();
+  std::unique_ptr<ShownWindow> shown;
+};
+
+TEST_F(TextViewPeerTest, TypingIsHeardOnceAndSetTextNever) {
+  shown->type("ab");
+  EXPECT_EQ(listener->heard, (std::vector<std::string>{"a", "ab"}));
+  textView->setText("set by the program");
+  UpdateQueue::shared().flush();
+  EXPECT_EQ(edit()->toPlainText(), "set by the program");
+  EXPECT_EQ(listener->heard.size(), 2u);
+}
+
+TEST_F(TextViewPeerTest, AProgramThatCorrectsWhatIsTypedIsNotToldOfItsOwnCorrection) {
+  listener->replacement = "corrected";
+  shown->type("x");
+  EXPECT_EQ(listener->heard, std::vector<std::string>{"x"});
+  EXPECT_EQ(edit()->toPlainText(), "corrected");
+}
+
+TEST_F(TextViewPeerTest, UndoReachesBackBeyondAProgramsChange) {
+  shown->type("mine");
+  textView->setText("yours");
+  UpdateQueue::shared().flush();
+  edit()->undo();
+  EXPECT_EQ(textView->text(), "mine");
+}
+
+TEST_F(TextViewPeerTest, TextSurvivesTheWayToTheWidgetAndBackByteForByte) {
+  for (const std::string text : {"a\u00a0b", "one\ntwo\n\n", "\u05e9\u05dc\u05d5\u05dd \U0001f600",
+                                 "tab\there", "e\u0301"}) {
+    textView->setText(text);
+    UpdateQueue::shared().flush();
+    edit()->moveCursor(QTextCursor::End);
+    shown->type("x");
+    EXPECT_EQ(textView->text(), text + "x");
+  }
+}
+
+TEST_F(TextViewPeerTest, ScrollsOnlyWhereItSaysItMeasuresMoreThanItHas) {
+  // What the text measures must be what the editor needs, or a sheet that grows with its text
+  // would show a scroll bar beside a text that fits.
+  std::string text;
+  for (int line = 0; line < 6; ++line) {
+    text += "A line that is long enough to be broken somewhere, \u4e2d\u6587 too\n";
+    textView->setText(text);
+    textView->setFrame({0, 0, 300, textView->sizeThatFits({300, 0}).height});
+    UpdateQueue::shared().flush();
+    EXPECT_EQ(edit()->verticalScrollBar()->maximum(), 0) << text;
+  }
+}
+
+TEST_F(TextViewPeerTest, TheWidgetIsGivenBackWhenTheViewLeaves) {
+  const QPointer<QWidget> widget = edit();
+  textView->removeFromSuperview();
+  EXPECT_EQ(textView->peer(), nullptr);
+  EXPECT_TRUE(waitFor([&] { return widget.isNull(); }));
+  EXPECT_EQ(shown->window->firstResponder(), nullptr);
+}
+
+}  // namespace
+}  // namespace tasklane::qt

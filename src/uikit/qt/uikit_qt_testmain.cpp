@@ -1,0 +1,14 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "uikit/Backend.h"
+
+int main(int argc, char** argv) {
+  setenv("QT_QPA_PLATFORM", "offscreen", 0);
+  setenv("LC_ALL", "C.UTF-8", 1);
+  setenv("TASKLANE_TEXT_SIZE", "1", 1);
+  ::testing::InitGoogleTest(&argc, argv);
+  tasklane::backend::start(argc, argv, "tasklane-test");
+  return RUN_ALL_TESTS();
+}
