@@ -26,6 +26,7 @@ std::string principalClassName() {
 
 CGRect frameFor(UIViewController& root) {
   CGSize size = root.preferredContentSize();
+  if (size == CGSize{}) size = {400, 480};  // a screen that does not say
   const CGSize screen = UIScreen::mainScreen().bounds().size;
   size.width = std::min(size.width, screen.width);
   size.height = std::min(size.height, screen.height);
@@ -52,7 +53,7 @@ int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context) {
     return kNoPrincipalClass;
   }
   handler->beginRequestWithExtensionContext(context);
-  root->view()->setFrame({{}, root->preferredContentSize()});
+  root->view();  // its loading settles the title
   const auto window = std::make_shared<UIWindow>();
   window->setRootViewController(root);
   window->setTitle(root->title());

@@ -71,12 +71,18 @@ void SLComposeServiceViewController::viewWillAppear(bool animated) {
 void SLComposeServiceViewController::updatePreferredSize() {
   if (!isViewLoaded()) return;
   const CGFloat given = view()->bounds().size.width;
-  CGFloat height = content_->heightForWidth(given > 0 ? given : kWidth) + UINavigationBar::kHeight;
+  measuredWidth_ = given > 0 ? given : kWidth;
+  CGFloat height = content_->heightForWidth(measuredWidth_) + UINavigationBar::kHeight;
   if (navigation_->topViewController() != content_) {
     height = std::max(height, kHeightOfPushedScreen);
   }
   setPreferredContentSize({kWidth, height});
   content_->view()->setNeedsLayout();
+}
+
+void SLComposeServiceViewController::viewDidLayoutSubviews() {
+  UIViewController::viewDidLayoutSubviews();
+  if (view()->bounds().size.width != measuredWidth_) updatePreferredSize();
 }
 
 // Content.

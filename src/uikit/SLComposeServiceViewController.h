@@ -74,6 +74,7 @@ class SLComposeServiceViewController : public UIViewController,
   void loadView() override;
   void viewDidLoad() override;
   void viewWillAppear(bool animated) override;
+  void viewDidLayoutSubviews() override;
   void textViewDidChange(const std::shared_ptr<UITextView>& textView) override;
   bool accessibilityPerformEscape() override;
   /// Presses the post button.
@@ -87,6 +88,7 @@ class SLComposeServiceViewController : public UIViewController,
   std::shared_ptr<UINavigationController> navigation_;
   std::shared_ptr<ContentController> content_;
   std::string placeholder_;
+  CGFloat measuredWidth_ = 0;
   bool ended_ = false;
 };
 

@@ -10,12 +10,12 @@ namespace tasklane {
 namespace {
 
 constexpr CGFloat kMargin = 15;
+constexpr CGFloat kRowHeight = 44;
 constexpr CGFloat kTextPadding = 12;
 constexpr int kFewestLines = 4, kMostLines = 8;
 constexpr CGFloat kThumbnail = 48, kThumbnailGap = 6, kThumbnailCorner = 4;
 constexpr std::size_t kMostThumbnails = 4;
 constexpr const char* kRowIdentifier = "SLComposeSheetConfigurationRow";
-constexpr UIColor kBackground{1, 1, 1, 1};
 constexpr UIColor kSeparator{0.78, 0.78, 0.8, 1};
 
 CGFloat hair() { return 1 / std::max<CGFloat>(UIScreen::mainScreen().scale(), 1); }
@@ -139,11 +139,12 @@ CGFloat SLComposeServiceViewController::ContentController::heightOfText(CGFloat 
 /// Places the rows under a height and answers where they end.
 CGFloat SLComposeServiceViewController::ContentController::layoutRows(CGFloat y, CGFloat width) {
   // Every row is on screen, so that its height is known: grow until no more comes.
-  CGFloat height = 0;
-  for (std::size_t i = 0; i <= items().size(); ++i) {
-    rows_->setFrame({0, y, width, std::max<CGFloat>(height, 1)});
+  const std::size_t count = items().size();
+  CGFloat height = std::max(rows_->frame().size.height, static_cast<CGFloat>(count) * kRowHeight);
+  for (std::size_t i = 0; i <= count; ++i) {
+    rows_->setFrame({0, y, width, height});
     rows_->layoutIfNeeded();
-    const CGFloat content = rows_->numberOfRowsInSection(0) ? rows_->contentSize().height : 0;
+    const CGFloat content = count > 0 ? rows_->contentSize().height : 0;
     if (content == height) break;
     height = content;
   }

@@ -106,6 +106,11 @@ CGFloat TableGeometry::headerHeight(std::size_t section) const {
   return section < sections_.size() ? sections_[section].header : 0;
 }
 
+void TableGeometry::setHeaderHeight(std::size_t section, CGFloat height) {
+  sections_[section].header = height;
+  topsKnown_ = std::min(topsKnown_, section + 1);
+}
+
 CGFloat TableGeometry::rowTop(NSIndexPath path) const {
   return headerTop(path.section) + headerHeight(path.section) +
          sections_[path.section].rows.heightBefore(path.row);

@@ -64,6 +64,7 @@ class TableGeometry {
 
   CGFloat headerTop(std::size_t section) const;
   CGFloat headerHeight(std::size_t section) const;
+  void setHeaderHeight(std::size_t section, CGFloat height);
   CGFloat rowTop(NSIndexPath path) const;
   CGFloat rowHeight(NSIndexPath path) const;
   void setRowHeight(NSIndexPath path, CGFloat height);

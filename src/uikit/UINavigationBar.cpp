@@ -47,6 +47,11 @@ UINavigationBar::UINavigationBar(CGRect frame)
   applyColors();
 }
 
+UINavigationBar::~UINavigationBar() {
+  leftButton_->setPressHandler({});
+  rightButton_->setPressHandler({});
+}
+
 void UINavigationBar::setBarStyle(UIBarStyle style) {
   if (style == barStyle_) return;
   barStyle_ = style;
@@ -101,7 +106,6 @@ void UINavigationBar::itemDidChange() {
     leftButton_->setHidden(false);
     leftButton_->setEnabled(true);
     leftButton_->setFont(UIFont::preferredFontForTextStyle(UIFontTextStyleBody));
-    leftButton_->setTitle(back->title_.empty() ? detail::systemText("Back") : back->title_);
   }
   setNeedsLayout();
 }
@@ -165,6 +169,15 @@ void UINavigationBar::layoutSubviews() {
   const CGFloat trailing = placeButton(*rightButton_, false, whole.width / 2 - kMargin);
   const CGFloat widestLeading =
       leftButton_->pointsBack() ? whole.width * 0.35 : whole.width / 2 - kMargin;
+  if (leftButton_->pointsBack()) {
+    // A long title is not cut but left out.
+    const auto back = backItem();
+    const std::string title = back ? back->title() : "";
+    leftButton_->setTitle(title.empty() ? detail::systemText("Back") : title);
+    if (leftButton_->sizeThatFits({CGFLOAT_MAX, whole.height}).width > widestLeading) {
+      leftButton_->setTitle(detail::systemText("Back"));
+    }
+  }
   const CGFloat leading = placeButton(*leftButton_, true, widestLeading);
   const CGFloat left = leftToRight ? leading : trailing;
   const CGFloat right = leftToRight ? trailing : leading;

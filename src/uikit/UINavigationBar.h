@@ -21,6 +21,7 @@ class UINavigationBar : public UIView {
   static constexpr CGFloat kHeight = 44;
 
   explicit UINavigationBar(CGRect frame = {});
+  ~UINavigationBar() override;
 
   UIBarStyle barStyle() const { return barStyle_; }
   void setBarStyle(UIBarStyle style);

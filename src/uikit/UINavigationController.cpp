@@ -31,6 +31,10 @@ struct UINavigationController::Transition {
   std::shared_ptr<UIViewController> from, to;
 };
 
+UINavigationController::~UINavigationController() {
+  if (bar_) bar_->setBackHandler({});
+}
+
 std::shared_ptr<UINavigationController> UINavigationController::make(
     const std::shared_ptr<UIViewController>& root) {
   auto controller = std::make_shared<UINavigationController>();
@@ -187,6 +191,11 @@ bool UINavigationController::goBack() {
     return true;
   }
   return popViewControllerAnimated(true) != nullptr;
+}
+
+std::shared_ptr<UIView> UINavigationController::preferredFocusView() {
+  const auto top = topViewController();
+  return top ? top->preferredFocusView() : nullptr;
 }
 
 bool UINavigationController::accessibilityPerformEscape() {

@@ -15,6 +15,7 @@ namespace tasklane {
 /// call has returned. A screen that is covered gets the keyboard's focus back where it was.
 class UINavigationController : public UIViewController {
  public:
+  ~UINavigationController() override;
   /// The root is pushed at once; make() exists because that needs shared ownership.
   static std::shared_ptr<UINavigationController> make(
       const std::shared_ptr<UIViewController>& root);
@@ -39,6 +40,7 @@ class UINavigationController : public UIViewController {
   void loadView() override;
   void viewDidLoad() override;
   bool accessibilityPerformEscape() override;
+  std::shared_ptr<UIView> preferredFocusView() override;
 
  private:
   class StackView;

@@ -35,6 +35,7 @@ void UITableView::setDelegate(const std::weak_ptr<UITableViewDelegate>& delegate
 void UITableView::reloadData() {
   Tiling& tiling = *tiling_;
   tiling.countsKnown = false;
+  ++tiling.generation;
   tiling.tiled = false;
   tiling.contentMayShrink = true;
   tiling.pressedRow.reset();
@@ -55,10 +56,11 @@ std::size_t UITableView::numberOfRowsInSection(std::size_t section) {
   return tiling_->geometry.rowCount(section);
 }
 
-CGFloat UITableView::heightOfHeader(const std::string& title) const {
-  UITableViewHeaderFooterView header;
-  header.textLabel()->setText(title);
-  return header.sizeThatFits({bounds().size.width, 0}).height;
+CGFloat UITableView::heightOfHeader(const std::string& title) {
+  auto& header = tiling_->measuringHeader;
+  if (!header) header = std::make_shared<UITableViewHeaderFooterView>();
+  header->textLabel()->setText(title);
+  return header->sizeThatFits({bounds().size.width, 0}).height;
 }
 
 CGFloat UITableView::estimateForSection(std::size_t section) {
@@ -74,6 +76,7 @@ CGFloat UITableView::estimateForSection(std::size_t section) {
 void UITableView::learnCounts() {
   Tiling& tiling = *tiling_;
   if (tiling.countsKnown) return;
+  ++tiling.generation;
   tiling.countsKnown = true;  // first, so that a reload from inside a question counts
   tiling.countsAreFresh = tiling.running;
   constexpr CGFloat kUntitledGap = 20, kBottomGap = 14;

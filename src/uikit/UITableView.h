@@ -161,10 +161,11 @@ class UITableView : public UIScrollView {
   // Counting and tiling.
   void learnCounts();
   bool countsStillHold();
-  CGFloat heightOfHeader(const std::string& title) const;
+  CGFloat heightOfHeader(const std::string& title);
   CGFloat estimateForSection(std::size_t section);
   void tileIfNeeded();
   void tile();
+  void measureAgain();
   Pass tilePass();
   std::optional<NSIndexPath> rowToKeepInPlace() const;
   Pass showRowsAround(std::optional<NSIndexPath> fixed, CGFloat& y);

@@ -75,15 +75,24 @@ UITableView::Pass UITableView::showRowsAround(std::optional<NSIndexPath> fixed, 
   return Pass::Whole;
 }
 
+/// After a change of the width: what wraps has another height.
+void UITableView::measureAgain() {
+  for (std::size_t i = 0; i < tiling_->titles.size(); ++i) {
+    const auto& title = tiling_->titles[i];
+    if (title) tiling_->geometry.setHeaderHeight(i, heightOfHeader(*title));
+  }
+  for (const auto cells = tiling_->cells; const auto& [path, cell] : cells) {
+    if (!tiling_->isStale()) measureRow(path, *cell);
+  }
+}
+
 UITableView::Pass UITableView::tilePass() {
   Tiling& tiling = *tiling_;
   learnCounts();
   const CGFloat before = tiling.geometry.totalHeight();
-  if (std::exchange(tiling.widthChanged, false)) {
-    for (const auto cells = tiling.cells; const auto& [path, cell] : cells) {
-      measureRow(path, *cell);
-    }
-  }
+  tiling.passGeneration = tiling.generation;
+  if (std::exchange(tiling.widthChanged, false)) measureAgain();
+  if (tiling.isStale()) return Pass::Interrupted;
   CGFloat y = contentOffset().y;
   auto fixed = rowToKeepInPlace();
   recycleRowsOffScreen();  // before others are shown, which can then have their cells
@@ -109,9 +118,9 @@ UITableView::Pass UITableView::tilePass() {
     setBounds({{contentOffset().x, y}, bounds().size});  // an animated scrolling goes on
     tiling.adjusting = false;
   }
-  placeRows();
+  if (!tiling.isStale()) placeRows();
   tiling.countsAreFresh = false;
-  return tiling.countsKnown ? Pass::Whole : Pass::Interrupted;
+  return !tiling.isStale() ? Pass::Whole : Pass::Interrupted;
 }
 
 /// The farthest that the content may be scrolled up. A header view may always be scrolled out of
@@ -139,7 +148,7 @@ bool UITableView::showRow(NSIndexPath path) {
   const auto cell = source->cellForRowAtIndexPath(*this, path);
   if (!cell) detail::programmingError("cellForRowAtIndexPath must answer a cell");
   tiling.cells[path] = cell;
-  if (!tiling.countsKnown) return false;
+  if (tiling.isStale()) return false;
   cell->setHidden(false);
   cell->setAutoresizingMask(UIViewAutoresizingNone);
   // Beneath section headers and whatever else lies over the rows.
@@ -148,9 +157,10 @@ bool UITableView::showRow(NSIndexPath path) {
   cell->setHighlighted(tiling.pressedRow == path, false);
   cell->setFocused(isFirstResponder() && focusedRow_ == path);
   measureRow(path, *cell);
+  if (tiling.isStale()) return false;
   prepareCellForRow(*cell, path);
   if (const auto delegate = this->delegate()) delegate->willDisplayCell(*this, *cell, path);
-  return tiling.countsKnown;
+  return !tiling.isStale();
 }
 
 void UITableView::measureRow(NSIndexPath path, UITableViewCell& cell) {
@@ -158,7 +168,7 @@ void UITableView::measureRow(NSIndexPath path, UITableViewCell& cell) {
   const CGFloat width = bounds().size.width;
   const auto delegate = this->delegate();
   CGFloat height = delegate ? delegate->heightForRowAtIndexPath(*this, path) : rowHeight_;
-  if (!geometry.contains(path) || !tiling_->countsKnown) return;
+  if (tiling_->isStale()) return;
   if (height < 0) {
     cell.setFrame({0, geometry.rowTop(path), width, geometry.rowHeight(path)});
     height = cell.systemLayoutSizeFittingSize({width, 0}).height;

@@ -24,10 +24,14 @@ struct UITableView::Tiling {
   std::map<std::size_t, std::shared_ptr<UITableViewHeaderFooterView>> headers;
   std::vector<std::shared_ptr<UITableViewHeaderFooterView>> spareHeaders;
   std::vector<std::optional<std::string>> titles;
+  bool isStale() const { return !countsKnown || generation != passGeneration; }
   std::unordered_map<std::string, CellClass> classes;
   std::unordered_map<std::string, std::vector<Spare>> spares;
   std::optional<NSIndexPath> pressedRow;
   std::optional<NSIndexPath> firstShown, lastShown;
+  std::shared_ptr<UITableViewHeaderFooterView> measuringHeader;
+  unsigned generation = 0;        ///< grows whenever what is known of the rows goes or comes
+  unsigned passGeneration = 0;    ///< the one that the pass on its way is for
   bool countsKnown = false;       ///< what the data source said last still stands
   bool countsAreFresh = false;    ///< it said so in this pass
   bool tiled = false;             ///< nothing has changed since the last pass
