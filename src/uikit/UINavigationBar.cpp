@@ -166,9 +166,9 @@ void UINavigationBar::layoutSubviews() {
   hairline_->setFrame({0, whole.height - hair, whole.width, hair});
 
   // The trailing button is what the screen is there for: it gets its width before the others.
-  const CGFloat trailing = placeButton(*rightButton_, false, whole.width / 2 - kMargin);
-  const CGFloat widestLeading =
-      leftButton_->pointsBack() ? whole.width * 0.35 : whole.width / 2 - kMargin;
+  const CGFloat half = std::max<CGFloat>(whole.width / 2 - kMargin - kGap, 0);
+  const CGFloat trailing = placeButton(*rightButton_, false, half);
+  const CGFloat widestLeading = leftButton_->pointsBack() ? whole.width * 0.35 : half;
   if (leftButton_->pointsBack()) {
     // A long title is not cut but left out.
     const auto back = backItem();
@@ -186,7 +186,8 @@ void UINavigationBar::layoutSubviews() {
   const CGSize natural = title->sizeThatFits({room, whole.height});
   const CGFloat width = std::min(natural.width, room);
   const CGFloat height = titleView_ ? std::min(natural.height, whole.height) : whole.height;
-  const CGFloat x = std::clamp(whole.width / 2 - width / 2, left, whole.width - right - width);
+  const CGFloat last = std::max(whole.width - right - width, left);
+  const CGFloat x = std::clamp(whole.width / 2 - width / 2, left, last);
   title->setFrame({x, (whole.height - height) / 2, width, height});
 }
 

@@ -45,7 +45,9 @@ CGSize UITableViewCell::ContentView::systemLayoutSizeFittingSize(CGSize targetSi
 void UITableViewCell::ContentView::layoutSubviews() {
   UIView::layoutSubviews();
   const auto cell = superview();
-  if (cell && !finishing_) cell->setNeedsLayout();
+  if (!cell || finishing_) return;
+  cell->setNeedsLayout();
+  cell->layoutIfNeeded();
 }
 
 void UITableViewCell::ContentView::finishPlacing() {

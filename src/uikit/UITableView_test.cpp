@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include "uikit/UISearchBar.h"
-#include "uikit/UITableView.h"
 #include "uikit/UIWindow.h"
 #include "uikit/headless/Headless.h"
 
@@ -243,6 +242,120 @@ TEST_F(UITableViewTest, ReloadsFromInsideItsOwnQuestionsAndCallbacks) {
   list->onCell = [](UITableView& t, NSIndexPath) { t.reloadData(); };
   table->reloadData();
   table->layoutIfNeeded();  // ends, with a line on the console
+}
+
+TEST_F(UITableViewTest, KeysMoveTheKeyboardsRowAndKeepItInSight) {
+  using Key = UITableView::Key;
+  show({20, 0, 5});
+  ASSERT_TRUE(table->becomeFirstResponder());
+  EXPECT_EQ(table->focusedRow(), (NSIndexPath{0, 0}));
+  struct Case {
+    Key key;
+    NSIndexPath row;
+    bool taken = true;
+  };
+  for (const Case& c :
+       {Case{Key::Up, {0, 0}, false}, Case{Key::Down, {0, 1}}, Case{Key::PageDown, {0, 10}},
+        Case{Key::PageUp, {0, 1}}, Case{Key::End, {2, 4}}, Case{Key::Down, {2, 4}},
+        Case{Key::PageDown, {2, 4}}, Case{Key::Home, {0, 0}}, Case{Key::PageUp, {0, 0}}}) {
+    EXPECT_EQ(table->handleKey(c.key), c.taken);
+    EXPECT_EQ(table->focusedRow(), c.row);
+    const auto cell = table->cellForRowAtIndexPath(c.row);
+    ASSERT_TRUE(cell) << "out of sight";
+    EXPECT_TRUE(cell->isFocused());
+    EXPECT_GE(cell->frame().minY(), table->bounds().minY());
+    EXPECT_LE(cell->frame().maxY(), table->bounds().maxY());
+  }
+  for (int i = 0; i < 20; ++i) table->handleKey(Key::Down);
+  EXPECT_EQ(table->focusedRow(), (NSIndexPath{2, 0})) << "over a section without rows";
+  table->handleKey(Key::Choose);
+  EXPECT_THAT(list->chosen, ElementsAre(NSIndexPath{2, 0}));
+  const auto cell = table->cellForRowAtIndexPath({2, 0});
+  EXPECT_TRUE(cell->isSelected());
+  table->deselectRowAtIndexPath({2, 0}, true);
+  EXPECT_FALSE(cell->isSelected());
+  table->resignFirstResponder();
+  EXPECT_FALSE(cell->isFocused());
+  list->rows = {2};
+  table->reloadData();
+  table->layoutIfNeeded();
+  EXPECT_EQ(table->focusedRow(), (NSIndexPath{0, 1})) << "the last that is left";
+  list->rows = {0};
+  table->reloadData();
+  EXPECT_FALSE(table->handleKey(Key::Down));
+}
+
+TEST_F(UITableViewTest, PressingShowsTheSelectedBackgroundUnlessTheRowHasNoSelectionStyle) {
+  show({3});
+  const auto cell = table->cellForRowAtIndexPath({0, 1});
+  const auto background = std::make_shared<UIView>();
+  cell->setSelectedBackgroundView(background);
+  table->userDidPressRow(NSIndexPath{0, 1});
+  EXPECT_EQ(cell->subviews().front(), background);
+  EXPECT_EQ(background->frame(), cell->bounds());
+  table->userDidPressRow({});
+  EXPECT_EQ(background->superview(), nullptr);
+  cell->setSelectionStyle(UITableViewCellSelectionStyle::None);
+  table->userDidChooseRow({0, 1});
+  EXPECT_EQ(background->superview(), nullptr);
+  EXPECT_THAT(list->chosen, ElementsAre(NSIndexPath{0, 1})) << "it can be chosen all the same";
+  table->userDidChooseRow({0, 2});
+  EXPECT_FALSE(cell->isSelected()) << "one row at a time";
+}
+
+TEST_F(UITableViewTest, GroupedSectionsHaveTheirTitlesWhileOnScreen) {
+  list->titles = {"First", std::nullopt, "Third"};
+  show({3, 3, 30}, UITableViewStyle::Grouped);
+  EXPECT_THAT(record(), ElementsAre("0 First", "2 Third"));
+  const CGRect third = table->rectForHeaderInSection(2);
+  EXPECT_GT(third.size.height, 30);
+  EXPECT_EQ(table->rectForRowAtIndexPath({2, 0}).minY(), third.maxY());
+  EXPECT_EQ(table->rectForHeaderInSection(3), CGRect{});
+  record().clear();
+  scroll(700);
+  scroll(0);
+  EXPECT_THAT(record(), testing::Contains("0 First"));
+}
+
+TEST_F(UITableViewTest, ANarrowerTableMeasuresItsRowsAgain) {
+  show({100});
+  const std::string longText(60, 'x');
+  for (const auto path : table->indexPathsForVisibleRows()) {
+    const auto label = table->cellForRowAtIndexPath(path)->textLabel();
+    label->setNumberOfLines(0);
+    label->setText(longText);
+  }
+  table->setFrame({0, 0, 150, 440});
+  table->layoutIfNeeded();
+  const auto cell = table->cellForRowAtIndexPath({0, 1});
+  EXPECT_GT(cell->frame().size.height, 60);
+  EXPECT_EQ(cell->frame().size.width, 150);
+  EXPECT_EQ(cell->frame().minY(), table->cellForRowAtIndexPath({0, 0})->frame().maxY());
+}
+
+TEST_F(UITableViewTest, ScrollsToARowWhoseHeightNobodyHasSeen) {
+  list->heightOf = [](NSIndexPath path) { return 30.0 + path.row * 13 % 50; };
+  show({500});
+  for (const auto position : {UITableViewScrollPosition::Top, UITableViewScrollPosition::Middle,
+                              UITableViewScrollPosition::Bottom, UITableViewScrollPosition::None}) {
+    table->scrollToRowAtIndexPath({0, 400}, position, false);
+    const auto cell = table->cellForRowAtIndexPath({0, 400});
+    ASSERT_TRUE(cell);
+    const CGFloat above = cell->frame().minY() - table->contentOffset().y;
+    const CGFloat room = 440 - cell->frame().size.height;
+    if (position == UITableViewScrollPosition::Top) {
+      EXPECT_NEAR(above, 0, 1);
+    }
+    if (position == UITableViewScrollPosition::Middle) {
+      EXPECT_NEAR(above, room / 2, 1);
+    }
+    if (position == UITableViewScrollPosition::Bottom) {
+      EXPECT_NEAR(above, room, 1);
+    }
+    EXPECT_GE(above, -0.5);
+    EXPECT_LE(above, room + 0.5);
+    table->setContentOffset({0, 0});
+  }
 }
 
 }  // namespace

@@ -1,0 +1,114 @@
+#include "uikit/UINavigationBar.h"
+
+#include <gmock/gmock.h>
+
+#include "uikit/UIButton.h"
+#include "uikit/UILabel.h"
+#include "uikit/headless/Headless.h"
+
+namespace tasklane {
+namespace {
+
+class UINavigationBarTest : public testing::Test {
+ protected:
+  UINavigationBarTest() { headless::reset(); }
+  ~UINavigationBarTest() override { headless::reset(); }
+
+  std::shared_ptr<UIBarButtonItem> button(const std::string& title) {
+    return std::make_shared<UIBarButtonItem>(title, UIBarButtonItemStyle::Plain, bar,
+                                             [this](auto& item) { pressed += item.title(); });
+  }
+  /// The bar's visible buttons and title from left to right, as "text" at its frame.
+  std::vector<std::pair<std::string, CGRect>> parts() {
+    bar->layoutIfNeeded();
+    std::vector<std::pair<std::string, CGRect>> found;
+    for (const auto& view : bar->subviews()) {
+      if (view->isHidden()) continue;
+      if (const auto b = std::dynamic_pointer_cast<UIButton>(view)) {
+        found.emplace_back((b->pointsBack() ? "<" : "") + b->title(), b->frame());
+      } else if (const auto l = std::dynamic_pointer_cast<UILabel>(view)) {
+        found.emplace_back(l->text().value_or(""), l->frame());
+      }
+    }
+    std::sort(found.begin(), found.end(),
+              [](auto& a, auto& b) { return a.second.minX() < b.second.minX(); });
+    return found;
+  }
+  std::string texts() {
+    std::string all;
+    for (const auto& [text, frame] : parts()) all += (all.empty() ? "" : "|") + text;
+    return all;
+  }
+  void press(std::size_t i) {
+    for (const auto& view : bar->subviews()) {
+      const auto b = std::dynamic_pointer_cast<UIButton>(view);
+      if (b && b->frame() == parts()[i].second) return b->press();
+    }
+  }
+
+  std::shared_ptr<UINavigationBar> bar = std::make_shared<UINavigationBar>(CGRect{0, 0, 320, 44});
+  std::shared_ptr<UINavigationItem> root = std::make_shared<UINavigationItem>("Root");
+  std::shared_ptr<UINavigationItem> top = std::make_shared<UINavigationItem>("Top");
+  std::string pressed;
+};
+
+TEST_F(UINavigationBarTest, ShowsTheTopItemAndTheWayBack) {
+  bar->setBackHandler([this] { pressed += "back"; });
+  bar->setItems({root});
+  EXPECT_EQ(texts(), "Root");
+  bar->setItems({root, top});
+  EXPECT_EQ(texts(), "<Root|Top");
+  press(0);
+  EXPECT_EQ(pressed, "back");
+  top->setRightBarButtonItem(button("None"));
+  EXPECT_EQ(texts(), "<Root|Top|None");
+  press(2);
+  EXPECT_EQ(pressed, "backNone");
+  top->rightBarButtonItem()->setTitle("Save");
+  top->setTitle("Other");
+  EXPECT_EQ(texts(), "<Root|Other|Save");
+  top->rightBarButtonItem()->setEnabled(false);
+  press(2);
+  EXPECT_EQ(pressed, "backNone");
+  top->setHidesBackButton(true);
+  EXPECT_EQ(texts(), "Other|Save");
+  top->setLeftBarButtonItem(button("Cancel"));
+  EXPECT_EQ(texts(), "Cancel|Other|Save");
+  headless::setLayoutDirection(UIUserInterfaceLayoutDirection::RightToLeft);
+  bar->setNeedsLayout();
+  EXPECT_EQ(texts(), "Save|Other|Cancel");
+  root->setTitle(std::string(60, 'x'));
+  top->setLeftBarButtonItem(nullptr);
+  top->setHidesBackButton(false);
+  EXPECT_EQ(texts(), "Save|Other|<Back") << "a title too long for the button";
+}
+
+TEST_F(UINavigationBarTest, TheTitleIsInTheMiddleAndNeverOverlapsTheButtons) {
+  const std::vector<std::string> texts{"", "Ok", "A longer button", std::string(80, 'w')};
+  for (const auto& title :
+       {std::string("T"), std::string("A rather long title"), std::string(200, 'w')}) {
+    for (const auto& left : texts) {
+      for (const auto& right : texts) {
+        SCOPED_TRACE(left.substr(0, 10) + "/" + title.substr(0, 10) + "/" + right.substr(0, 10));
+        top->setTitle(title);
+        top->setLeftBarButtonItem(left.empty() ? nullptr : button(left));
+        top->setRightBarButtonItem(right.empty() ? nullptr : button(right));
+        bar->setItems({top});
+        const auto found = parts();
+        CGFloat end = 0;
+        for (const auto& [text, frame] : found) {
+          EXPECT_GE(frame.minX(), end) << text;
+          EXPECT_GE(frame.size.width, 0) << text;
+          end = frame.maxX();
+        }
+        EXPECT_LE(end, 320);
+        if (title == "T" && left.size() < 20 && right.size() < 20) {
+          EXPECT_NEAR(found[left.empty() ? 0 : 1].second.midX(), 160, 1);
+        }
+      }
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tasklane
