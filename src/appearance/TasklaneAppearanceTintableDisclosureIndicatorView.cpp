@@ -1,8 +1,7 @@
 #include "appearance/TasklaneAppearanceTintableDisclosureIndicatorView.h"
 
-#include <algorithm>
-
 #include "appearance/TasklaneAppearance.h"
+#include "uikit/Backend.h"
 #include "uikit/UIBezierPath.h"
 #include "uikit/UITableViewCell.h"
 
@@ -15,13 +14,8 @@ namespace {
 constexpr CGRect kFrame{0, 0, 21, 23};
 constexpr CGPoint kImageOrigin{13, 5};
 
-/// The image as seen in a mirror, for text that runs from right to left.
-std::shared_ptr<UIImage> mirrored(const UIImage& image) {
-  const auto& source = *image.pixels();
-  auto pixels = std::make_shared<CGImage>(source);
-  for (auto row = pixels->argb.begin(); row != pixels->argb.end(); row += source.width)
-    std::reverse(row, row + source.width);
-  return std::make_shared<UIImage>(std::move(pixels), image.scale(), image.renderingMode());
+bool isRightToLeft() {
+  return backend::layoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
 }
 
 }  // namespace
@@ -49,11 +43,13 @@ std::shared_ptr<UIImage> Indicator::disclosureIndicatorSystemImage() {
 std::shared_ptr<UIImage> Indicator::disclosureIndicatorFallbackImage() {
   UIGraphicsBeginImageContextWithOptions({8, 13}, false, 0);
   const CGRect stroked = CGRect(0, 0, 8, 13).insetBy({1, 1, 1, 1});
+  const CGFloat tip = isRightToLeft() ? stroked.minX() : stroked.maxX();
+  const CGFloat back = isRightToLeft() ? stroked.maxX() : stroked.minX();
   UIBezierPath chevron;
   chevron.setLineWidth(2);
-  chevron.moveToPoint(stroked.origin);
-  chevron.addLineToPoint({stroked.maxX(), stroked.midY()});
-  chevron.addLineToPoint({stroked.minX(), stroked.maxY()});
+  chevron.moveToPoint({back, stroked.minY()});
+  chevron.addLineToPoint({tip, stroked.midY()});
+  chevron.addLineToPoint({back, stroked.maxY()});
   chevron.stroke(UIColor::greenColor());  // any colour: only a template's alpha counts
   const auto image = UIGraphicsGetImageFromCurrentImageContext();
   UIGraphicsEndImageContext();
@@ -72,13 +68,11 @@ std::shared_ptr<UIImage> Indicator::findDisclosureImageStartingAtView(
 }
 
 Indicator::TasklaneAppearanceTintableDisclosureIndicatorView(const std::shared_ptr<UIImage>& image)
-    : UIView(kFrame) {
-  const bool isRightToLeft =
-      effectiveUserInterfaceLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
-  imageView_ = std::make_shared<UIImageView>(image && isRightToLeft ? mirrored(*image) : image);
+    : UIView(kFrame), imageView_(std::make_shared<UIImageView>(image)) {
   if (image) {
+    // From right to left everything stands as in a mirror; the image points that way already.
     const CGFloat x =
-        isRightToLeft ? kFrame.maxX() - kImageOrigin.x - image->size().width : kImageOrigin.x;
+        isRightToLeft() ? kFrame.maxX() - kImageOrigin.x - image->size().width : kImageOrigin.x;
     imageView_->setFrame({{x, kImageOrigin.y}, image->size()});
   }
   addSubview(imageView_);

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "foundation/ImageCodec.h"
 #include "foundation/ImageHeader.h"
 #include "foundation/ImageSource.h"
 #include "foundation/ImageThumbnail.h"
@@ -21,10 +22,6 @@ namespace {
 std::string scratchFolder() {
   const char* chosen = std::getenv("TMPDIR");
   return chosen != nullptr && *chosen != '\0' ? chosen : "/var/tmp";
-}
-
-NSError withoutDecoder(const ImageSource& source) {
-  return {NSError::Kind::Unsupported, source.name() + " is a picture that cannot be decoded here"};
 }
 
 /// The largest reduction by eighths that still covers the side asked for.
@@ -56,7 +53,7 @@ struct EncodedImage::State {
       return openJPEG(*source, std::move(decoding));
     }
     if (header.format == Format::PNG) return openPNG(*source, {false, scratch});
-    return withoutDecoder(*source);
+    return openWithCodecModule({source.get(), header, scratch});
   }
 
   Result<std::unique_ptr<StripProducer>> openForThumbnail(int side) const {
@@ -69,7 +66,7 @@ struct EncodedImage::State {
       return openJPEG(*source, std::move(decoding));
     }
     if (header.format == Format::PNG) return openPNG(*source, {true, scratchFolder()});
-    return withoutDecoder(*source);
+    return openWithCodecModule({source.get(), header, scratchFolder()});
   }
 };
 

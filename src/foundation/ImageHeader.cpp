@@ -18,6 +18,8 @@ constexpr std::uint32_t kMaximumSide = 65500;
 constexpr std::uint64_t kMaximumPixels = 500'000'000;
 /// Segments or chunks looked at before a header is taken for endless.
 constexpr int kMaximumSegments = 10000;
+/// Stray bytes between two segments that are passed over.
+constexpr std::uint64_t kMaximumGap = 65536;
 constexpr std::size_t kMaximumProfile = 4 * 1024 * 1024;
 
 struct JPEGSegment {
@@ -32,8 +34,9 @@ template <class Visit>
 bool forEachSegment(HeaderBytes& bytes, Visit visit) {
   std::uint64_t offset = 2;
   for (int count = 0; count < kMaximumSegments; ++count) {
-    while (bytes.byte(offset) && *bytes.byte(offset) != 0xFF) ++offset;
-    while (bytes.byte(offset) && *bytes.byte(offset) == 0xFF) ++offset;
+    const std::uint64_t limit = offset + kMaximumGap;
+    while (offset < limit && bytes.byte(offset).value_or(0xFF) != 0xFF) ++offset;
+    while (offset < limit && bytes.byte(offset).value_or(0) == 0xFF) ++offset;
     const auto marker = bytes.byte(offset++);
     if (!marker) return false;
     if (*marker == 0 || *marker == 1 || (*marker >= 0xD0 && *marker <= 0xD8)) continue;
@@ -129,20 +132,23 @@ std::optional<ImageSize> sizeOfTIFF(HeaderBytes& bytes) {
   return size;
 }
 
-int orientationOfWebP(HeaderBytes& bytes) {
+std::string chunkIn(HeaderBytes& bytes, std::string_view name, std::size_t limit) {
   std::uint64_t offset = 12;
   for (int count = 0; count < kMaximumSegments; ++count) {
     const auto length = bytes.littleEndian(offset + 4, 4);
-    if (!length) return 1;
-    if (bytes.text(offset, 4) == "EXIF") {
-      std::string exif = bytes.text(offset + 8, std::min(*length, 65536u));
-      // Some writers keep the prefix that the data have in a JPEG.
-      if (exif.starts_with(std::string_view("Exif\0\0", 6))) exif.erase(0, 6);
-      return orientationInExif(exif).value_or(1);
-    }
+    if (!length) break;
+    if (bytes.text(offset, 4) == name)
+      return bytes.text(offset + 8, std::min<std::size_t>(*length, limit));
     offset += 8 + std::uint64_t{*length} + (*length & 1);
   }
-  return 1;
+  return {};
+}
+
+int orientationOfWebP(HeaderBytes& bytes) {
+  std::string exif = chunkIn(bytes, "EXIF", 65536);
+  // Some writers keep the prefix that the data have in a JPEG.
+  if (exif.starts_with(std::string_view("Exif\0\0", 6))) exif.erase(0, 6);
+  return orientationInExif(exif).value_or(1);
 }
 
 std::optional<ImageSize> sizeOfWebP(HeaderBytes& bytes) {
@@ -170,7 +176,8 @@ std::optional<Format> formatOf(HeaderBytes& bytes) {
   if (start.starts_with(std::string_view("II*\0", 4)) ||
       start.starts_with(std::string_view("MM\0*", 4)))
     return Format::TIFF;
-  if (start.starts_with("RIFF") && start.substr(8) == "WEBP") return Format::WebP;
+  if (start.starts_with("RIFF") && start.ends_with("WEBP") && start.size() == 12)
+    return Format::WebP;
   if (start.starts_with("BM")) return Format::BMP;
   if (isHEIC(bytes)) return Format::HEIC;
   return std::nullopt;
@@ -263,6 +270,11 @@ Result<EncodedImage::Header> readImageHeader(const ImageSource& source) {
   EncodedImage::Header header{*format, size->width, size->height, size->orientation};
   if (orientationExchangesSides(size->orientation)) std::swap(header.width, header.height);
   return header;
+}
+
+std::string chunkOfWebP(const ImageSource& source, std::string_view name, std::size_t limit) {
+  HeaderBytes bytes(source);
+  return chunkIn(bytes, name, limit);
 }
 
 std::string colorProfileOfJPEG(const ImageSource& source) {

@@ -51,7 +51,12 @@ struct ImageSize {
   std::uint32_t height = 0;
   int orientation = 1;
 };
+
+/// The contents of a WebP's chunk of that name, or empty. A longer one than the limit is cut.
+std::string chunkOfWebP(const ImageSource& source, std::string_view name, std::size_t limit);
 bool isHEIC(HeaderBytes& bytes);
 std::optional<ImageSize> sizeOfHEIC(HeaderBytes& bytes);
+/// Whether it is put together of tiles, as cameras do, and not decoded in one piece.
+bool isTiledHEIC(HeaderBytes& bytes);
 
 }  // namespace tasklane

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "foundation/ImageHeader.h"
@@ -53,10 +54,24 @@ std::vector<std::uint32_t> propertiesOf(HeaderBytes& bytes, const Box& box, std:
     const std::uint32_t count = bytes.byte(offset++).value_or(0);
     for (std::uint32_t k = 0; k < count; ++k, offset += longNumbers ? 2 : 1) {
       const std::uint32_t number = bytes.bigEndian(offset, longNumbers ? 2 : 1).value_or(0);
-      if (id == item) numbers.push_back(number & (longNumbers ? 0x7FFF : 0x7F));
+      if (id == item && numbers.size() < kMaximumBoxes)
+        numbers.push_back(number & (longNumbers ? 0x7FFF : 0x7F));
     }
   }
   return numbers;
+}
+
+std::vector<Box> partsOfMeta(HeaderBytes& bytes) {
+  const auto boxes = boxesIn(bytes, 0, bytes.size());
+  const Box* meta = find(boxes, "meta");
+  return meta == nullptr ? std::vector<Box>() : boxesIn(bytes, meta->begin + 4, meta->end);
+}
+
+std::optional<std::uint32_t> primaryItem(HeaderBytes& bytes, const std::vector<Box>& parts) {
+  const Box* primary = find(parts, "pitm");
+  if (primary == nullptr) return std::nullopt;
+  const bool isLong = bytes.byte(primary->begin).value_or(0) >= 1;
+  return bytes.bigEndian(primary->begin + 4, isLong ? 4 : 2);
 }
 
 }  // namespace
@@ -72,32 +87,50 @@ bool isHEIC(HeaderBytes& bytes) {
 }
 
 std::optional<ImageSize> sizeOfHEIC(HeaderBytes& bytes) {
-  const auto boxes = boxesIn(bytes, 0, bytes.size());
-  const Box* meta = find(boxes, "meta");
-  if (meta == nullptr) return std::nullopt;
-  const auto parts = boxesIn(bytes, meta->begin + 4, meta->end);
-  const Box* primary = find(parts, "pitm");
+  const auto parts = partsOfMeta(bytes);
+  const auto item = primaryItem(bytes, parts);
   const Box* properties = find(parts, "iprp");
-  if (primary == nullptr || properties == nullptr) return std::nullopt;
-  const bool longItem = bytes.byte(primary->begin).value_or(0) >= 1;
-  const auto item = bytes.bigEndian(primary->begin + 4, longItem ? 4 : 2);
+  if (!item || properties == nullptr) return std::nullopt;
   const auto inside = boxesIn(bytes, properties->begin, properties->end);
   const Box* contents = find(inside, "ipco");
   const Box* links = find(inside, "ipma");
-  if (!item || contents == nullptr || links == nullptr) return std::nullopt;
+  if (contents == nullptr || links == nullptr) return std::nullopt;
   const auto all = boxesIn(bytes, contents->begin, contents->end);
   std::optional<ImageSize> size;
+  std::uint32_t turns = 0;
+  bool others = false;
   for (const std::uint32_t number : propertiesOf(bytes, *links, *item)) {
     if (number == 0 || number > all.size()) continue;
     const Box& property = all[number - 1];
-    if (property.type == "ispe" && !size)
-      size = ImageSize{bytes.bigEndian(property.begin + 4, 4).value_or(0),
-                       bytes.bigEndian(property.begin + 8, 4).value_or(0), 1};
-    // Turns are part of the picture here, not advice: the decoder makes them.
-    if (property.type == "irot" && size && bytes.byte(property.begin).value_or(0) & 1)
-      std::swap(size->width, size->height);
+    const auto value = [&](std::uint64_t place) {
+      return bytes.bigEndian(property.begin + place, 4).value_or(0);
+    };
+    if (property.type == "ispe" && !size) size = ImageSize{value(4), value(8), 1};
+    if (property.type == "clap" && size && value(4) != 0 && value(12) != 0)
+      size = ImageSize{value(0) / value(4), value(8) / value(12), 1};
+    if (property.type == "irot") turns = bytes.byte(property.begin).value_or(0) & 3;
+    if (property.type == "imir" || property.type == "clap") others = true;
   }
+  // Turns are part of the picture here, not advice. A plain one is told as an orientation, so that
+  // the picture need not be turned in memory; together with cuts and mirrors the decoder makes it.
+  constexpr int kOrientations[] = {1, 8, 3, 6};
+  if (size && !others) size->orientation = kOrientations[turns];
+  if (size && others && turns % 2 == 1) std::swap(size->width, size->height);
   return size;
+}
+
+bool isTiledHEIC(HeaderBytes& bytes) {
+  const auto parts = partsOfMeta(bytes);
+  const auto item = primaryItem(bytes, parts);
+  const Box* list = find(parts, "iinf");
+  if (!item || list == nullptr) return false;
+  const bool isLong = bytes.byte(list->begin).value_or(0) >= 1;
+  for (const Box& entry : boxesIn(bytes, list->begin + (isLong ? 8 : 6), list->end)) {
+    const std::uint64_t number = bytes.byte(entry.begin).value_or(0) >= 3 ? 4 : 2;
+    if (bytes.bigEndian(entry.begin + 4, static_cast<int>(number)) == item)
+      return bytes.text(entry.begin + 6 + number, 4) == "grid";
+  }
+  return false;
 }
 
 }  // namespace tasklane

@@ -19,7 +19,8 @@ class BoxFilter {
   }
 
   void add(const std::uint8_t* row) {
-    const std::uint32_t bytes = layout_.planes[0].bytesPerSample;
+    const std::uint32_t bytes =
+        layout_.pixels == PixelLayout::YCbCr ? 3 : layout_.planes[0].bytesPerSample;
     for (std::uint32_t x = 0; x < layout_.width; ++x, row += bytes) {
       const std::size_t target = std::uint64_t{x} * width_ / layout_.width;
       std::uint64_t* sum = &sums_[target * 5];
@@ -61,6 +62,28 @@ class BoxFilter {
   std::vector<std::uint32_t> pixels_;
 };
 
+/// A row of planes as RGB. Each colour sample stands for all pixels that it covers, which is enough
+/// for a picture about to be averaged.
+void mixRow(const StripLayout& layout, const Strip& strip, std::uint32_t y, std::uint8_t* rgb) {
+  const std::uint8_t* rows[3];
+  std::uint32_t sampling[3];
+  for (std::size_t i = 0; i < 3; ++i) {
+    const ImagePlane& plane = layout.planes[i];
+    rows[i] = strip.row(i, y * plane.verticalSampling / layout.maximumVerticalSampling());
+    sampling[i] = plane.horizontalSampling;
+  }
+  const std::uint32_t full = layout.maximumHorizontalSampling();
+  for (std::uint32_t x = 0; x < layout.width; ++x, rgb += 3) {
+    const int luma = rows[0][x * sampling[0] / full];
+    const int blue = rows[1][x * sampling[1] / full] - 128;
+    const int red = rows[2][x * sampling[2] / full] - 128;
+    const int mixed[] = {luma + red * 1402 / 1000, luma - (blue * 344 + red * 714) / 1000,
+                         luma + blue * 1772 / 1000};
+    for (std::size_t i = 0; i < 3; ++i)
+      rgb[i] = static_cast<std::uint8_t>(std::clamp(mixed[i], 0, 255));
+  }
+}
+
 std::uint32_t scaled(std::uint32_t length, std::uint32_t longest, std::uint32_t side) {
   if (longest <= side) return length;
   return std::max<std::uint32_t>(
@@ -93,10 +116,15 @@ Result<EncodedImage::Pixels> scaleToFit(StripProducer& producer, int side) {
   const std::uint32_t height = scaled(layout.height, longest, limit);
   BoxFilter filter(layout, width, height);
   Strip strip(layout);
+  std::vector<std::uint8_t> mixed(
+      layout.pixels == PixelLayout::YCbCr ? std::size_t{layout.width} * 3 : 0);
   for (std::uint32_t index = 0; index < layout.strips(); ++index) {
     if (auto filled = producer.fill(strip); !filled.ok()) return filled.error();
     const std::uint32_t rows = layout.planeRowsInStrip(layout.planes[0], index);
-    for (std::uint32_t y = 0; y < rows; ++y) filter.add(strip.row(0, y));
+    for (std::uint32_t y = 0; y < rows; ++y) {
+      if (!mixed.empty()) mixRow(layout, strip, y, mixed.data());
+      filter.add(mixed.empty() ? strip.row(0, y) : mixed.data());
+    }
   }
   if (auto finished = producer.finish(); !finished.ok()) return finished.error();
   return turned(filter.take(), width, height, producer.orientation());

@@ -6,7 +6,7 @@
 namespace tasklane {
 
 /// The strips averaged down to fit a square of the given side (never up), upright and
-/// premultiplied. The layout must be one of pixels.
+/// premultiplied.
 Result<EncodedImage::Pixels> scaleToFit(StripProducer& producer, int side);
 
 }  // namespace tasklane

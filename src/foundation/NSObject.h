@@ -18,6 +18,9 @@ class NSObject : public std::enable_shared_from_this<NSObject> {
   /// "TLXDarwinNotifier". Inside a constructor it is the name of the class under construction.
   std::string className() const;
 
+  /// Equality of value, for objects that stand for one; identity unless a class says more.
+  virtual bool isEqual(const NSObject* other) const { return this == other; }
+
   /// One line for a person who reads a log: "<ClassName: 0x…>" unless a class says more.
   virtual std::string description() const;
 };

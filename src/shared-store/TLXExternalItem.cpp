@@ -101,8 +101,8 @@ PropertyList TLXExternalItem::propertyList() const {
   return record;
 }
 
-bool TLXExternalItem::isEqual(const std::shared_ptr<NSObject>& other) const {
-  const auto item = std::dynamic_pointer_cast<TLXExternalItem>(other);
+bool TLXExternalItem::isEqual(const NSObject* other) const {
+  const auto item = dynamic_cast<const TLXExternalItem*>(other);
   return item && item->uuid_ == uuid_;
 }
 

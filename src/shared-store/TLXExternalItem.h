@@ -73,7 +73,8 @@ class TLXExternalItem : public NSObject {
   const std::optional<Items>& children() const { return children_; }
   void setChildren(std::optional<Items> children) { children_ = std::move(children); }
 
-  bool isEqual(const std::shared_ptr<NSObject>& other) const;
+  bool isEqual(const NSObject* other) const override;
+  bool isEqual(const std::shared_ptr<NSObject>& other) const { return isEqual(other.get()); }
   std::size_t hash() const;
   std::string description() const override;
 

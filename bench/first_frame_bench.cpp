@@ -1,0 +1,189 @@
+// When a program's window first shows its content, and what memory its process took: the share
+// sheet beside a bare window of the same toolkit (bare_form) and beside what desktop dialog tools
+// are installed. Run it on an otherwise idle X display of its own, for example:  xvfb-run -a
+// build/release/bench/first_frame_bench [rounds]
+//
+// The clock runs from just before the program is started until its window is mapped and shows at
+// least eight colours.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <thread>
+
+#include "bench/Report.h"
+
+extern char** environ;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+template <class T>
+std::unique_ptr<T, void (*)(void*)> owned(T* reply) {
+  return {reply, std::free};
+}
+
+/// The top-level windows of a display, and what they show.
+class Display {
+ public:
+  Display() : connection_(xcb_connect(nullptr, nullptr)) {
+    if (xcb_connection_has_error(connection_)) {
+      std::fprintf(stderr, "There is no X display; run this under xvfb-run.\n");
+      std::exit(66);
+    }
+    root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+  }
+  ~Display() { xcb_disconnect(connection_); }
+
+  std::set<xcb_window_t> windows() const {
+    const auto tree =
+        owned(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, root_), nullptr));
+    const auto* first = xcb_query_tree_children(tree.get());
+    return {first, first + xcb_query_tree_children_length(tree.get())};
+  }
+
+  bool showsContent(xcb_window_t window) const {
+    const auto attributes = owned(xcb_get_window_attributes_reply(
+        connection_, xcb_get_window_attributes(connection_, window), nullptr));
+    const auto geometry =
+        owned(xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, window), nullptr));
+    if (!attributes || !geometry || attributes->map_state != XCB_MAP_STATE_VIEWABLE) return false;
+    if (geometry->width < 100 || geometry->height < 60) return false;
+    const auto image =
+        owned(xcb_get_image_reply(connection_,
+                                  xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window, 0,
+                                                0, geometry->width, geometry->height, ~0u),
+                                  nullptr));
+    if (!image) return false;
+    std::set<std::uint32_t> colours;
+    const auto* pixels = xcb_get_image_data(image.get());
+    const std::size_t count = std::size_t(geometry->width) * geometry->height;
+    for (std::size_t i = 0; i < count && colours.size() < 8; ++i) {
+      std::uint32_t pixel;
+      std::memcpy(&pixel, pixels + 4 * i, 4);
+      colours.insert(pixel & 0xffffff);
+    }
+    return colours.size() >= 8;
+  }
+
+ private:
+  xcb_connection_t* connection_;
+  xcb_window_t root_;
+};
+
+struct Program {
+  std::string name;
+  std::vector<std::string> command;
+  std::vector<double> milliseconds;
+  double peakMegabytes = 0;
+};
+
+/// Of the process or of a process that it started, whichever took more.
+double peakMegabytes(pid_t process) {
+  const std::string folder = "/proc/" + std::to_string(process);
+  double peak = 0;
+  std::ifstream children(folder + "/task/" + std::to_string(process) + "/children");
+  for (pid_t child; children >> child;) peak = std::max(peak, peakMegabytes(child));
+  std::ifstream status(folder + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind("VmHWM:", 0) == 0) {
+      peak = std::max(peak, std::strtod(line.c_str() + 6, nullptr) / 1024);
+    }
+  }
+  return peak;
+}
+
+pid_t start(const std::vector<std::string>& command) {
+  std::vector<char*> arguments;
+  for (const auto& argument : command) arguments.push_back(const_cast<char*>(argument.c_str()));
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t quiet;
+  posix_spawn_file_actions_init(&quiet);
+  for (const int descriptor : {0, 1, 2}) {
+    posix_spawn_file_actions_addopen(&quiet, descriptor, "/dev/null", O_RDWR, 0);
+  }
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+  pid_t process = -1;
+  if (posix_spawnp(&process, arguments[0], &quiet, &attributes, arguments.data(), environ) != 0) {
+    process = -1;
+  }
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&quiet);
+  return process;
+}
+
+/// One start; false when no content came within five seconds.
+bool measureOnce(const Display& display, Program& program, bool counts) {
+  const auto before = display.windows();
+  const auto begun = Clock::now();
+  const pid_t process = start(program.command);
+  if (process < 0) return false;
+  bool shown = false;
+  while (!shown && Clock::now() - begun < std::chrono::seconds(5)) {
+    for (const auto window : display.windows()) {
+      if (!before.contains(window) && display.showsContent(window)) shown = true;
+    }
+    if (!shown) std::this_thread::sleep_for(std::chrono::microseconds(300));
+  }
+  const std::chrono::duration<double, std::milli> taken = Clock::now() - begun;
+  if (shown && counts) {
+    program.milliseconds.push_back(taken.count());
+    program.peakMegabytes = std::max(program.peakMegabytes, peakMegabytes(process));
+  }
+  kill(-process, SIGKILL);
+  waitpid(process, nullptr, 0);
+  return shown;
+}
+
+bool installed(const std::string& command) {
+  return std::system(("command -v " + command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int rounds = argc > 1 ? std::atoi(argv[1]) : 15;
+  const std::string folder = std::string(argv[0]).substr(0, std::string(argv[0]).rfind('/'));
+  const std::string application = folder + "/../Tasklane.app";
+  std::vector<Program> programs{
+      {"bare window, text area and three rows", {folder + "/bare_form"}, {}},
+      {"tasklane share", {application + "/tasklane", "share", "--title", "Write the report"}, {}}};
+  if (installed("yad")) {
+    programs.push_back({"yad --form", {"yad", "--form", "--field=Title", "--field=Notes:TXT"}, {}});
+  }
+  if (installed("zenity")) {
+    programs.push_back({"zenity --entry", {"zenity", "--entry", "--text=Title"}, {}});
+  }
+
+  const Display display;
+  for (int round = -1; round < rounds; ++round) {
+    for (auto& program : programs) {
+      if (!measureOnce(display, program, round >= 0)) {
+        std::fprintf(stderr, "%s showed nothing.\n", program.name.c_str());
+        return 1;
+      }
+    }
+  }
+  const auto& bare = programs.front();
+  for (const auto& program : programs) {
+    using tasklane::bench::median;
+    using tasklane::bench::report;
+    report(program.name + ", first frame", median(program.milliseconds), "ms",
+           median(bare.milliseconds), "bare window");
+    report(program.name + ", peak memory", program.peakMegabytes, "MB", bare.peakMegabytes,
+           "bare window");
+  }
+  return 0;
+}

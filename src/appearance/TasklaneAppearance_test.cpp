@@ -1,0 +1,220 @@
+#include "appearance/TasklaneAppearance.h"
+
+#include <gtest/gtest.h>
+
+#include "appearance/TestApplication.h"
+#include "foundation/NSNotificationCenter.h"
+#include "uikit/UIScreen.h"
+
+namespace tasklane {
+namespace {
+
+class TasklaneAppearanceTest : public ::testing::Test {
+ protected:
+  ~TasklaneAppearanceTest() override {
+    TasklaneAppearance::setCurrentPalette(0);
+    UIDevice::currentDevice().setUserInterfaceIdiom(UIUserInterfaceIdiom::Unspecified);
+    UIScreen::mainScreen().overrideBounds(nullptr);
+  }
+  const TestApplication application_;
+};
+
+/// An appearance whose values a test writes.
+class OwnAppearance : public TasklaneAppearance {
+ public:
+  explicit OwnAppearance(std::vector<std::string> names) : names_(std::move(names)) {}
+  std::vector<std::string> propertyListNames() const override { return names_; }
+
+ private:
+  std::vector<std::string> names_;
+};
+
+/// What reading an appearance says on the console.
+std::string consoleWhileReading(const TasklaneAppearance& appearance) {
+  testing::internal::CaptureStderr();
+  (void)appearance.BackgroundColor();
+  return testing::internal::GetCapturedStderr();
+}
+
+TEST_F(TasklaneAppearanceTest, AnswersByTheCurrentPaletteWhileEachPaletteAnswersItself) {
+  EXPECT_EQ(TasklaneAppearance::currentPalette(), 0u);
+  EXPECT_EQ(TasklaneAppearance::appearance(), TasklaneDefaultAppearance::appearance());
+  TasklaneAppearance::setCurrentPalette(2);
+  EXPECT_EQ(TasklaneAppearance::appearance(), TasklaneTodayAppearance::appearance());
+  EXPECT_EQ(TasklaneDarkAppearance::appearance(),
+            KAAppearance::appearanceForClass<TasklaneDarkAppearance>());
+  EXPECT_EQ(TasklaneDefaultAppearance::appearance()->className(), "TasklaneDefaultAppearance");
+}
+
+TEST_F(TasklaneAppearanceTest, TellsOfThePaletteThatIsComingBeforeAndAfterASwitch) {
+  std::vector<std::string> heard;
+  const auto note = [&](const NSNotification& notification) {
+    heard.push_back(notification.name + " " +
+                    (notification.object ? notification.object->className() : "none") + " " +
+                    std::to_string(TasklaneAppearance::currentPalette()));
+  };
+  auto& center = NSNotificationCenter::defaultCenter();
+  const auto will = center.addObserver(KAAppearanceValuesWillChangeNotification, nullptr, note);
+  const auto did = center.addObserver(KAAppearanceValuesDidChangeNotification, nullptr, note);
+  TasklaneAppearance::setCurrentPalette(0);
+  EXPECT_TRUE(heard.empty());
+  TasklaneAppearance::setCurrentPalette(1);
+  EXPECT_EQ(heard, (std::vector<std::string>{
+                       "KAAppearanceValuesWillChangeNotification TasklaneDarkAppearance 0",
+                       "KAAppearanceValuesDidChangeNotification TasklaneDarkAppearance 1"}));
+  heard.clear();
+  TasklaneAppearance::setCurrentPalette(7);
+  EXPECT_EQ(heard, (std::vector<std::string>{"KAAppearanceValuesWillChangeNotification none 1",
+                                             "KAAppearanceValuesDidChangeNotification none 7"}));
+  EXPECT_EQ(TasklaneAppearance::appearance(), nullptr);
+  EXPECT_EQ(TasklaneAppearance::currentAppearance().TitleTextColor(), std::nullopt);
+  EXPECT_EQ(TasklaneAppearance::currentAppearance().BarStyle(), UIBarStyle::Default);
+}
+
+TEST_F(TasklaneAppearanceTest, ReadsEveryTypeAndInheritsAsTheClassesDo) {
+  application_.writePalette("Base", R"(
+      <key>BackgroundColor</key><string>#102030</string>
+      <key>TitleTextColor</key><string>#FFFFFF</string>
+      <key>ScrollViewIndicatorStyle</key><string>white</string>
+      <key>BarStyle</key><string>black-translucent</string>
+      <key>StatusBarStyle</key><string>light-content</string>
+      <key>KeyboardAppearance</key><string>light</string>
+      <key>NearbyNavigationBarIsTranslucent</key><true/>
+      <key>HomeScreenEditingBackgroundImage</key><string>StatusCircleFlag.png</string>
+      <key>TaskBubbleSize</key>
+      <dict><key>width</key><real>1.5</real><key>height</key><integer>2</integer></dict>)");
+  application_.writePalette("Own", R"(
+      <key>TitleTextColor</key><string>#FF000000</string>
+      <key>MetadataDelimiterPadding</key><real>6.5</real>)");
+  const auto own = std::make_shared<OwnAppearance>(std::vector<std::string>{"Base", "Own"});
+  (void)consoleWhileReading(*own);
+  EXPECT_EQ(own->BackgroundColor()->argb(), 0xFF102030u);
+  EXPECT_EQ(own->TitleTextColor()->argb(), 0x00FF0000u);
+  EXPECT_EQ(own->ScrollViewIndicatorStyle(), UIScrollViewIndicatorStyle::White);
+  EXPECT_EQ(own->BarStyle(), UIBarStyle::BlackTranslucent);
+  EXPECT_EQ(own->StatusBarStyle(), UIStatusBarStyle::LightContent);
+  EXPECT_EQ(own->KeyboardAppearance(), UIKeyboardAppearance::Light);
+  EXPECT_TRUE(own->NearbyNavigationBarIsTranslucent());
+  EXPECT_EQ(own->TaskBubbleSize(), (CGSize{1.5, 2}));
+  EXPECT_EQ(own->MetadataDelimiterPadding(), 6.5);
+  EXPECT_EQ(own->HomeScreenEditingBackgroundImage(), UIImage::imageNamed("StatusCircleFlag"));
+  // By key path, and spelled exactly.
+  EXPECT_EQ(own->colorForKeyPath("BackgroundColor"), own->BackgroundColor());
+  EXPECT_EQ(own->colorForKeyPath("backgroundColor"), std::nullopt);
+  EXPECT_EQ(own->doubleForKeyPath("BackgroundColor"), 0);
+  EXPECT_EQ(own->integerForKeyPath("KeyboardAppearance"), 2);
+}
+
+TEST_F(TasklaneAppearanceTest, NamesPaletteKeyAndReasonOnTheConsole) {
+  application_.writePalette("Own", R"(
+      <key>BackgroundColor</key><integer>3</integer>
+      <key>BarStyle</key><string>noir</string>
+      <key>TodayItemCellSelectionColor</key><string>#000000</string>
+      <key>TaskBubbleSize</key><string>{1, 2}</string>)");
+  const auto own = std::make_shared<OwnAppearance>(std::vector<std::string>{"Own"});
+  const auto console = consoleWhileReading(*own);
+  for (const char* line : {"Palette Own: BackgroundColor needs a colour",
+                           "Palette Own: BarStyle needs one of \"default\", \"black\"",
+                           "Palette Own: TodayItemCellSelectionColor is not a key",
+                           "Palette Own: TaskBubbleSize needs a size",
+                           "Palette Own: no value for ScrollViewIndicatorStyle, StatusBarStyle"})
+    EXPECT_NE(console.find(line), std::string::npos) << line << "\n" << console;
+  EXPECT_EQ(own->BackgroundColor(), std::nullopt);
+  EXPECT_EQ(own->BarStyle(), UIBarStyle::Default);
+  EXPECT_EQ(own->TaskBubbleSize(), CGSize());
+
+  const auto lost = std::make_shared<OwnAppearance>(std::vector<std::string>{"Lost"});
+  EXPECT_NE(consoleWhileReading(*lost).find(application_.pathOfPalette("Lost")), std::string::npos);
+  EXPECT_EQ(lost->BackgroundColor(), std::nullopt);
+}
+
+TEST_F(TasklaneAppearanceTest, FollowsTheDeviceInTheLeftInset) {
+  const auto inset = [](UIUserInterfaceIdiom idiom, CGFloat width) {
+    UIDevice::currentDevice().setUserInterfaceIdiom(idiom);
+    const CGRect bounds(0, 0, width, 800);
+    UIScreen::mainScreen().overrideBounds(&bounds);
+    return TasklaneDefaultAppearance::appearance()->TitleTextFieldLeadingInset();
+  };
+  EXPECT_EQ(inset(UIUserInterfaceIdiom::Phone, 414), 15);
+  EXPECT_EQ(inset(UIUserInterfaceIdiom::Phone, 414.5), 20);
+  EXPECT_EQ(inset(UIUserInterfaceIdiom::Pad, 1024), 15);
+  EXPECT_EQ(inset(UIUserInterfaceIdiom::Unspecified, 1024), 15);
+}
+
+TEST_F(TasklaneAppearanceTest, KeepsTheInsetsOfThePaletteAskedFirst) {
+  const auto insets = [](int top) {
+    std::string dictionary = "<dict>";
+    for (const char* side : {"top", "left", "bottom", "right"})
+      dictionary +=
+          "<key>" + std::string(side) + "</key><integer>" + std::to_string(top++) + "</integer>";
+    return dictionary + "</dict>";
+  };
+  application_.writePalette("First", "<key>ActionTableSeparatorInset</key>" + insets(1) +
+                                         "<key>ActionTableFooterSeparatorInset</key>" + insets(11));
+  const auto first = std::make_shared<OwnAppearance>(std::vector<std::string>{"First"});
+  (void)consoleWhileReading(*first);
+  EXPECT_EQ(first->ActionTableSeparatorInset(), (UIEdgeInsets{1, 15, 3, 4}));
+  EXPECT_EQ(first->ActionTableFooterSeparatorInset(), (UIEdgeInsets{11, 15, 13, 14}));
+  UIDevice::currentDevice().setUserInterfaceIdiom(UIUserInterfaceIdiom::Phone);
+  const CGRect wide(0, 0, 500, 800);
+  UIScreen::mainScreen().overrideBounds(&wide);
+  const auto dark = TasklaneDarkAppearance::appearance();
+  EXPECT_EQ(dark->ActionTableSeparatorInset(), (UIEdgeInsets{1, 20, 3, 4}));
+  EXPECT_EQ(dark->ActionTableFooterSeparatorInset(), (UIEdgeInsets{11, 20, 13, 14}));
+}
+
+TEST_F(TasklaneAppearanceTest, ServesFlagImagesByPalette) {
+  const struct {
+    std::shared_ptr<TasklaneAppearance> appearance;
+    const char *flag, *inherited;
+  } cases[] = {{TasklaneDefaultAppearance::appearance(), "StatusCircleFlag.png",
+                "StatusCircleFlag-inherited.png"},
+               {TasklaneDarkAppearance::appearance(), "StatusCircleFlag-dark.png",
+                "StatusCircleFlag-inherited-dark.png"},
+               {TasklaneTodayAppearance::appearance(), "StatusCircleFlag-dark.png",
+                "StatusCircleFlag-inherited-dark.png"}};
+  for (const auto& [appearance, flag, inherited] : cases) {
+    ASSERT_NE(UIImage::imageNamed(flag), nullptr) << flag;
+    EXPECT_EQ(appearance->flagDogEarCGImage(), UIImage::imageNamed(flag)->pixels());
+    EXPECT_EQ(appearance->inheritedFlagDogEarCGImage(), UIImage::imageNamed(inherited)->pixels());
+    EXPECT_NE(appearance->flagDogEarCGImage(), appearance->inheritedFlagDogEarCGImage());
+    EXPECT_EQ(appearance->flagDogEarSize(), (CGSize{14, 14}));
+    EXPECT_TRUE(appearance->shouldAddFlagDogEar());
+  }
+  NSBundle::setMainBundle(NSBundle::bundleWithPath("/nowhere"));
+  const auto light = TasklaneDefaultAppearance::appearance();
+  EXPECT_EQ(light->statusCircleFlagImage(), nullptr);
+  EXPECT_EQ(light->flagDogEarCGImage(), nullptr);
+  EXPECT_EQ(light->flagDogEarSize(), CGSize());
+}
+
+TEST_F(TasklaneAppearanceTest, TakesSectionColoursFromTheThemedSet) {
+  const auto light = TasklaneDefaultAppearance::appearance();
+  const auto& colors = *KAAppearanceDefaultColors::appearance();
+  EXPECT_EQ(light->InboxColor(), colors.kestrelGraphiteColor());
+  EXPECT_EQ(light->ProjectsColor(), colors.kestrelBlueColor());
+  EXPECT_EQ(light->ForecastColor(), colors.kestrelRedColor());
+  EXPECT_EQ(light->ContextsColor(), colors.kestrelPurpleColor());
+  EXPECT_EQ(light->FlaggedColor(), colors.kestrelOrangeColor());
+  EXPECT_EQ(light->MapColor(), colors.kestrelGreenColor());
+  EXPECT_EQ(light->ReviewColor(), colors.kestrelCremaColor());
+  EXPECT_EQ(light->PerspectivesColor(), colors.kestrelTealColor());
+  EXPECT_EQ(&TasklaneTodayAppearance::appearance()->themedKestrelColors(),
+            KAAppearanceDarkColors::appearance().get());
+  EXPECT_DEATH((void)OwnAppearance({}).InboxColor(), "iOS/Helpers/TasklaneAppearance.*75");
+}
+
+TEST_F(TasklaneAppearanceTest, FollowsTheTextSizeInPreferredFontsOnly) {
+  EXPECT_EQ(TasklaneAppearance::cellMetadataFont(),
+            UIFont::preferredFontForTextStyle(UIFontTextStyleFootnote));
+  EXPECT_EQ(TasklaneAppearance::settingsButtonFont(),
+            UIFont::preferredFontForTextStyle(UIFontTextStyleBody));
+  EXPECT_EQ(TasklaneAppearance::forecastTimelineEventCellFont().pointSize(), 13);
+  EXPECT_EQ(&TasklaneAppearance::forecastTimelineEventCellFont(),
+            &TasklaneAppearance::forecastTimelineEventCellFont());
+  EXPECT_EQ(&TasklaneAppearance::BarStyleEnumNameTable(),
+            &TasklaneAppearance::BarStyleEnumNameTable());
+}
+
+}  // namespace
+}  // namespace tasklane

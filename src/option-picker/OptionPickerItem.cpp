@@ -1,0 +1,79 @@
+#include "option-picker/OptionPickerItem.h"
+
+#include <algorithm>
+
+#include "option-picker/OptionPickerMembership.h"
+
+namespace tasklane {
+
+namespace {
+std::uint64_t titleChanges = 0;
+}
+
+OptionPickerItem::OptionPickerItem(std::optional<std::string> title) : title_(std::move(title)) {}
+
+OptionPickerItemList OptionPickerItem::optionPickerItemsWithTitles(
+    const std::vector<std::string>& titles, const std::vector<std::string>* detailText,
+    const std::vector<std::shared_ptr<UIImage>>* images) {
+  std::vector<std::shared_ptr<OptionPickerItem>> items;
+  items.reserve(titles.size());
+  for (std::size_t index = 0; index < titles.size(); ++index) {
+    auto item = std::make_shared<OptionPickerItem>(titles[index]);
+    if (detailText) item->setDetailText(detailText->at(index));
+    if (images) item->setImage(images->at(index));
+    items.push_back(std::move(item));
+  }
+  return OptionPickerItems::make(std::move(items));
+}
+
+std::shared_ptr<OptionPickerItem> OptionPickerItem::copy() const {
+  auto copied = std::make_shared<OptionPickerItem>(title_);
+  copied->detailText_ = detailText_;
+  copied->image_ = image_;
+  copied->representedObject_ = representedObject_;
+  copied->tag_ = tag_;
+  copied->enabled_ = enabled_;
+  return copied;
+}
+
+void OptionPickerItem::setTitle(std::optional<std::string> title) {
+  title_ = std::move(title);
+  ++titleChanges;
+}
+
+void OptionPickerItem::setDetailText(std::optional<std::string> detailText) {
+  detailText_ = std::move(detailText);
+}
+
+void OptionPickerItem::setImage(const std::shared_ptr<UIImage>& image) {
+  image_ = image ? image->imageWithRenderingMode(UIImageRenderingMode::AlwaysTemplate) : nullptr;
+}
+
+std::shared_ptr<OptionPickerController> OptionPickerItem::optionPicker() const {
+  if (!membership_ || !membership_->shows(indexInBase_)) return nullptr;
+  return membership_->picker.lock();
+}
+
+std::uint64_t OptionPickerItem::titleGeneration() { return titleChanges; }
+
+OptionPickerItems::OptionPickerItems(std::vector<std::shared_ptr<OptionPickerItem>> items)
+    : base_(std::make_shared<const Base>(std::move(items))) {}
+
+OptionPickerItemList OptionPickerItems::make(std::vector<std::shared_ptr<OptionPickerItem>> items) {
+  return std::make_shared<const OptionPickerItems>(std::move(items));
+}
+
+OptionPickerItemList OptionPickerItems::part(const OptionPickerItemList& of,
+                                             const std::vector<std::size_t>& positions) {
+  auto list = std::make_shared<OptionPickerItems>();
+  list->base_ = of->base_;
+  list->part_ = true;
+  list->indices_.reserve(positions.size());
+  for (const std::size_t position : positions) {
+    list->indices_.push_back(of->part_ ? of->indices_.at(position)
+                                       : static_cast<std::uint32_t>(position));
+  }
+  return list;
+}
+
+}  // namespace tasklane

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <memory>
+
+#include "option-picker/OptionPickerItem.h"
+
+namespace tasklane {
+
+/// Which items of a list a group shows, and in which picker: the back reference of all its items at
+/// once. Narrowing a list by a search changes this one object instead of every item. Private to the
+/// option model.
+struct OptionPickerItem::Membership {
+  std::weak_ptr<OptionPickerController> picker;
+  /// The group's stored list; none once the group has let its items go.
+  OptionPickerItemList shown;
+  const std::vector<std::uint32_t>* part = nullptr;
+  /// Another group took over an item of the list, so that it must be looked at item by item.
+  bool shared = false;
+
+  bool shows(std::uint32_t indexInBase) const {
+    return shown && (!part || std::binary_search(part->begin(), part->end(), indexInBase));
+  }
+};
+
+}  // namespace tasklane

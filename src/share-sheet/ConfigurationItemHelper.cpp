@@ -1,0 +1,74 @@
+#include "share-sheet/ConfigurationItemHelper.h"
+
+#include "share-sheet/ExtensionStrings.h"
+#include "shared-store/TLXContainers.h"
+#include "uikit/UINavigationController.h"
+
+namespace tasklane {
+
+namespace {
+
+std::optional<std::string> textOf(const PropertyList& entry, const char* key) {
+  const auto* value = entry.valueForKey(key);
+  return value && value->string() ? std::optional(*value->string()) : std::nullopt;
+}
+
+}  // namespace
+
+std::shared_ptr<SearchableOptionPickerController> ConfigurationItemHelper::pickerController() {
+  if (!pickerController_) makePicker();
+  const auto entries =
+      pickProjects_ ? TLXContainers::orderedProjects() : TLXContainers::orderedContexts();
+  std::vector<std::shared_ptr<OptionPickerItem>> options;
+  options.reserve(entries.size());
+  for (const auto& entry : entries) options.push_back(optionItemWithDictionary(entry));
+  pickerController_->setItems(OptionPickerItems::make(std::move(options)));
+  return pickerController_;
+}
+
+void ConfigurationItemHelper::makePicker() {
+  const auto weakHelper = std::weak_ptr<NSObject>(shared_from_this());
+  const auto self = [weakHelper] {
+    return std::dynamic_pointer_cast<ConfigurationItemHelper>(weakHelper.lock());
+  };
+  pickerController_ = std::make_shared<SearchableOptionPickerController>(UITableViewStyle::Plain);
+  pickerController_->setTitle(extensionString(pickProjects_ ? "Project" : "Context"));
+  pickerController_->setTarget(shared_from_this());
+  pickerController_->setAction([self](OptionPickerController&) {
+    if (const auto helper = self()) helper->pickedItem();
+  });
+  pickerController_->tableView()->setBackgroundColor(UIColor::clearColor());
+  pickerController_->navigationItem()->setRightBarButtonItem(
+      std::make_shared<UIBarButtonItem>(extensionString("None"), UIBarButtonItemStyle::Plain,
+                                        shared_from_this(), [self](UIBarButtonItem&) {
+                                          if (const auto helper = self()) helper->pickedNone();
+                                        }));
+}
+
+void ConfigurationItemHelper::pickedItem() {
+  if (const auto row = configurationItem()) {
+    const auto chosen = pickerController_->selectedItem();
+    row->setValue(chosen ? chosen->title() : std::nullopt);
+  }
+  popPicker();
+}
+
+void ConfigurationItemHelper::pickedNone() {
+  if (const auto row = configurationItem()) row->setValue(std::nullopt);
+  popPicker();
+}
+
+void ConfigurationItemHelper::popPicker() {
+  if (const auto navigation = pickerController_->navigationController()) {
+    navigation->popViewControllerAnimated(true);
+  }
+}
+
+std::shared_ptr<OptionPickerItem> ConfigurationItemHelper::optionItemWithDictionary(
+    const PropertyList& entry) const {
+  auto option = std::make_shared<OptionPickerItem>(textOf(entry, TLXContainerTitle));
+  option->setDetailText(textOf(entry, TLXContainerPath));
+  return option;
+}
+
+}  // namespace tasklane

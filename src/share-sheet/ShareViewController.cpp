@@ -1,0 +1,178 @@
+#include "share-sheet/ShareViewController.h"
+
+#include "appearance/TasklaneAppearance.h"
+#include "foundation/NSClassFromString.h"
+#include "foundation/NSFileManager.h"
+#include "share-sheet/ConfigurationItemHelper.h"
+#include "share-sheet/ExtensionStrings.h"
+#include "shared-store/TLXContainers.h"
+#include "shared-store/TLXExternalAction.h"
+#include "uikit/UIBarButtonItem.h"
+#include "uikit/UINavigationBar.h"
+#include "view-utilities/UIView+TasklaneExtensions.h"
+
+namespace tasklane {
+
+namespace {
+
+/// What the Notes row shows: that there is a note, never the note itself.
+std::string noteMark(const std::string& note) { return note.empty() ? "" : "..."; }
+
+/// A row holds a name; only when the item is posted it becomes an identifier, so that a project
+/// that has gone from the catalogue meanwhile drops out of the item.
+void addChoice(PropertyListDictionary& info, const SLComposeSheetConfigurationItem& row,
+               std::optional<std::string> (*identifierForName)(const std::string&),
+               const std::string& key) {
+  const std::string name = row.value().value_or("");
+  if (name.empty()) return;
+  const auto identifier = identifierForName(name);
+  if (!identifier) return;
+  info.set(key, *identifier);
+  info.set(key + "Name", name);
+}
+
+}  // namespace
+
+ShareViewController::ShareViewController() {
+  // The sheet always wears the default palette, whatever the main application has chosen.
+  static const bool once = (TasklaneAppearance::setCurrentPalette(0), true);
+  (void)once;
+}
+
+void ShareViewController::registerPrincipalClass() {
+  registerClass("ShareViewController", [] { return std::make_shared<ShareViewController>(); });
+}
+
+void ShareViewController::viewDidLoad() {
+  SLComposeServiceViewController::viewDidLoad();
+  setTitle("Tasklane");
+  if (const auto post = postItem()) post->setTitle(extensionString("Save"));
+  if (!initialText_.empty()) textView()->setText(initialText_);
+  wearPalette();
+}
+
+void ShareViewController::wearPalette() {
+  const auto& palette = TasklaneAppearance::currentAppearance();
+  setPlaceholder(extensionString("Title"));
+  setColors({.background = palette.BackgroundColor(),
+             .text = palette.TitleTextColor(),
+             .secondaryText = palette.MetadataTextColor(),
+             .separator = palette.SeparatorColor(),
+             .selection = palette.StandardPlainTableCellSelectionColor()});
+}
+
+std::shared_ptr<UIBarButtonItem> ShareViewController::postItem() {
+  const auto bar = _findNavigationBarInView(*view());
+  const auto item = bar ? bar->topItem() : nullptr;
+  return item ? item->rightBarButtonItem() : nullptr;
+}
+
+std::shared_ptr<UINavigationBar> ShareViewController::_findNavigationBarInView(const UIView& view) {
+  for (const auto& subview : view.subviews()) {
+    if (auto bar = std::dynamic_pointer_cast<UINavigationBar>(subview)) return bar;
+    if (auto bar = _findNavigationBarInView(*subview)) return bar;
+  }
+  return nullptr;
+}
+
+void ShareViewController::didSelectPost() {
+  PropertyListDictionary info;
+  info.set("title", contentText());
+  addChoice(info, *projectConfigItem(), TLXContainers::uniqueIDForProjectNamed, "project");
+  addChoice(info, *contextConfigItem(), TLXContainers::uniqueIDForContextNamed, "context");
+  if (!attachmentFiles_.empty()) {
+    info.set("attachments", PropertyList::Array(attachmentFiles_.begin(), attachmentFiles_.end()));
+  }
+  if (!noteText_.empty()) info.set("notes", noteText_);
+  TLXExternalAction::newItemWithInfo(PropertyList(std::move(info)));
+  SLComposeServiceViewController::didSelectPost();
+}
+
+void ShareViewController::didSelectCancel() {
+  const std::string folder = TLXExternalAction::sharedAttachmentPath();
+  for (const auto& name : attachmentFiles_) {
+    if (unwrittenFiles_.contains(name)) continue;
+    (void)NSFileManager::defaultManager().removeItemAtPath(folder + "/" + name);
+  }
+  attachmentFiles_.clear();
+  unwrittenFiles_.clear();
+  SLComposeServiceViewController::didSelectCancel();
+}
+
+std::shared_ptr<NoteViewController> ShareViewController::noteController() {
+  if (!noteController_) {
+    noteController_ = std::make_shared<NoteViewController>();
+    noteController_->setTitle(extensionString("Notes"));
+    noteController_->loadViewIfNeeded();
+    noteController_->noteTextView()->setDelegate(sharedFrom(this));
+    noteController_->noteTextView()->setAccessibilityLabel(extensionString("Notes"));
+  }
+  noteController_->noteTextView()->setText(noteText_);
+  return noteController_;
+}
+
+void ShareViewController::textViewDidChange(const std::shared_ptr<UITextView>& textView) {
+  if (!noteController_ || textView != noteController_->noteTextView()) {
+    SLComposeServiceViewController::textViewDidChange(textView);
+    return;
+  }
+  noteText_ = textView->text();
+  notesConfigItem()->setValue(noteMark(noteText_));
+}
+
+std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>>
+ShareViewController::configurationItems() {
+  if (configItems_.empty()) {
+    configItems_ = {makeNotesItem(), makePickerItem("Project", true),
+                    makePickerItem("Context", false)};
+  }
+  return configItems_;
+}
+
+std::shared_ptr<SLComposeSheetConfigurationItem> ShareViewController::makeNotesItem() {
+  auto item = std::make_shared<SLComposeSheetConfigurationItem>();
+  item->setTitle(extensionString("Notes"));
+  item->setValue(noteMark(noteText_));
+  const auto weakSheet = std::weak_ptr<NSObject>(shared_from_this());
+  item->setTapHandler([weakSheet] {
+    const auto sheet = std::dynamic_pointer_cast<ShareViewController>(weakSheet.lock());
+    if (!sheet) return;
+    // The note takes the keyboard at once only where it was in use for a text already.
+    const auto responder = findFirstResponderStartingAtView(sheet->view());
+    const bool editing = dynamic_cast<UITextInput*>(responder.get()) != nullptr;
+    const auto editor = sheet->noteController();
+    editor->setShouldBeginEditingNoteOnViewWillAppear(editing);
+    sheet->pushConfigurationViewController(editor);
+  });
+  return item;
+}
+
+std::shared_ptr<SLComposeSheetConfigurationItem> ShareViewController::makePickerItem(
+    const std::string& titleKey, bool pickProjects) {
+  auto item = std::make_shared<SLComposeSheetConfigurationItem>();
+  item->setTitle(extensionString(titleKey));
+  item->setValue("");
+  const auto helper = std::make_shared<ConfigurationItemHelper>();
+  helper->setConfigurationItem(item);
+  helper->setPickProjects(pickProjects);
+  const auto weakSheet = std::weak_ptr<NSObject>(shared_from_this());
+  item->setTapHandler([weakSheet, helper] {
+    const auto sheet = std::dynamic_pointer_cast<ShareViewController>(weakSheet.lock());
+    if (sheet) sheet->pushConfigurationViewController(helper->pickerController());
+  });
+  return item;
+}
+
+std::shared_ptr<SLComposeSheetConfigurationItem> ShareViewController::notesConfigItem() {
+  return configurationItems().at(0);
+}
+
+std::shared_ptr<SLComposeSheetConfigurationItem> ShareViewController::projectConfigItem() {
+  return configurationItems().at(1);
+}
+
+std::shared_ptr<SLComposeSheetConfigurationItem> ShareViewController::contextConfigItem() {
+  return configurationItems().at(2);
+}
+
+}  // namespace tasklane

@@ -1,0 +1,124 @@
+"""A private desktop for tests: a virtual display with a window manager, a session bus, a container of its own,
+and a share sheet on it."""
+import json
+import os
+import shutil
+import subprocess
+import tempfile
+import time
+
+TASKLANE = os.environ["TASKLANE"]
+
+
+def wait_for(what, condition, limit=20.0):
+    """Waits until the condition answers something true, and answers it."""
+    deadline = time.monotonic() + limit
+    while True:
+        answer = condition()
+        if answer:
+            return answer
+        if time.monotonic() > deadline:
+            raise AssertionError(f"waited {limit:g} s in vain for {what}")
+        time.sleep(0.02)
+
+
+class Desktop:
+    """Use as a context manager. Programs are started with `environment`."""
+
+    def __init__(self, size="1280x800", bus=False):
+        self.size, self.bus = size, bus
+        self.programs = []
+
+    def __enter__(self):
+        self.folder = tempfile.mkdtemp(prefix="tasklane-desktop-")
+        self.environment = {
+            **os.environ, "XDG_RUNTIME_DIR": self.folder, "TASKLANE_GROUP_CONTAINERS": self.folder + "/groups",
+            "XDG_SESSION_TYPE": "x11", "LANG": "C.UTF-8", "TASKLANE_ANIMATIONS": "0"}
+        for name in ("WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "LANGUAGE", "LC_ALL", "DBUS_SESSION_BUS_ADDRESS"):
+            self.environment.pop(name, None)
+        self.environment["NO_AT_BRIDGE"] = "1"
+        reader, writer = os.pipe()
+        self.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", self.size + "x24", "-nolisten", "tcp",
+                    "-noreset"], pass_fds=[writer])
+        os.close(writer)
+        with os.fdopen(reader) as display:
+            self.environment["DISPLAY"] = ":" + display.readline().strip()
+        if self.bus:
+            self.start_bus()
+        self.start(["openbox", "--sm-disable"])
+        wait_for("the window manager", lambda: "window id" in self.output(
+            ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
+        return self
+
+    def start_bus(self):
+        bus = subprocess.Popen(
+            ["dbus-daemon", "--session", "--print-address=1", "--nofork"], env=self.environment,
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.programs.append(bus)
+        self.environment["DBUS_SESSION_BUS_ADDRESS"] = bus.stdout.readline().strip()
+        self.environment.pop("NO_AT_BRIDGE")
+        self.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
+
+    def __exit__(self, *_):
+        for program in reversed(self.programs):
+            program.terminate()
+        for program in reversed(self.programs):
+            try:
+                program.wait(10)
+            except subprocess.TimeoutExpired:
+                program.kill()
+                program.wait()
+            if program.stdout:
+                program.stdout.close()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def start(self, command, **options):
+        options.setdefault("stdout", subprocess.DEVNULL)
+        options.setdefault("stderr", subprocess.DEVNULL)
+        program = subprocess.Popen(command, env=self.environment, **options)
+        self.programs.append(program)
+        return program
+
+    def output(self, command):
+        return subprocess.run(command, env=self.environment, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                              text=True).stdout
+
+    def tasklane(self, *arguments, text=None):
+        return subprocess.run([TASKLANE, *arguments], env=self.environment, input=text, check=True,
+                              stdout=subprocess.PIPE, text=True).stdout
+
+    def publish(self, projects, contexts=()):
+        """Publishes projects and contexts by their titles; identifiers are p0, p1, ... and c0, c1, ..."""
+        def entries(titles, prefix):
+            return {f"{prefix}{i}": {"id": f"{prefix}{i}", "title": title, "path": "Folder"}
+                    for i, title in enumerate(titles)}
+        import plistlib
+        document = plistlib.dumps({
+            "projects": entries(projects, "p"), "orderedProjectIDs": [f"p{i}" for i in range(len(projects))],
+            "contexts": entries(contexts, "c"), "orderedContextIDs": [f"c{i}" for i in range(len(contexts))]})
+        self.tasklane("publish", "containers", "-", text=document.decode())
+
+    def queue(self):
+        return json.loads(self.tasklane("queue", "--json"))
+
+    def share(self, *arguments):
+        """Opens the sheet; answers its process once its window is on the screen."""
+        before = set(self.windows())
+        program = self.start([TASKLANE, "share", *arguments])
+        def appeared():
+            if program.poll() is not None:
+                raise AssertionError(f"the share ended with {program.returncode} before its window appeared")
+            return set(self.windows()) - before
+        self.window = wait_for("the sheet's window", appeared).pop()
+        self.output(["xdotool", "windowactivate", "--sync", self.window])
+        return program
+
+    def windows(self):
+        return self.output(["xdotool", "search", "--onlyvisible", "--name", "^Tasklane$"]).split()
+
+    def keys(self, *names):
+        """Presses keys, one after another, as a person does."""
+        subprocess.run(["xdotool", "key", "--delay", "40", *names], env=self.environment, check=True)
+
+    def type(self, text):
+        subprocess.run(["xdotool", "type", "--delay", "25", text], env=self.environment, check=True)
