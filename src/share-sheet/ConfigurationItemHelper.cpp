@@ -37,7 +37,11 @@ void ConfigurationItemHelper::makePicker() {
   pickerController_->setAction([self](OptionPickerController&) {
     if (const auto helper = self()) helper->pickedItem();
   });
+  const std::string countKey = pickProjects_ ? "%@ projects" : "%@ contexts";
+  pickerController_->setResultsAnnouncement(
+      [countKey](std::size_t count) { return extensionString(countKey, count); });
   pickerController_->tableView()->setBackgroundColor(UIColor::clearColor());
+  pickerController_->searchController()->searchBar()->setPlaceholder(extensionString("Search"));
   pickerController_->navigationItem()->setRightBarButtonItem(
       std::make_shared<UIBarButtonItem>(extensionString("None"), UIBarButtonItemStyle::Plain,
                                         shared_from_this(), [self](UIBarButtonItem&) {

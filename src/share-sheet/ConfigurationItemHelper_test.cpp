@@ -1,12 +1,16 @@
 #include "share-sheet/ConfigurationItemHelper.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "share-sheet/ShareSheetTesting.h"
 #include "uikit/UIWindow.h"
+#include "uikit/headless/Headless.h"
 
 namespace tasklane {
 namespace {
+
+using ::testing::ElementsAre;
 
 class ConfigurationItemHelperTest : public ::testing::Test, public ShareSheetTesting {
  protected:
@@ -107,6 +111,20 @@ TEST_F(ConfigurationItemHelperTest, ClosingASheetFreesItsRowsHelpersAndPickers) 
   EXPECT_TRUE(weakRow.expired());
   EXPECT_TRUE(weakPicker.expired());
   EXPECT_TRUE(weakEditor.expired());
+}
+
+TEST_F(ConfigurationItemHelperTest, SaysWhatASearchHasLeft) {
+  publish({"Home", "Work", "Homework"}, {});
+  const auto sheet = begin({item("Title")});
+  show(sheet);
+  sheet->projectConfigItem()->tapHandler()();
+  const auto search = picker()->searchController();
+  search->setActive(true);
+  for (const auto* text : {"home", "work", "homew", "zzz"}) {
+    search->searchBar()->userDidChangeText(text);
+  }
+  EXPECT_THAT(headless::announcements(),
+              ElementsAre("2 projects", "2 projects", "1 project", "No projects"));
 }
 
 TEST_F(ConfigurationItemHelperTest, AHelperWhoseRowIsGoneChangesNothing) {

@@ -29,7 +29,12 @@ class ShareSheetTesting {
     std::filesystem::create_directories(bundle);
     (void)NSFileManager::defaultManager().writeToFile(
         bundle / "Info.plist", "{CFBundleIdentifier = \"com.kestrelworks.Tasklane\";}");
-    std::filesystem::create_directory_symlink(TASKLANE_RESOURCES, bundle / "Resources");
+    std::filesystem::create_directories(bundle / "Resources");
+    for (const char* part : {"palettes", "Share.appex/Resources/en.lproj"}) {
+      const std::filesystem::path resource = std::filesystem::path(TASKLANE_RESOURCES) / part;
+      std::filesystem::create_directory_symlink(resource,
+                                                bundle / "Resources" / resource.filename());
+    }
     setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
     NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle));
   }
