@@ -21,7 +21,8 @@
 namespace tasklane {
 namespace {
 
-constexpr std::uint32_t kWatched = IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF;
+constexpr std::uint32_t kTouched = IN_ACCESS;
+constexpr std::uint32_t kHarmed = IN_MODIFY | IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF;
 constexpr int kMostAttempts = 100;
 constexpr std::chrono::milliseconds kPollInterval{100};
 /// No process sleeps through so many posts: a counter that has moved further holds garbage.
@@ -138,7 +139,7 @@ bool CFNotificationCenter::State::watch(Listening& listening) {
     const CounterPointer counter = counterFor(listening.name);
     if (!counter) return false;
     const char* const path = counter->path().c_str();
-    listening.watch = inotify ? inotify_add_watch(inotify.get(), path, kWatched) : -1;
+    listening.watch = inotify ? inotify_add_watch(inotify.get(), path, kTouched | kHarmed) : -1;
     if (inotify && listening.watch < 0 && errno != ENOENT) startPolling();
     if (counter->inPlace()) {
       listening.counter = counter;
@@ -238,7 +239,7 @@ void CFNotificationCenter::State::readEvents() {
     const auto event = events.find(listening->watch);
     if (event == events.end() && !overflow) continue;
     if (listening->observers.empty()) continue;
-    attend(*listening, overflow || (event->second & ~IN_MODIFY) != 0);
+    attend(*listening, overflow || (event->second & ~kTouched) != 0);
   }
 }
 

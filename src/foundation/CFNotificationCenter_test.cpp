@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <poll.h>
 #include <sys/prctl.h>
@@ -11,6 +12,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -173,19 +175,47 @@ TEST(CFNotificationCenterTest, PostersKilledAtAnyMomentLoseNothingAndHoldUpNobod
   }
 }
 
-/// A process under this filter ends with the first system call but read, write and _exit.
+/// From now on any system call of this thread but the process's end ends the process with a signal.
+void forbidSystemCalls() {
+  sock_filter program[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_exit_group, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_KILL_PROCESS),
+  };
+  const sock_fprog filter{static_cast<unsigned short>(std::size(program)), program};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
+    _exit(1);
+  }
+}
+
 TEST(CFNotificationCenterTest, APostThatNobodySleepsOnEntersNoSystemCall) {
   const pid_t child = fork();
   if (child == 0) {
     center().postNotification("gated");
-    if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT) != 0) _exit(1);
+    forbidSystemCalls();
     for (int i = 0; i < 1000; ++i) center().postNotification("gated");
-    syscall(SYS_exit, 0);
+    syscall(SYS_exit_group, 0);
   }
   int status = -1;
   waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(status, 0);
   EXPECT_EQ(counterOf("gated")->count(), 1001u);
+}
+
+/// A stranger's folder would let the stranger listen, and a link lead anywhere.
+TEST(CFNotificationCenterDeathTest, RefusesAFolderThatIsNotTheUsers) {
+  const std::string link = CFNotificationCenter::folder() + "/link";
+  fs::create_directory_symlink("/", link);
+  EXPECT_EXIT(
+      {
+        CFNotificationCenter::setFolder(link);
+        center().postNotification("refused");
+        Listener listener("refused");
+        _exit(0);
+      },
+      ::testing::ExitedWithCode(0), "link is not a folder of this user");
 }
 
 /// What may happen to the file behind a listener's and a poster's back. As long as its contents are

@@ -5,7 +5,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <filesystem>
+#include <utility>
 
 #include "foundation/NSFileManager.h"
 #include "foundation/StableHash.h"
@@ -13,16 +13,17 @@
 namespace tasklane {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr std::size_t kLongestReadableName = 180;
 
-fs::path lockRoot(const fs::path& target) {
-  for (fs::path folder = target.parent_path(); folder.has_relative_path();
-       folder = folder.parent_path()) {
-    if (folder.filename().string().starts_with("group.")) return folder;
+/// How much of a target's path is the folder at whose root its lock lies.
+std::size_t lockRootLength(const std::string& target) {
+  const std::size_t folder = target.rfind('/');
+  for (std::size_t end = folder; end != std::string::npos && end > 0;) {
+    const std::size_t slash = target.rfind('/', end - 1);
+    if (target.compare(slash + 1, 6, "group.") == 0) return end;
+    end = slash;
   }
-  return target.parent_path();
+  return folder;
 }
 
 /// One path below the root as one file name.
@@ -47,7 +48,7 @@ FileDescriptor openLockFile(const std::string& path, CoordinationLock::Mode mode
   constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NOCTTY;
   FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | kFlags, 0600));
   if (!file && errno == ENOENT) {
-    const std::string folder = fs::path(path).parent_path().string();
+    const std::string folder = path.substr(0, path.rfind('/'));
     if (mode == CoordinationLock::Mode::Shared) {
       // Where even the root is missing there is nothing to read, and nothing is made.
       mkdir(folder.c_str(), 0700);
@@ -74,9 +75,8 @@ bool isStillAt(const std::string& path, int file) {
 }  // namespace
 
 std::string CoordinationLock::lockFile(const std::string& target) {
-  const fs::path root = lockRoot(target);
-  return (root / ".coordination" / lockName(fs::path(target).lexically_relative(root).string()))
-      .string();
+  const std::size_t root = lockRootLength(target);
+  return target.substr(0, root) + "/.coordination/" + lockName(target.substr(root + 1));
 }
 
 Result<CoordinationLock> CoordinationLock::acquire(const std::string& target, Mode mode) {

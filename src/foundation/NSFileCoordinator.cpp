@@ -51,9 +51,11 @@ struct Enclosing {
 
 /// With the lock held nobody writes, so what is staged was left by a process that was killed.
 void removeAbandoned(const std::string& target) {
-  constexpr int kUsualDepth = 2;
+  const auto removed = [&](int depth) {
+    return StagedFile::removeAbandoned(target, std::to_string(depth));
+  };
   int depth = 0;
-  while (StagedFile::removeAbandoned(target, std::to_string(depth)) || depth < kUsualDepth) ++depth;
+  while (removed(depth) || depth == 0) ++depth;
 }
 
 /// A write inside a write of the same file replaces what that has staged so far; only the outermost

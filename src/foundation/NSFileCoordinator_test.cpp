@@ -290,7 +290,7 @@ TEST_F(NSFileCoordinatorTest, ACommitThatFailsAndALockThatCannotBeHadAreErrors) 
 
 TEST_F(NSFileCoordinatorTest, EightProcessesThatAppendLoseNothing) {
   constexpr int kProcesses = 8;
-  constexpr int kAppendsEach = 25;
+  constexpr int kAppendsEach = 12;
   std::vector<pid_t> children;
   for (int process = 0; process < kProcesses; ++process) {
     const pid_t child = fork();

@@ -1,6 +1,5 @@
 #include "foundation/NSRunLoop.h"
 
-#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -55,6 +54,7 @@ struct NSRunLoop::State {
   void armTimer() const;
   void fireTimers();
   void dispatchSource(std::uint64_t identifier);
+  void dispatch(std::chrono::milliseconds wait);
 
   const int set;
   const int timer;
@@ -140,6 +140,23 @@ void NSRunLoop::State::dispatchSource(std::uint64_t identifier) {
   if (found != sources.end()) found->second->call();
 }
 
+void NSRunLoop::State::dispatch(std::chrono::milliseconds wait) {
+  std::array<epoll_event, 32> events;
+  const int count = epoll_wait(set, events.data(), static_cast<int>(events.size()),
+                               static_cast<int>(wait.count()));
+  CFNotificationCenterGetDarwinNotifyCenter().deliverAllPending();
+  for (int i = 0; i < count; ++i) {
+    const std::uint64_t identifier = events[static_cast<std::size_t>(i)].data.u64;
+    if (identifier == kMainQueue) {
+      NSOperationQueue::mainQueue().runPending();
+    } else if (identifier == kTimers) {
+      fireTimers();
+    } else {
+      dispatchSource(identifier);
+    }
+  }
+}
+
 NSRunLoop::NSRunLoop() : state_(std::make_unique<State>()) {}
 
 NSRunLoop& NSRunLoop::mainRunLoop() {
@@ -164,21 +181,7 @@ std::shared_ptr<NSRunLoop::Source> NSRunLoop::addTimer(std::chrono::milliseconds
 
 int NSRunLoop::fileDescriptor() const { return state_->set; }
 
-void NSRunLoop::dispatch() {
-  CFNotificationCenterGetDarwinNotifyCenter().deliverAllPending();
-  std::array<epoll_event, 32> events;
-  const int count = epoll_wait(state_->set, events.data(), static_cast<int>(events.size()), 0);
-  for (int i = 0; i < count; ++i) {
-    const std::uint64_t identifier = events[static_cast<std::size_t>(i)].data.u64;
-    if (identifier == kMainQueue) {
-      NSOperationQueue::mainQueue().runPending();
-    } else if (identifier == kTimers) {
-      state_->fireTimers();
-    } else {
-      state_->dispatchSource(identifier);
-    }
-  }
-}
+void NSRunLoop::dispatch() { state_->dispatch(std::chrono::milliseconds(0)); }
 
 void NSRunLoop::run() {
   state_->stopped = false;
@@ -199,11 +202,10 @@ bool NSRunLoop::runUntil(const std::function<bool()>& condition, std::chrono::mi
     const auto wait = std::min(limit - passed, kLongestWait);
     if (const auto waiter = state_->waiter) {
       waiter(wait);
+      dispatch();
     } else {
-      pollfd ready{state_->set, POLLIN, 0};
-      poll(&ready, 1, static_cast<int>(wait.count()));
+      state_->dispatch(wait);
     }
-    dispatch();
   }
 }
 

@@ -33,13 +33,11 @@ struct NotifyCounter::Layout {
   std::atomic<std::uint64_t> nameLength;
   alignas(64) std::atomic<std::uint32_t> armed;
   alignas(64) std::atomic<std::uint32_t> served;
-  alignas(64) char touched;
 };
 
 namespace {
 
 constexpr std::size_t kNameOffset = 256;
-constexpr off_t kTouchOffset = 192;
 
 std::size_t fileSize(std::size_t nameLength) {
   return (kNameOffset + nameLength + kPageSize - 1) / kPageSize * kPageSize;
@@ -57,7 +55,6 @@ NotifyCounter::Layout& NotifyCounter::layout() const {
 
 std::shared_ptr<NotifyCounter> NotifyCounter::map(const std::string& path, FileDescriptor file) {
   static_assert(std::atomic<std::uint64_t>::is_always_lock_free && sizeof(Layout) <= kNameOffset);
-  static_assert(offsetof(Layout, touched) == kTouchOffset);
   struct stat status {};
   if (fstat(file.get(), &status) != 0 || !isOwnPlainFile(status) ||
       status.st_size < static_cast<off_t>(kPageSize) ||
@@ -92,7 +89,10 @@ std::uint64_t NotifyCounter::count() const { return layout().posts.load() & ~kRe
 void NotifyCounter::arm() { layout().armed.fetch_add(1); }
 
 void NotifyCounter::touch() {
-  [[maybe_unused]] const ssize_t written = pwrite(file_.get(), "", 1, kTouchOffset);
+  // Reading is an event for whoever watches the file as writing is, but takes less, and neither a
+  // full disk nor a limit on the size of files stands in its way.
+  char byte;
+  [[maybe_unused]] const ssize_t got = pread(file_.get(), &byte, 1, 0);
 }
 
 void NotifyCounter::retire() { layout().posts.fetch_or(kRetired); }

@@ -4,8 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -23,14 +25,38 @@ constexpr int kLongestLinkChain = 40;
 // Leaves room for what is put around a file's name within the 255 bytes of a name.
 constexpr std::size_t kLongestReadableName = 180;
 
-std::string parentOf(const std::string& path) { return fs::path(path).parent_path().string(); }
+/// Of an absolute path without doubled slashes.
+std::string parentOf(const std::string& path) {
+  return path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
+}
+
+std::string nameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+std::string join(const std::string& folder, const std::string& name) {
+  return folder == "/" ? folder + name : folder + "/" + name;
+}
+
+/// A folder's real path. What does not exist yet stays as it is.
+std::string realFolder(const std::string& folder, std::error_code& problem) {
+  char real[PATH_MAX];
+  if (realpath(folder.c_str(), real)) return real;
+  return fs::weakly_canonical(folder, problem).string();
+}
 
 std::string stagingPath(const std::string& target, const std::string& tag) {
-  std::string name = fs::path(target).filename().string();
+  std::string name = nameOf(target);
   if (name.size() > kLongestReadableName) {
     name = name.substr(0, kLongestReadableName) + "~" + stableHashText(name);
   }
-  return parentOf(target) + "/." + name + ".staged-" + tag;
+  return join(parentOf(target), "." + name + ".staged-" + tag);
+}
+
+/// Removes a file, or the folder that somebody made in its place; whether there was one.
+bool removeAnything(const std::string& path) {
+  if (unlink(path.c_str()) == 0) return true;
+  if (errno != EISDIR) return false;
+  std::error_code problem;
+  return fs::remove_all(path, problem) > 0 && !problem;
 }
 
 std::string deepestFolderOf(std::string path) {
@@ -42,15 +68,16 @@ std::string deepestFolderOf(std::string path) {
 
 Result<std::string> pathWithLinksFollowed(const std::string& path) {
   std::error_code problem;
-  fs::path current = fs::absolute(path, problem);
+  std::string current = path.starts_with('/') ? path : fs::absolute(path, problem).string();
   for (int links = 0; !problem && links < kLongestLinkChain; ++links) {
-    const fs::path folder = fs::weakly_canonical(current.parent_path(), problem);
+    const std::string folder = realFolder(parentOf(current), problem);
     if (problem) break;
-    current = folder / current.filename();
+    current = join(folder, nameOf(current));
     char destination[PATH_MAX];
     const ssize_t length = readlink(current.c_str(), destination, sizeof destination);
-    if (length < 0) return current.string();
-    current = folder / std::string(destination, static_cast<std::size_t>(length));
+    if (length < 0) return current;
+    const std::string link(destination, static_cast<std::size_t>(length));
+    current = link.starts_with('/') ? link : join(folder, link);
   }
   return NSError::fromErrno(problem ? problem.value() : ELOOP, "cannot follow the path " + path);
 }
@@ -67,8 +94,7 @@ StagedFile::StagedFile(std::string target, const std::string& tag)
       deepestOldFolder_(deepestFolderOf(parentOf(target_))) {}
 
 bool StagedFile::removeAbandoned(const std::string& target, const std::string& tag) {
-  std::error_code problem;
-  return fs::remove_all(stagingPath(target, tag), problem) > 0 && !problem;
+  return removeAnything(stagingPath(target, tag));
 }
 
 bool StagedFile::exists() const {
@@ -77,9 +103,9 @@ bool StagedFile::exists() const {
 }
 
 void StagedFile::discard() {
-  std::error_code problem;
-  fs::remove_all(path_, problem);  // a folder, should somebody have made one
-  unusable_ = static_cast<bool>(problem) && exists();
+  if (moved_) return;
+  removeAnything(path_);
+  unusable_ = exists();
 }
 
 Result<void> StagedFile::flushContents() const {
@@ -130,6 +156,7 @@ Result<void> StagedFile::moveTo(const std::string& path) {
   if (unusable_ || rename(path_.c_str(), path.c_str()) != 0) {
     return NSError::fromErrno(unusable_ ? EIO : errno, "cannot replace " + path);
   }
+  moved_ = true;
   return {};
 }
 

@@ -48,6 +48,7 @@ class StagedFile {
   std::string target_;
   std::string path_;
   std::string deepestOldFolder_;
+  bool moved_ = false;
   bool unusable_ = false;
 };
 
