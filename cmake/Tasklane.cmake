@@ -61,3 +61,22 @@ function(tasklane_tests name)
   gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 120 DISCOVERY_MODE PRE_TEST
     PROPERTIES TIMEOUT 300 ENVIRONMENT "${ARG_ENVIRONMENT}")
 endfunction()
+
+# tasklane_fuzzers([USES target...])
+#
+# Makes a program of every *_fuzz.cpp file of this folder. Each is called with seconds and a seed; a
+# short run of each is a test.
+function(tasklane_fuzzers)
+  if(NOT TASKLANE_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "" "" "USES" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS *_fuzz.cpp)
+  foreach(source IN LISTS sources)
+    get_filename_component(name ${source} NAME_WE)
+    add_executable(${name} ${source})
+    target_link_libraries(${name} PRIVATE ${ARG_USES})
+    add_test(NAME ${name} COMMAND ${name} 2 1)
+    set_tests_properties(${name} PROPERTIES TIMEOUT 120)
+  endforeach()
+endfunction()

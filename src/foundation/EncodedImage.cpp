@@ -52,7 +52,7 @@ struct EncodedImage::State {
       decoding.scratchFolder = scratch;
       return openJPEG(*source, std::move(decoding));
     }
-    if (header.format == Format::PNG) return openPNG(*source, {false, scratch});
+    if (header.format == Format::PNG) return openPNG(*source, {false, header.orientation, scratch});
     return openWithCodecModule({source.get(), header, scratch});
   }
 
@@ -65,7 +65,7 @@ struct EncodedImage::State {
       decoding.scratchFolder = scratchFolder();
       return openJPEG(*source, std::move(decoding));
     }
-    if (header.format == Format::PNG) return openPNG(*source, {true, scratchFolder()});
+    if (header.format == Format::PNG) return openPNG(*source, {true, header.orientation, scratchFolder()});
     return openWithCodecModule({source.get(), header, scratchFolder()});
   }
 };

@@ -55,10 +55,9 @@ bool JPEGCoefficientFile::makeFile() {
     return false;
   }
   file_ = std::move(file).value();
-  std::uint64_t size = 0;
   for (const auto& array : arrays_) {
-    array->offset = size;
-    size += std::uint64_t{array->rowBytes} * array->rows;
+    array->offset = size_;
+    size_ += std::uint64_t{array->rowBytes} * array->rows;
   }
   return true;
 }

@@ -34,6 +34,8 @@ class JPEGCoefficientFile {
   /// this. Uses the object's client_data.
   void install(j_common_ptr info);
 
+  /// What the file may grow to, in bytes; 0 for a picture in one scan.
+  std::uint64_t size() const { return size_; }
   /// What the disk said, when it was the reason why the library gave up.
   const std::optional<NSError>& failure() const { return failure_; }
 
@@ -62,6 +64,7 @@ class JPEGCoefficientFile {
 
   std::string scratchFolder_;
   std::shared_ptr<UnnamedFile> file_;
+  std::uint64_t size_ = 0;
   std::optional<NSError> failure_;
   std::vector<std::unique_ptr<Array>> arrays_;
   void (*realizeOthers_)(j_common_ptr) = nullptr;

@@ -14,7 +14,9 @@ namespace tasklane {
 namespace {
 
 /// More scans than any encoder writes; each costs a pass over the whole picture.
-constexpr int kMaximumScans = 200;
+constexpr int kMaximumScans = 100;
+/// Enough for as many passes over 48 megapixels. A few bytes can ask for gigabytes of each.
+constexpr std::uint64_t kMaximumPassedBytes = 16ull << 30;
 
 [[noreturn]] void giveUp(j_common_ptr info) {
   auto* failure = static_cast<JPEGFailure*>(info->err);
@@ -87,6 +89,7 @@ JPEGReader::JPEGReader(const ImageSource& source, std::string scratchFolder)
   input_.resync_to_restart = jpeg_resync_to_restart;
   input_.term_source = initSource;
   progress_.progress_monitor = limitScans;
+  progress_.coefficients = &coefficients_;
 }
 
 JPEGReader::~JPEGReader() {
@@ -130,7 +133,10 @@ void JPEGReader::skipInputData(j_decompress_ptr info, long count) {
 }
 
 void JPEGReader::limitScans(j_common_ptr info) {
-  if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > kMaximumScans)
+  const auto* progress = static_cast<Progress*>(info->progress);
+  const int scans = reinterpret_cast<j_decompress_ptr>(info)->input_scan_number;
+  const std::uint64_t size = progress->coefficients->size();
+  if (scans > kMaximumScans || static_cast<std::uint64_t>(scans) * size > kMaximumPassedBytes)
     failJPEG(info, NSError::Kind::Unsupported, "the JPEG has more scans than any real picture");
 }
 

@@ -64,6 +64,9 @@ class JPEGReader {
     std::uint64_t offset;
     JOCTET buffer[64 * 1024];
   };
+  struct Progress : jpeg_progress_mgr {
+    const JPEGCoefficientFile* coefficients;
+  };
   static void initSource(j_decompress_ptr) {}
   static boolean fillInputBuffer(j_decompress_ptr info);
   static void skipInputData(j_decompress_ptr info, long count);
@@ -72,7 +75,7 @@ class JPEGReader {
   const ImageSource& source_;
   JPEGFailure failure_;
   jpeg_decompress_struct info_{};
-  jpeg_progress_mgr progress_{};
+  Progress progress_{};
   Input input_;
   JPEGCoefficientFile coefficients_;
 };

@@ -20,6 +20,8 @@ namespace tasklane {
 namespace {
 
 constexpr std::size_t kMaximumChunk = 8 * 1024 * 1024;
+/// Every one of them goes to the disk and back seven times.
+constexpr std::uint64_t kMaximumInterlacedPixels = 150'000'000;
 constexpr std::size_t kWindowBytes = 1024 * 1024;
 
 /// The library's session. As with JPEG, nothing with a destructor may live between attempt() and a
@@ -85,7 +87,7 @@ class PNGDecoder final : public StripProducer {
       : reader_(source), decoding_(std::move(decoding)) {}
 
   const StripLayout& layout() const override { return layout_; }
-  int orientation() const override { return orientation_; }
+  int orientation() const override { return decoding_.orientation; }
   const std::string& colorProfile() const override { return profile_; }
 
   Result<void> start() {
@@ -100,7 +102,7 @@ class PNGDecoder final : public StripProducer {
     layout_ = StripLayout::interleaved(pixels, png_get_image_width(reader_.png(), reader_.info()),
                                        png_get_image_height(reader_.png(), reader_.info()));
     rowBytes_ = png_get_rowbytes(reader_.png(), reader_.info());
-    takeMetadata();
+    takeProfile();
     if (passes_ == 1) {
       row_.resize(rowBytes_);
       return {};
@@ -151,7 +153,7 @@ class PNGDecoder final : public StripProducer {
     png_read_update_info(png, info);
   }
 
-  void takeMetadata() {
+  void takeProfile() {
     png_charp name = nullptr;
     int compression = 0;
     png_bytep bytes = nullptr;
@@ -159,15 +161,13 @@ class PNGDecoder final : public StripProducer {
     if (png_get_iCCP(reader_.png(), reader_.info(), &name, &compression, &bytes, &length))
       profile_ = usableColorProfile({reinterpret_cast<const char*>(bytes), length},
                                     layout_.pixels == PixelLayout::Gray);
-    png_bytep exif = nullptr;
-    png_uint_32 exifLength = 0;
-    if (png_get_eXIf_1(reader_.png(), reader_.info(), &exifLength, &exif))
-      orientation_ =
-          orientationInExif({reinterpret_cast<const char*>(exif), exifLength}).value_or(1);
   }
 
   /// All passes but the last, into the file; the last one completes row after row.
   Result<void> readEarlyPasses() {
+    if (std::uint64_t{layout_.width} * layout_.height > kMaximumInterlacedPixels)
+      return NSError{NSError::Kind::Unsupported,
+                     "an interlaced PNG may have 150 million pixels at most; save it otherwise"};
     auto file = UnnamedFile::makeInFolder(decoding_.scratchFolder);
     if (!file.ok()) return file.error();
     waiting_ = std::move(file).value();
@@ -229,7 +229,6 @@ class PNGDecoder final : public StripProducer {
   PNGDecoding decoding_;
   StripLayout layout_;
   std::string profile_;
-  int orientation_ = 1;
   int passes_ = 1;
   std::size_t channels_ = 0;
   std::size_t rowBytes_ = 0;

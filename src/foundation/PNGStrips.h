@@ -11,6 +11,8 @@ namespace tasklane {
 struct PNGDecoding {
   /// Keep the transparency (RGBA) instead of laying the picture on white.
   bool alpha = false;
+  /// Orientation of the stored pixels.
+  int orientation = 1;
   std::string scratchFolder;
 };
 
