@@ -93,15 +93,23 @@ class WebPStrips : public StripProducer {
     const bool exchanged = orientationExchangesSides(request_.header.orientation);
     width_ = exchanged ? request_.header.height : request_.header.width;
     height_ = exchanged ? request_.header.width : request_.header.height;
-    // Besides its output the library keeps what it was fed; of a lossless picture all the pixels.
-    const std::uint64_t held =
-        request_.source->size() + (lossy_ ? 0 : std::uint64_t{width_} * height_ * 4);
+    const std::uint64_t held = request_.source->size() + heldBesides();
     if (held > kCodecMemory) return needsTooMuchMemory(request_, held);
     return prepare();
   }
 
  protected:
   virtual Result<void> prepare() = 0;
+
+  /// What the library holds besides what it was fed. Of a lossless picture that is all the pixels.
+  /// A lossy one leaves memory as it is decoded, row by row, unless it is so plain that one piece
+  /// of the file decodes to much of it.
+  std::uint64_t heldBesides() const {
+    const std::uint64_t pixels = std::uint64_t{width_} * height_;
+    if (!lossy_) return pixels * 4;
+    const bool plain = request_.source->size() * 40 < pixels;
+    return plain ? pixels * 3 / 2 : pixels / 4;
+  }
 
   /// Feeds the library until that many rows are there.
   Result<void> waitForRows(std::uint32_t rows) {
@@ -114,7 +122,7 @@ class WebPStrips : public StripProducer {
   virtual std::uint32_t rowsDone() const = 0;
 
   Result<void> feed() {
-    std::uint8_t piece[32 * 1024];
+    std::uint8_t piece[8 * 1024];
     const auto got = request_.source->readAt(offset_, piece, sizeof piece);
     if (got < 0) return NSError::fromErrno(errno, "cannot read " + request_.source->name());
     if (got == 0) return damaged(request_, "it ends too early");
