@@ -6,6 +6,7 @@
 
 #include "Command.h"
 #include "ListCommands.h"
+#include "PaletteCommand.h"
 #include "PublishCommand.h"
 #include "QueueCommands.h"
 #include "ShareArguments.h"
@@ -26,6 +27,7 @@ class CommandLine {
     addLists();
     addPublish();
     addItemActions();
+    addPalette();
   }
 
   ExitCode run(int argc, char** argv) {
@@ -114,6 +116,14 @@ class CommandLine {
     addItemAction("uncomplete", "Make it incomplete again", TLXExternalAction::uncompleteItem);
     addItemAction("flag", "Flag a published item", TLXExternalAction::flagItem);
     addItemAction("unflag", "Remove its flag", TLXExternalAction::unflagItem);
+  }
+
+  void addPalette() {
+    auto* palette = app_.add_subcommand("palette", "Work on the palettes of the appearance");
+    palette->require_subcommand(1);
+    auto* check = palette->add_subcommand("check", "Say everything that is wrong with a palette");
+    check->add_option("FILE", file_, "A palette's property list")->required();
+    check->callback([this] { checkPalette(file_); });
   }
 
   void addItemAction(const std::string& name, const std::string& description,

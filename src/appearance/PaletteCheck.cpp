@@ -26,9 +26,9 @@ bool imageExists(const NSURL& list, std::string name) {
 
 }  // namespace
 
-std::vector<std::string> complaintsAboutPaletteAtPath(const std::string& path) {
+Result<std::vector<std::string>> complaintsAboutPaletteAtPath(const std::string& path) {
   const auto list = KAAppearancePropertyList::contentsOfFile(path);
-  if (!list) return {list.error().description};
+  if (!list) return list.error();
 
   const auto url = NSURL::fileURLWithPath(path);
   const bool isToday = url.lastPathComponent() == kTodayList;
