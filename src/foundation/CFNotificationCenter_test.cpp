@@ -35,21 +35,17 @@ namespace fs = std::filesystem;
 constexpr std::chrono::milliseconds kLimit{10'000};
 constexpr auto kBehavior = CFNotificationSuspensionBehavior::DeliverImmediately;
 
-/// Counters of the test program's own, gone at its end.
-class OwnCounters : public ::testing::Environment {
- public:
-  void SetUp() override {
+/// Counters of the tests' own, gone afterwards.
+class CFNotificationCenterTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
     std::string pattern = "/dev/shm/notification-test-XXXXXX";
-    folder_ = mkdtemp(pattern.data());
-    CFNotificationCenter::setFolder(folder_);
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    CFNotificationCenter::setFolder(pattern);
   }
-  void TearDown() override { fs::remove_all(folder_); }
-
- private:
-  std::string folder_;
+  static void TearDownTestSuite() { fs::remove_all(CFNotificationCenter::folder()); }
 };
-[[maybe_unused]] const auto* const kOwnCounters =
-    ::testing::AddGlobalTestEnvironment(std::make_unique<OwnCounters>().release());
+using CFNotificationCenterDeathTest = CFNotificationCenterTest;
 
 CFNotificationCenter& center() { return CFNotificationCenterGetDarwinNotifyCenter(); }
 
@@ -146,7 +142,7 @@ std::shared_ptr<NotifyCounter> counterOf(const std::string& name) {
   return NotifyCounter::open(CFNotificationCenter::folder(), name).value();
 }
 
-TEST(CFNotificationCenterTest, LosesNoPostOfEightProcessesToEightProcesses) {
+TEST_F(CFNotificationCenterTest, LosesNoPostOfEightProcessesToEightProcesses) {
   constexpr int kPosters = 8;
   constexpr std::uint64_t kPostsEach = 12'500;
   const auto listeners = peers(8, "--listen", "many");
@@ -158,7 +154,7 @@ TEST(CFNotificationCenterTest, LosesNoPostOfEightProcessesToEightProcesses) {
   }
 }
 
-TEST(CFNotificationCenterTest, PostersKilledAtAnyMomentLoseNothingAndHoldUpNobody) {
+TEST_F(CFNotificationCenterTest, PostersKilledAtAnyMomentLoseNothingAndHoldUpNobody) {
   constexpr int kRounds = 12;
   const auto listeners = peers(4, "--listen", "killed");
   const auto counter = counterOf("killed");
@@ -190,7 +186,7 @@ void forbidSystemCalls() {
   }
 }
 
-TEST(CFNotificationCenterTest, APostThatNobodySleepsOnEntersNoSystemCall) {
+TEST_F(CFNotificationCenterTest, APostThatNobodySleepsOnEntersNoSystemCall) {
   const pid_t child = fork();
   if (child == 0) {
     center().postNotification("gated");
@@ -205,7 +201,7 @@ TEST(CFNotificationCenterTest, APostThatNobodySleepsOnEntersNoSystemCall) {
 }
 
 /// A stranger's folder would let the stranger listen, and a link lead anywhere.
-TEST(CFNotificationCenterDeathTest, RefusesAFolderThatIsNotTheUsers) {
+TEST_F(CFNotificationCenterDeathTest, RefusesAFolderThatIsNotTheUsers) {
   const std::string link = CFNotificationCenter::folder() + "/link";
   fs::create_directory_symlink("/", link);
   EXPECT_EXIT(
@@ -220,7 +216,7 @@ TEST(CFNotificationCenterDeathTest, RefusesAFolderThatIsNotTheUsers) {
 
 /// What may happen to the file behind a listener's and a poster's back. As long as its contents are
 /// good every post is heard; of what a damaged one has counted at least one call is left.
-TEST(CFNotificationCenterTest, GoesOnWhenItsFileIsReplacedOrDamaged) {
+TEST_F(CFNotificationCenterTest, GoesOnWhenItsFileIsReplacedOrDamaged) {
   struct Case {
     const char* what;
     int leastCalls;
@@ -273,7 +269,7 @@ TEST(CFNotificationCenterTest, GoesOnWhenItsFileIsReplacedOrDamaged) {
   }
 }
 
-TEST(CFNotificationCenterTest, CallsEveryListenerOncePerPost) {
+TEST_F(CFNotificationCenterTest, CallsEveryListenerOncePerPost) {
   center().postNotification("a|Name");
   Listener first("a|Name");
   Listener otherCase("a|name");
@@ -286,7 +282,7 @@ TEST(CFNotificationCenterTest, CallsEveryListenerOncePerPost) {
   EXPECT_EQ(otherCase.count(), 0);
 }
 
-TEST(CFNotificationCenterTest, DeliversPendingAtOnceAndOnlyOnce) {
+TEST_F(CFNotificationCenterTest, DeliversPendingAtOnceAndOnlyOnce) {
   Listener listener("pending");
   center().postNotification("pending");
   center().postNotification("pending");
@@ -297,7 +293,7 @@ TEST(CFNotificationCenterTest, DeliversPendingAtOnceAndOnlyOnce) {
   EXPECT_EQ(listener.count(), 3);
 }
 
-TEST(CFNotificationCenterTest, CallbacksMayAddRemovePostAndDeliver) {
+TEST_F(CFNotificationCenterTest, CallbacksMayAddRemovePostAndDeliver) {
   std::unique_ptr<Listener> added;
   Listener last("reentrant");
   Listener first("reentrant", [&] {
