@@ -27,9 +27,9 @@ using OpenImageFunction = void (*)(const ImageCodecRequest& request,
 /// Their libraries, with all that these need, take longer to load than a small program runs. So
 /// they are linked to a module of their own, tasklane_image_codecs, which is loaded at the first
 /// such picture: from the path in TASKLANE_IMAGE_CODECS, from the program's folder, or from the
-/// folder Frameworks in it or up to three levels above. One such picture is decoded at a time in
-/// the process, since some of these libraries must hold it whole; the decoder keeps that turn until
-/// it is dropped.
+/// folder Frameworks in it or up to three levels above (that of the application's bundle). One such
+/// picture is decoded at a time in the process, since some of these libraries must hold it whole;
+/// the decoder keeps that turn until it is dropped.
 Result<std::unique_ptr<StripProducer>> openWithCodecModule(const ImageCodecRequest& request);
 
 }  // namespace tasklane

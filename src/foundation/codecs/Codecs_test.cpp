@@ -200,6 +200,9 @@ Result<std::string> reencode(const EncodedImage& image) {
   return bytes;
 }
 
+[[maybe_unused]] const int kModuleIsKnown =
+    ::setenv("TASKLANE_IMAGE_CODECS", TASKLANE_IMAGE_CODECS, 0);
+
 struct Case {
   const char* what;
   Format format;
