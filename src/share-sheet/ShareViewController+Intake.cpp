@@ -39,6 +39,7 @@ void ShareViewController::beginRequestWithExtensionContext(
   attachmentFiles_.clear();
   thumbnails_.clear();
   unwrittenFiles_.clear();
+  allAttachmentsWritten_ = true;
   noteText_.clear();
   initialText_.clear();
 
@@ -165,7 +166,13 @@ void ShareViewController::showThumbnail(const std::shared_ptr<UIImage>& thumbnai
 void ShareViewController::attach(const AttachmentFile::Namer& name, AttachmentFile& file) {
   const std::string taken = file.takeName(name);
   attachmentFiles_.push_back(taken);
-  if (!file.written()) unwrittenFiles_.insert(taken);
+  if (file.written()) {
+    // The name may have been that of an earlier photo that could not be written.
+    unwrittenFiles_.erase(taken);
+  } else {
+    unwrittenFiles_.insert(taken);
+    allAttachmentsWritten_ = false;
+  }
 }
 
 }  // namespace tasklane

@@ -59,7 +59,7 @@ class ShareViewController : public SLComposeServiceViewController {
   const std::vector<std::string>& attachmentFiles() const { return attachmentFiles_; }
   void setAttachmentFiles(std::vector<std::string> names) { attachmentFiles_ = std::move(names); }
   /// Whether every file of attachmentFiles() could be made; the console says what could not.
-  bool allAttachmentsWritten() const { return unwrittenFiles_.empty(); }
+  bool allAttachmentsWritten() const { return allAttachmentsWritten_; }
   const std::string& noteText() const { return noteText_; }
   void setNoteText(std::string text) { noteText_ = std::move(text); }
   /// The note editor, made on first use; each call loads the present note into it.
@@ -95,6 +95,7 @@ class ShareViewController : public SLComposeServiceViewController {
   /// Those of attachmentFiles_ that have no file of ours behind them: another process may use the
   /// name.
   std::set<std::string> unwrittenFiles_;
+  bool allAttachmentsWritten_ = true;
   std::vector<std::shared_ptr<UIImage>> thumbnails_;
   std::string noteText_;
   std::shared_ptr<NoteViewController> noteController_;
