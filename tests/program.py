@@ -33,7 +33,7 @@ class ProgramTest(unittest.TestCase):
     def start(self, *arguments, **options):
         options = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
                    "env": self.environment, "cwd": self.folder, **options}
-        return subprocess.Popen([PROGRAM, *map(str, arguments)], **options)
+        return subprocess.Popen([PROGRAM, *(a if isinstance(a, bytes) else str(a) for a in arguments)], **options)
 
     def run_program(self, *arguments, input=b"", code=0, file_limit=None):
         """Runs it to its end; its output, having checked its exit code."""

@@ -1,9 +1,113 @@
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <nlohmann/json.hpp>
+
 #include "Command.h"
 #include "ShareCommand.h"
+#include "foundation/NSItemProvider.h"
+#include "foundation/NSOperationQueue.h"
+#include "foundation/NSRunLoop.h"
+#include "share-sheet/ShareViewController.h"
+#include "shared-store/TLXContainers.h"
+#include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {
-void postWithoutWindow(const ShareRequest&, const PostOptions&) {
-  throw Failure{ExitCode::Usage,
-                "Saving without a window is not built into this program; show the sheet instead."};
+
+namespace {
+
+using nlohmann::json;
+
+/// From its making on, a request to end the process waits until the run loop can hear it.
+class Interruption {
+ public:
+  Interruption() {
+    sigset_t signals;
+    ::sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaddset(&signals, signal);
+    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    file_ = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (file_ < 0) return;
+    source_ = NSRunLoop::mainRunLoop().addDescriptor(file_, [this] {
+      signalfd_siginfo ignored;
+      happened_ |= ::read(file_, &ignored, sizeof ignored) > 0;
+    });
+  }
+  ~Interruption() {
+    source_.reset();
+    if (file_ >= 0) ::close(file_);
+  }
+  Interruption(const Interruption&) = delete;
+  Interruption& operator=(const Interruption&) = delete;
+
+  bool happened() const { return happened_; }
+
+ private:
+  int file_ = -1;
+  bool happened_ = false;
+  std::shared_ptr<NSRunLoop::Source> source_;
+};
+
+void requirePublished(const char* kind, const std::optional<std::string>& name,
+                      std::optional<std::string> (*identifier)(const std::string&)) {
+  if (!name || identifier(*name)) return;
+  const std::string catalogue = std::string(kind) + "s";
+  throw Failure{ExitCode::BadData, "No " + std::string(kind) + " is called \"" + oneLine(*name) +
+                                       "\"; `tasklane catalogue " + catalogue +
+                                       "` lists them. Nothing was saved."};
 }
+
+void waitForAttachments(const Interruption& interruption) {
+  const auto isDone = [&] {
+    return interruption.happened() ||
+           (NSItemProvider::outstandingLoads() == 0 && NSOperationQueue::mainQueue().empty());
+  };
+  while (!NSRunLoop::mainRunLoop().runUntil(isDone, std::chrono::hours(1))) {
+  }
+}
+
+/// Queues what the sheet holds and answers the entry as it is found in the file.
+PropertyList saveAndReadBack(ShareViewController& sheet) {
+  PropertyList entry;
+  changeAndReadBack(
+      TLXExternalAction::presenter(), [&] { sheet.didSelectPost(); },
+      // Others are shut out until the change is over, so that the last entry is this one.
+      [&](const PropertyList& contents) {
+        entry = contents.valueForKey("actions")->array()->back();
+      });
+  return entry;
+}
+
+}  // namespace
+
+void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& items,
+                       const PostOptions& options) {
+  requirePublished("project", options.project, TLXContainers::uniqueIDForProjectNamed);
+  requirePublished("context", options.context, TLXContainers::uniqueIDForContextNamed);
+
+  const Interruption interruption;
+  const auto sheet = std::make_shared<ShareViewController>();
+  sheet->beginRequestWithExtensionContext(std::make_shared<NSExtensionContext>(items));
+  waitForAttachments(interruption);
+  if (interruption.happened()) {
+    sheet->didSelectCancel();
+    throw Failure{ExitCode::Cancelled, "Interrupted; nothing was saved."};
+  }
+  if (!sheet->allAttachmentsWritten()) {
+    sheet->didSelectCancel();
+    throw Failure{ExitCode::WriteFailed,
+                  "An attachment could not be saved, so nothing was; the reason stands above."};
+  }
+  if (options.project) sheet->projectConfigItem()->setValue(*options.project);
+  if (options.context) sheet->contextConfigItem()->setValue(*options.context);
+  if (options.note) sheet->setNoteText(*options.note);
+  try {
+    printJSON(JSONFromPlist(saveAndReadBack(*sheet)));
+  } catch (const Failure&) {
+    sheet->didSelectCancel();  // nothing refers to the attachments
+    throw;
+  }
+}
+
 }  // namespace tasklane

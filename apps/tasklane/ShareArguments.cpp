@@ -97,7 +97,8 @@ void ShareArguments::run() {
   if (post_ && given("--snapshot")) throw usage("--snapshot does not go together with --post.");
 
   const auto shared = request();
-  if (const auto items = shared.inputItems(); !items)
+  const auto items = shared.inputItems();
+  if (!items)
     throw Failure{exitCodeForInputError(items.error()),
                   "This cannot be shared: " + items.error().description + "."};
   requireContainer();
@@ -105,8 +106,8 @@ void ShareArguments::run() {
     return given(name) ? std::optional(value) : std::nullopt;
   };
   if (!post_) openSheet(shared, optional("--snapshot", snapshot_));
-  postWithoutWindow(shared, {optional("--project", project_), optional("--context", context_),
-                             optional("--note", note_)});
+  postWithoutWindow(items.value(), {optional("--project", project_),
+                                    optional("--context", context_), optional("--note", note_)});
 }
 
 }  // namespace tasklane

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "common/ShareRequest.h"
 
@@ -23,7 +25,9 @@ struct PostOptions {
   std::optional<std::string> note;
 };
 
-/// Saves the request without a window, through the sheet's own code, and prints the queued action.
-void postWithoutWindow(const ShareRequest& request, const PostOptions& options);
+/// Saves the items without a window, through the sheet's own code, and prints the queued action.
+/// Interrupted meanwhile, or on any failure, it leaves no trace.
+void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& items,
+                       const PostOptions& options);
 
 }  // namespace tasklane

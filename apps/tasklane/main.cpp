@@ -1,8 +1,10 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "Command.h"
 #include "ListCommands.h"
@@ -16,6 +18,21 @@
 namespace tasklane {
 
 namespace {
+
+/// The arguments, last one first, as the parser takes them. "--name=" is made two, because the
+/// parser would take the next argument for the missing value.
+std::vector<std::string> reversedArguments(int argc, char** argv) {
+  std::vector<std::string> arguments;
+  for (int i = 1; i < argc; ++i) {
+    std::string argument = argv[i];
+    const bool emptyValue = argument.starts_with("--") && argument.find('=') == argument.size() - 1;
+    if (emptyValue) argument.pop_back();
+    arguments.push_back(std::move(argument));
+    if (emptyValue) arguments.emplace_back();
+  }
+  std::reverse(arguments.begin(), arguments.end());
+  return arguments;
+}
 
 /// The command line's shape: every command with its options and what it does.
 class CommandLine {
@@ -32,7 +49,7 @@ class CommandLine {
 
   ExitCode run(int argc, char** argv) {
     try {
-      app_.parse(argc, argv);
+      app_.parse(reversedArguments(argc, argv));
       if (app_.get_subcommands().empty())
         throw Failure{ExitCode::Usage, "Say what to do; `tasklane --help` shows what there is."};
       finishOutput();
