@@ -11,6 +11,12 @@ namespace tasklane {
 /// that holds the whole name and a 64-bit counter of posts. A post adds one and touches the file
 /// only when a listener sleeps; a listener watches it with inotify and delivers as many calls as
 /// the counter has moved, so no post is lost or merged. Names are compared whole.
+///
+/// A file that was removed, replaced or damaged is made anew, with a console line where it was
+/// damaged, and listeners go over to the new one. Of a damaged file nobody knows what it had
+/// counted: it is delivered as one call. Where the system has no watches left the counters are
+/// looked at ten times a second. A child that was forked without starting a program of its own may
+/// post but not listen, because it shares its parent's watches.
 class CFNotificationCenter;
 using CFNotificationCallback = void (*)(CFNotificationCenter& center, void* observer,
                                         const std::string& name, const void* object,
