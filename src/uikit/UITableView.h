@@ -141,9 +141,6 @@ class UITableView : public UIScrollView {
   /// From a search field in the header view: puts the keyboard on the first row. Answers false
   /// where there is no row.
   bool focusFirstRow();
-  /// Text typed while the table has the keyboard goes to a search bar in the header view; answers
-  /// false where there is none.
-  bool userDidType(const std::string& text);
 
   bool canBecomeFirstResponder() const override { return true; }
   bool becomeFirstResponder() override;

@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "uikit/UISearchBar.h"
 #include "uikit/UITableView_tiling.h"
 
 namespace tasklane {
@@ -97,13 +96,6 @@ bool UITableView::focusFirstRow() {
   focusedRow_ = first;
   if (!becomeFirstResponder()) return false;
   setFocusedRow(first);
-  return true;
-}
-
-bool UITableView::userDidType(const std::string& text) {
-  const auto bar = std::dynamic_pointer_cast<UISearchBar>(tableHeaderView_);
-  if (!bar || text.empty() || !bar->becomeFirstResponder()) return false;
-  bar->userDidChangeText(bar->text() + text);
   return true;
 }
 

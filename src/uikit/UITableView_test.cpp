@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <random>
+
 #include "uikit/UISearchBar.h"
 #include "uikit/UIWindow.h"
 #include "uikit/headless/Headless.h"
@@ -356,6 +358,76 @@ TEST_F(UITableViewTest, ScrollsToARowWhoseHeightNobodyHasSeen) {
     EXPECT_LE(above, room + 0.5);
     table->setContentOffset({0, 0});
   }
+}
+
+// Whatever is done to it in whatever order, the rows on screen are all that fit, without gaps.
+TEST_F(UITableViewTest, StaysWholeUnderRandomUseWhileItsDataChanges) {
+  std::mt19937 random(11);
+  const auto below = [&](std::size_t limit) { return static_cast<std::size_t>(random() % limit); };
+  std::size_t salt = 1;
+  list->heightOf = [&](NSIndexPath path) {
+    return 10.0 + static_cast<CGFloat>((path.row * 37 + path.section * 11) % 97 * salt % 120);
+  };
+  list->titles = {"A", std::nullopt, "C"};
+  for (const auto style : {UITableViewStyle::Plain, UITableViewStyle::Grouped}) {
+    show({40, 3, 200}, style);
+    for (int step = 0; step < 2000; ++step) {
+      SCOPED_TRACE(step);
+      switch (below(12)) {
+        case 0:
+          list->rows = {below(60), below(5), below(300)};
+          break;
+        case 1:
+          list->rows.assign(below(4), below(50));
+          break;
+        case 2:
+          salt = below(5) + 1;
+          [[fallthrough]];
+        case 3:
+          table->reloadData();
+          break;
+        case 4:
+          table->setFrame({0, 0, 200.0 + below(3) * 50, 100.0 + below(400)});
+          break;
+        case 5:
+          table->handleKey(static_cast<UITableView::Key>(below(7)));
+          break;
+        case 6:
+          table->userDidChooseRow({below(3), below(60)});
+          break;
+        case 7:
+          table->scrollToRowAtIndexPath({below(3), below(60)}, UITableViewScrollPosition::Middle,
+                                        false);
+          break;
+        case 8:
+          table->setTableHeaderView(below(2) ? std::make_shared<UIView>(CGRect{0, 0, 0, 56.0})
+                                             : nullptr);
+          break;
+        default:
+          scroll(table->contentOffset().y + static_cast<CGFloat>(below(600)) - 300);
+      }
+      table->layoutIfNeeded();
+      const auto rows = table->indexPathsForVisibleRows();
+      CGFloat end = 0;
+      for (const auto path : rows) {
+        const CGRect frame = table->cellForRowAtIndexPath(path)->frame();
+        ASSERT_EQ(frame, table->rectForRowAtIndexPath(path));
+        if (path != rows.front() && path.row > 0) {
+          ASSERT_NEAR(frame.minY(), end, 1e-6);
+        }
+        end = frame.maxY();
+      }
+      for (std::size_t section = 0; section < table->numberOfSections(); ++section) {
+        for (std::size_t row = 0; row < table->numberOfRowsInSection(section); ++row) {
+          const NSIndexPath path{section, row};
+          const CGRect frame = table->rectForRowAtIndexPath(path);
+          if (!frame.intersects(table->bounds()) || frame.size.height == 0) continue;
+          ASSERT_TRUE(table->cellForRowAtIndexPath(path)) << section << " " << row;
+        }
+      }
+    }
+  }
+  EXPECT_LT(RecordingCell::made, 200);
 }
 
 }  // namespace
