@@ -1,7 +1,8 @@
 #pragma once
 
+#include <time.h>
+
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <functional>
@@ -38,22 +39,32 @@ struct Candidate {
   double median() const { return bench::median(milliseconds); }
 };
 
-/// Runs every candidate once unmeasured, then all of them in turn, `rounds` times.
-inline void measure(std::vector<Candidate>& candidates, int rounds) {
-  using Clock = std::chrono::steady_clock;
-  for (int round = -1; round < rounds; ++round) {
+/// What is measured: time that passes, or the processor's time that this process takes, which a
+/// busy machine disturbs less and which serves for work that waits for nothing.
+enum class Time { Passing, Processor };
+
+inline double millisecondsNow(Time time) {
+  timespec now{};
+  clock_gettime(time == Time::Passing ? CLOCK_MONOTONIC : CLOCK_PROCESS_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
+/// Runs all candidates in turn, `rounds` times. Each runs twice in a row and the second run counts:
+/// the first one pays for the caches and the heap that another candidate left behind.
+inline void measure(std::vector<Candidate>& candidates, int rounds, Time time = Time::Passing) {
+  for (int round = 0; round < rounds; ++round) {
     for (Candidate& candidate : candidates) {
-      const auto start = Clock::now();
       candidate.run();
-      const std::chrono::duration<double, std::milli> taken = Clock::now() - start;
-      if (round >= 0) candidate.milliseconds.push_back(taken.count());
+      const double start = millisecondsNow(time);
+      candidate.run();
+      candidate.milliseconds.push_back(millisecondsNow(time) - start);
     }
   }
 }
 
 /// Measures and prints every candidate, each compared with the last one.
-inline void compare(std::vector<Candidate> candidates, int rounds) {
-  measure(candidates, rounds);
+inline void compare(std::vector<Candidate> candidates, int rounds, Time time = Time::Passing) {
+  measure(candidates, rounds, time);
   const Candidate& reference = candidates.back();
   for (const Candidate& candidate : candidates)
     if (&candidate == &reference)

@@ -16,15 +16,38 @@ namespace {
 
 NSError corrupt(std::string what) { return {NSError::Kind::Corrupt, std::move(what)}; }
 
+/// The encoding that an XML declaration names, in lower case; empty when it names none.
+std::string declaredEncoding(std::string_view document) {
+  if (!document.starts_with("<?xml")) return {};
+  const std::string_view declaration = document.substr(0, document.find("?>"));
+  const std::size_t name = declaration.find("encoding");
+  const std::size_t start = declaration.find_first_of("\"'", name);
+  if (name == declaration.npos || start == declaration.npos) return {};
+  const std::size_t end = declaration.find(declaration[start], start + 1);
+  std::string encoding(declaration.substr(start + 1, end - start - 1));
+  std::transform(encoding.begin(), encoding.end(), encoding.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; });
+  return encoding;
+}
+
 /// The document as UTF-8 without byte-order mark. UTF-16 is told by its mark or by where the zero
-/// bytes of a first ASCII character stand.
+/// bytes of a first ASCII character stand; of other encodings Latin-1 alone is known.
 Result<std::string_view> asUTF8(std::string_view bytes, std::string& converted) {
   if (bytes.starts_with("\xEF\xBB\xBF")) return bytes.substr(3);
   const auto byte = [&](std::size_t i) {
     return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 1;
   };
   const bool marked = bytes.starts_with("\xFE\xFF") || bytes.starts_with("\xFF\xFE");
-  if (!marked && (byte(0) == 0) == (byte(1) == 0)) return bytes;
+  if (!marked && (byte(0) == 0) == (byte(1) == 0)) {
+    const std::string encoding = declaredEncoding(bytes);
+    if (encoding.empty() || encoding == "utf-8" || encoding == "utf8" || encoding == "us-ascii")
+      return bytes;
+    if (encoding != "iso-8859-1")
+      return NSError{NSError::Kind::Unsupported,
+                     "line 1: the encoding \"" + encoding + "\" cannot be read; use UTF-8"};
+    for (const char c : bytes) utf8::append(converted, static_cast<unsigned char>(c));
+    return std::string_view(converted);
+  }
   const bool bigEndian = marked ? byte(0) == 0xFE : byte(0) == 0;
   utf8::Converted text =
       utf8::fromUTF16(marked ? bytes.substr(2) : bytes,
@@ -65,9 +88,9 @@ Result<NSPropertyListSerialization::Parsed> NSPropertyListSerialization::propert
   if (!text) return text.error();
   const std::string_view document = text.value();
   if (plist::trimmed(document).empty()) return corrupt("the property list is empty");
-  if (const auto offset = utf8::firstInvalid(document))
-    return plist::errorAt(document, *offset, "invalid UTF-8");
   const bool isXML = looksLikeXML(document);
+  if (const auto offset = isXML ? std::nullopt : utf8::firstInvalid(document))
+    return plist::errorAt(document, *offset, "invalid UTF-8");
   auto read = isXML ? plist::readXML(document) : plist::readText(document);
   if (!read) return read.error();
   return Parsed{std::move(read).value(), isXML ? Format::XML : Format::Text};

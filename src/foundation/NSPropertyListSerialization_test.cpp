@@ -173,35 +173,44 @@ TEST(PropertyListXML, RefusesWhatIsNoPropertyList) {
     const char* error;
   } cases[] = {
       {"<plist><array>\n  <string>x</string>\n</array>",
-       "line 3, column 9: Start-end tags mismatch"},
+       "line 3, column 9: the document is cut off"},
       {"<plist><string>x</string></plist> y",
-       "line 1, column 34: text after the end of the property list"},
-      {"<plist><true/></plist><plist><true/></plist>", "line 1, column 24: a second root element"},
+       "line 1, column 35: text after the end of the property list"},
+      {"<plist><true/></plist><plist><true/></plist>", "line 1, column 23: a second root element"},
       {"x<plist><true/></plist>", "line 1, column 2: \"=\" is missing after a key"},
-      {"<plist><true/><false/></plist>", "line 1, column 16: <plist> holds more than one value"},
-      {"<plist>\n</plist>", "line 1, column 2: <plist> holds no value"},
-      {"<dict/>", "line 1, column 2: the root element must be <plist>"},
-      {"<plist>\n<array>\n<é/></array></plist>", "line 3, column 2: unknown element <é>"},
+      {"<plist><true/><false/></plist>", "line 1, column 15: <plist> holds more than one value"},
+      {"<plist>\n</plist>", "line 1, column 1: <plist> holds no value"},
+      {"<dict/>", "line 1, column 1: the root element must be <plist>"},
+      {"<plist>\n<array>\n<é/></array></plist>", "line 3, column 1: unknown element <é>"},
       {"<plist><array>é x <true/></array></plist>", "line 1, column 15: text between elements"},
-      {"<plist><array><![CDATA[]]></array></plist>", "line 1, column 24: text between elements"},
-      {"<plist><dict><key>a</key></dict></plist>", "line 1, column 15: the key \"a\" has no value"},
+      {"<plist><array><![CDATA[]]></array></plist>", "line 1, column 15: text between elements"},
+      {"<plist><dict><key>a</key></dict></plist>", "line 1, column 14: the key \"a\" has no value"},
       {"<plist><dict><key>a</key><key>b</key></dict></plist>",
-       "line 1, column 15: the key \"a\" has no value"},
+       "line 1, column 14: the key \"a\" has no value"},
       {"<plist><dict><true/></dict></plist>",
-       "line 1, column 15: a <key> is missing before this value"},
-      {"<plist><key>a</key></plist>", "line 1, column 9: a <key> outside of a dictionary"},
+       "line 1, column 14: a <key> is missing before this value"},
+      {"<plist><key>a</key></plist>", "line 1, column 8: a <key> outside of a dictionary"},
       {"<plist><string>a<true/></string></plist>",
        "line 1, column 17: an element inside of a text"},
       {"<plist><string>ü &eacute;</string></plist>",
        "line 1, column 18: an unknown or malformed reference after \"&\""},
       {"<!DOCTYPE plist [<!ENTITY a \"b\">]><plist><string>x</string></plist>",
-       "line 1, column 11: the document type declares entities"},
+       "line 1, column 18: the document type declares entities"},
       {"<plist><true/></plist><!DOCTYPE plist>",
-       "line 1, column 33: a document type after the root element"},
-      {"<plist><string>\x01</string></plist>", "line 1, column 16: a control character"},
+       "line 1, column 23: a document type after the root element"},
+      {"<plist><string>\x01</string></plist>", "line 1, column 16: a character that XML forbids"},
       {"<plist><string>\xFF</string></plist>", "line 1, column 16: invalid UTF-8"},
       {"<plist><integer>18446744073709551616</integer></plist>",
-       "line 1, column 9: <integer> does not hold an integer from -2^63 to 2^64-1"},
+       "line 1, column 8: <integer> does not hold an integer from -2^63 to 2^64-1"},
+      {"<plist><array><string>a</array></plist>", "line 1, column 24: </string> is missing here"},
+      {"<plist><array>< ></array></plist>", "line 1, column 15: a malformed tag"},
+      {"<plist><true/ ></plist>", "line 1, column 8: a malformed tag"},
+      {"<plist a='></plist>", "line 1, column 7: attributes that do not end"},
+      {"<plist><!-- <true/></plist>", "line 1, column 8: a comment does not end"},
+      {"<plist><string><![CDATA[x]]</string></plist>",
+       "line 1, column 16: a character data section does not end"},
+      {"<!DOCTYPE plist [", "line 1, column 1: the document type does not end"},
+      {"<?xml version='1.0'?>\n", "line 2, column 1: the document holds no property list"},
       {" \n", "the property list is empty"},
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(fault(text), error) << text;
@@ -268,6 +277,13 @@ TEST(PropertyListXML, ReadsEveryEncoding) {
   for (const std::string& text :
        {"\xEF\xBB\xBF" + body, "\xFF\xFE" + little, "\xFE\xFF" + big, little, big})
     EXPECT_EQ(parsed(text), PropertyList("é🙂"));
+  EXPECT_EQ(
+      parsed("<?xml version=\"1.0\" encoding='ISO-8859-1'?><plist><string>\xE9</string></plist>"),
+      PropertyList("é"));
+  const auto unknown =
+      Serialization::propertyListWithData("<?xml version=\"1.0\" encoding=\"x\"?><plist/>");
+  ASSERT_FALSE(unknown.ok());
+  EXPECT_EQ(unknown.error().kind, NSError::Kind::Unsupported);
   EXPECT_EQ(fault("\xFF\xFE" + little.substr(0, 31)), "invalid UTF-16 at byte 32");
 }
 

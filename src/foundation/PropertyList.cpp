@@ -4,6 +4,9 @@
 #include <atomic>
 #include <cmath>
 #include <limits>
+#include <memory>
+
+#include "foundation/PropertyListTextStore.h"
 
 namespace tasklane {
 
@@ -15,6 +18,38 @@ template <class T>
 struct PropertyList::Holder : Counted {
   explicit Holder(T contents) : value(std::move(contents)) {}
   T value;
+};
+
+/// Allocations for the strings of one document, kept while any of them lives.
+struct PropertyList::TextChunks {
+  std::vector<std::unique_ptr<char[]>> chunks;
+  std::atomic<std::size_t> users{1};  // its strings, and the store while it makes more
+
+  void leave() {
+    if (users.fetch_sub(1, std::memory_order_acq_rel) == 1)
+      const std::unique_ptr<TextChunks> last(this);
+  }
+};
+
+/// A string in such an allocation; its bytes follow it.
+struct PropertyList::StoredText : Counted {
+  TextChunks* chunks;
+  std::size_t size;
+  mutable std::atomic<const std::string*> made{nullptr};
+
+  StoredText(TextChunks* home, std::size_t length) : chunks(home), size(length) {}
+  ~StoredText() { const std::unique_ptr<const std::string> last(made.load()); }
+
+  std::string_view bytes() const { return {reinterpret_cast<const char*>(this + 1), size}; }
+
+  const std::string* string() const {
+    if (const std::string* const known = made.load(std::memory_order_acquire)) return known;
+    auto fresh = std::make_unique<const std::string>(bytes());
+    const std::string* other = nullptr;
+    if (made.compare_exchange_strong(other, fresh.get(), std::memory_order_acq_rel))
+      return fresh.release();
+    return other;  // another thread was faster
+  }
 };
 
 PropertyList::PropertyList() {}
@@ -46,15 +81,9 @@ PropertyList::PropertyList(IntegerTag, std::uint64_t bits, bool negative)
     : type_(Type::Integer), negative_(negative), bits_(bits) {}
 
 PropertyList::PropertyList(const PropertyList& other) noexcept
-    : type_(other.type_), negative_(other.negative_), bits_(other.bits_) {
+    : type_(other.type_), negative_(other.negative_), stored_(other.stored_), bits_(other.bits_) {
   if (type_ >= Type::Dictionary && counted_)
     counted_->owners.fetch_add(1, std::memory_order_relaxed);
-}
-
-PropertyList::PropertyList(PropertyList&& other) noexcept
-    : type_(other.type_), negative_(other.negative_), bits_(other.bits_) {
-  other.type_ = Type::Dictionary;
-  other.bits_ = 0;
 }
 
 PropertyList& PropertyList::operator=(const PropertyList& other) noexcept {
@@ -64,6 +93,7 @@ PropertyList& PropertyList::operator=(const PropertyList& other) noexcept {
 PropertyList& PropertyList::operator=(PropertyList&& other) noexcept {
   std::swap(type_, other.type_);
   std::swap(negative_, other.negative_);
+  std::swap(stored_, other.stored_);
   std::swap(bits_, other.bits_);
   return *this;
 }
@@ -79,7 +109,15 @@ void PropertyList::release() {
       std::unique_ptr<const Holder<Array>>(static_cast<const Holder<Array>*>(counted_));
       break;
     case Type::String:
-      std::unique_ptr<const Holder<std::string>>(static_cast<const Holder<std::string>*>(counted_));
+      if (stored_) {
+        const auto* const text = static_cast<const StoredText*>(counted_);
+        TextChunks* const chunks = text->chunks;
+        std::destroy_at(text);
+        chunks->leave();
+      } else {
+        std::unique_ptr<const Holder<std::string>>(
+            static_cast<const Holder<std::string>*>(counted_));
+      }
       break;
     default:
       std::unique_ptr<const Holder<Data>>(static_cast<const Holder<Data>*>(counted_));
@@ -98,7 +136,17 @@ const PropertyList::Dictionary* PropertyList::dictionary() const {
 }
 
 const PropertyList::Array* PropertyList::array() const { return held<Array>(Type::Array); }
-const std::string* PropertyList::string() const { return held<std::string>(Type::String); }
+const std::string* PropertyList::string() const {
+  if (stored_ && type_ == Type::String) return static_cast<const StoredText*>(counted_)->string();
+  return held<std::string>(Type::String);
+}
+
+std::string_view PropertyList::stringView() const {
+  if (type_ != Type::String) return {};
+  if (stored_) return static_cast<const StoredText*>(counted_)->bytes();
+  return *held<std::string>(Type::String);
+}
+
 const PropertyList::Data* PropertyList::data() const { return held<Data>(Type::Data); }
 const NSDate* PropertyList::date() const { return type_ == Type::Date ? &date_ : nullptr; }
 const bool* PropertyList::boolean() const { return type_ == Type::Boolean ? &boolean_ : nullptr; }
@@ -163,12 +211,45 @@ bool PropertyList::operator==(const PropertyList& other) const {
     case Type::Array:
       return counted_ == other.counted_ || *array() == *other.array();
     case Type::String:
-      return counted_ == other.counted_ || *string() == *other.string();
+      return counted_ == other.counted_ || stringView() == other.stringView();
     case Type::Data:
       return counted_ == other.counted_ || *data() == *other.data();
   }
   return false;
 }
+
+namespace plist {
+
+TextStore::TextStore(std::size_t documentSize)
+    : chunks_(std::make_unique<PropertyList::TextChunks>().release()),
+      chunkSize_(std::clamp<std::size_t>(documentSize, 256, 1 << 16)) {}
+
+TextStore::~TextStore() { chunks_->leave(); }
+
+PropertyList TextStore::string(std::string_view text) {
+  using Stored = PropertyList::StoredText;
+  const std::size_t size =
+      (sizeof(Stored) + text.size() + alignof(Stored) - 1) & ~(alignof(Stored) - 1);
+  if (size > left_) {
+    left_ = std::max(size, chunkSize_);
+    chunks_->chunks.push_back(std::make_unique_for_overwrite<char[]>(left_));
+    free_ = chunks_->chunks.back().get();
+  }
+  const auto* const stored =
+      std::construct_at(reinterpret_cast<Stored*>(free_), chunks_, text.size());
+  std::copy(text.begin(), text.end(), free_ + sizeof(Stored));
+  chunks_->users.fetch_add(1, std::memory_order_relaxed);
+  free_ += size;
+  left_ -= size;
+
+  PropertyList value;
+  value.type_ = PropertyList::Type::String;
+  value.stored_ = true;
+  value.counted_ = stored;
+  return value;
+}
+
+}  // namespace plist
 
 namespace {
 
@@ -186,8 +267,13 @@ PropertyListDictionary::PropertyListDictionary(std::vector<Entry> entries)
   const auto notBefore = [](const Entry& a, const Entry& b) { return a.first >= b.first; };
   if (std::adjacent_find(entries_.begin(), entries_.end(), notBefore) == entries_.end()) return;
 
-  std::stable_sort(entries_.begin(), entries_.end(),
-                   [](const Entry& a, const Entry& b) { return a.first < b.first; });
+  const auto isBefore = [](const Entry& a, const Entry& b) { return a.first < b.first; };
+  if (entries_.size() < 16) {  // without the allocation that the library's sorting makes
+    for (auto next = entries_.begin() + 1; next != entries_.end(); ++next)
+      std::rotate(std::upper_bound(entries_.begin(), next, *next, isBefore), next, next + 1);
+  } else {
+    std::stable_sort(entries_.begin(), entries_.end(), isBefore);
+  }
   // Of a run of equal keys the last one is kept: erasing from the back meets it first.
   const auto sameKey = [](const Entry& a, const Entry& b) { return a.first == b.first; };
   const auto kept = std::unique(entries_.rbegin(), entries_.rend(), sameKey);

@@ -16,6 +16,9 @@
 namespace tasklane {
 
 class PropertyListDictionary;
+namespace plist {
+class TextStore;
+}
 
 /// One immutable property-list value: dictionary, array, string, integer, real, boolean, date or
 /// data.
@@ -46,11 +49,15 @@ class PropertyList {
   PropertyList(Data data);
   PropertyList(const PropertyList& other) noexcept;
   /// Leaves an empty dictionary behind.
-  PropertyList(PropertyList&& other) noexcept;
+  PropertyList(PropertyList&& other) noexcept
+      : type_(other.type_), negative_(other.negative_), stored_(other.stored_), bits_(other.bits_) {
+    other.type_ = Type::Dictionary;
+    other.bits_ = 0;
+  }
   PropertyList& operator=(const PropertyList& other) noexcept;
   PropertyList& operator=(PropertyList&& other) noexcept;
   ~PropertyList() {
-    if (type_ >= Type::Dictionary) release();
+    if (type_ >= Type::Dictionary && bits_ != 0) release();
   }
 
   Type type() const { return type_; }
@@ -60,6 +67,9 @@ class PropertyList {
   const Dictionary* dictionary() const;
   const Array* array() const;
   const std::string* string() const;
+  /// The bytes of a string; empty for every other type. Cheaper than string() for a value that was
+  /// read from a file, because no std::string is made of it.
+  std::string_view stringView() const;
   const Data* data() const;
   const NSDate* date() const;
   const bool* boolean() const;
@@ -87,16 +97,21 @@ class PropertyList {
   PropertyList(IntegerTag, std::uint64_t bits, bool negative);
 
   // Strings, arrays, dictionaries and data lie in one counted allocation that copies share; the
-  // small types lie in the value itself. A dictionary without an allocation is the empty one.
+  // small types lie in the value itself. A dictionary without an allocation is the empty one. The
+  // strings of a document that was read lie in allocations of many strings.
+  friend class plist::TextStore;
   struct Counted;
   template <class T>
   struct Holder;
+  struct StoredText;
+  struct TextChunks;
   template <class T>
   const T* held(Type type) const;
   void release();
 
   Type type_ = Type::Dictionary;
-  bool negative_ = false;
+  bool negative_ = false;  // of integers
+  bool stored_ = false;    // of strings: a StoredText
   union {
     std::uint64_t bits_ = 0;
     const Counted* counted_;

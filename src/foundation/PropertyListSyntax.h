@@ -32,7 +32,13 @@ void appendDate(std::string& out, NSDate date);
 void appendBase64Lines(std::string& out, const PropertyList::Data& data, std::string_view prefix,
                        std::size_t lineLength);
 
-bool isSpace(char c);
+/// The number of bytes, from an offset on, that stand in an XML text as they are: valid UTF-8 but
+/// "&", "<", ">", carriage return and what XML cannot carry.
+std::size_t plainRun(std::string_view text, std::size_t offset);
+/// Whether XML can carry a character at all.
+bool isXMLCharacter(char32_t c);
+
+inline bool isSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 std::string_view trimmed(std::string_view text);
 int hexDigit(char c);  // -1 for any other character
 

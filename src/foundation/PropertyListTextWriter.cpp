@@ -26,7 +26,7 @@ class Writer {
         writeArray(*value.array(), depth);
         break;
       case PropertyList::Type::String:
-        writeString(*value.string());
+        writeString(value.stringView());
         break;
       case PropertyList::Type::Integer:
         appendInteger(out, value);

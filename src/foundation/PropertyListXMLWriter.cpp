@@ -1,7 +1,5 @@
 #include "foundation/PropertyListXMLWriter.h"
 
-#include <algorithm>
-#include <array>
 #include <string_view>
 
 #include "foundation/PropertyListSyntax.h"
@@ -19,14 +17,6 @@ constexpr std::string_view header =
 constexpr std::string_view footer = "</plist>\n";
 constexpr std::string_view replacement = "\uFFFD";
 
-/// Whether a byte goes into a text as it stands, without a look at what surrounds it.
-constexpr auto plain = [] {
-  std::array<bool, 256> table{};
-  for (std::size_t c = 0x20; c < 0x80; ++c) table[c] = c != '&' && c != '<' && c != '>';
-  table['\t'] = table['\n'] = true;
-  return table;
-}();
-
 class Writer {
  public:
   bool write(const PropertyList& value, int depth) {
@@ -36,7 +26,7 @@ class Writer {
       case PropertyList::Type::Array:
         return writeArray(*value.array(), depth);
       case PropertyList::Type::String:
-        writeText("string", *value.string(), depth);
+        writeText("<string>", "</string>\n", value.stringView(), depth);
         break;
       case PropertyList::Type::Data:
         writeData(*value.data(), depth);
@@ -81,7 +71,7 @@ class Writer {
     if (depth >= maximumDepth) return false;
     out += "<dict>\n";
     for (const auto& [key, value] : dictionary) {
-      writeText("key", key, depth + 1);
+      writeText("<key>", "</key>\n", key, depth + 1);
       if (!write(value, depth + 1)) return false;
     }
     indent(depth);
@@ -114,40 +104,37 @@ class Writer {
     out += "</data>\n";
   }
 
-  void writeText(std::string_view element, std::string_view text, int depth) {
+  void writeText(std::string_view open, std::string_view close, std::string_view text, int depth) {
     indent(depth);
-    out += '<';
-    out += element;
-    out += '>';
+    out += open;
     for (std::size_t at = 0; at < text.size();) {
-      std::size_t end = at;
-      while (end < text.size() && plain[static_cast<unsigned char>(text[end])]) ++end;
-      out.append(text, at, end - at);
-      at = end;
+      const std::size_t run = plainRun(text, at);
+      out.append(text, at, run);
+      at += run;
       if (at < text.size()) at += writeSpecial(text, at);
     }
-    out += "</";
-    out += element;
-    out += ">\n";
+    out += close;
   }
 
   /// Writes a character that is not plain; its length in the text.
   std::size_t writeSpecial(std::string_view text, std::size_t at) {
-    const utf8::Character character = utf8::characterAt(text, at);
-    const char32_t c = character.codePoint;
-    if (c == '&')
-      out += "&amp;";
-    else if (c == '<')
-      out += "&lt;";
-    else if (c == '>')
-      out += "&gt;";
-    else if (c == '\r')
-      out += "&#13;";
-    else if (!character.valid || c < 0x20 || c == 0xFFFE || c == 0xFFFF)
-      out += replacement;
-    else
-      out.append(text, at, character.length);
-    return character.length;
+    switch (text[at]) {
+      case '&':
+        out += "&amp;";
+        return 1;
+      case '<':
+        out += "&lt;";
+        return 1;
+      case '>':
+        out += "&gt;";
+        return 1;
+      case '\r':
+        out += "&#13;";
+        return 1;
+      default:
+        out += replacement;
+        return utf8::characterAt(text, at).length;
+    }
   }
 };
 
