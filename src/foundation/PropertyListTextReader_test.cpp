@@ -88,12 +88,12 @@ TEST(PropertyListText, SaysWhereADocumentIsMalformed) {
 
 TEST(PropertyListText, DescribesAValueOnOneLineThatReadsBack) {
   const PropertyList value = PropertyListDictionary{
-      {"array", PropertyList::Array{1, 1.5, true, NSDate(NSTimeInterval(0))}},
+      {"array", PropertyList::Array{1, 1.5, 1e300, true, NSDate(NSTimeInterval(0))}},
       {"data", bytes("\x01\x02\x03\x04\xFF")},
       {"empty", PropertyList::Array{"", PropertyList(), PropertyList::Array{}}},
       {"text", "a \"b\"\\\n\t日\x01"}};
   const std::string line =
-      "{ array = (1, 1.5, 1, 1970-01-01T00:00:00Z); data = <01020304 ff>; "
+      "{ array = (1, 1.5, \"1e+300\", 1, 1970-01-01T00:00:00Z); data = <01020304 ff>; "
       "empty = (\"\", { }, ()); text = \"a \\\"b\\\"\\\\\\n\\U0009日\\U0001\"; }";
   EXPECT_EQ(Serialization::describe(value), line);
   const auto back = Serialization::propertyListWithData(line);

@@ -32,7 +32,7 @@ class Writer {
         appendInteger(out, value);
         break;
       case PropertyList::Type::Real:
-        appendReal(out, *value.real());
+        writeReal(*value.real());
         break;
       case PropertyList::Type::Boolean:
         out += *value.boolean() ? '1' : '0';
@@ -88,6 +88,12 @@ class Writer {
         utf8::append(out, c.codePoint);
     }
     out += '"';
+  }
+
+  void writeReal(double real) {
+    std::string number;
+    appendReal(number, real);
+    writeString(number);  // "1e+300" needs quotes
   }
 
   void writeData(const PropertyList::Data& data) {
