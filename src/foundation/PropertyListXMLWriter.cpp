@@ -17,6 +17,25 @@ constexpr std::string_view header =
 constexpr std::string_view footer = "</plist>\n";
 constexpr std::string_view replacement = "\uFFFD";
 
+/// About the size of a value as XML, a little more rather than less where nothing needs escaping: a
+/// text that grows by doubling touches three times the memory.
+std::size_t expectedSize(const PropertyList& value, std::size_t depth) {
+  constexpr std::size_t tags = 20, scalar = 60;
+  if (depth > maximumDepth) return 0;  // writing it will fail
+  std::size_t size = 2 * depth + tags;
+  if (const auto* const dictionary = value.dictionary()) {
+    for (const auto& [key, member] : *dictionary)
+      size += depth + tags + key.size() + expectedSize(member, depth + 1);
+  } else if (const auto* const array = value.array()) {
+    for (const PropertyList& member : *array) size += expectedSize(member, depth + 1);
+  } else if (const auto* const data = value.data()) {
+    size += data->size() / 3 * 4 + data->size() / 12 * (depth + 1) / 4;
+  } else {
+    size += value.type() == PropertyList::Type::String ? value.stringView().size() : scalar;
+  }
+  return size;
+}
+
 class Writer {
  public:
   bool write(const PropertyList& value, int depth) {
@@ -142,6 +161,7 @@ class Writer {
 
 Result<std::string> writeXML(const PropertyList& plist) {
   Writer writer;
+  writer.out.reserve(header.size() + expectedSize(plist, 0));
   if (!writer.write(plist, 0))
     return NSError{NSError::Kind::Unsupported, "the property list is nested more deeply than " +
                                                    std::to_string(maximumDepth) + " levels"};
