@@ -1,11 +1,15 @@
 #include "uikit/NSExtensionMain.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "foundation/NSBundle.h"
 #include "foundation/NSClassFromString.h"
+#include "foundation/NSItemProvider.h"
 #include "foundation/NSLog.h"
+#include "foundation/NSOperationQueue.h"
 #include "foundation/NSRunLoop.h"
+#include "uikit/Backend.h"
 #include "uikit/SLComposeServiceViewController.h"
 #include "uikit/UIScreen.h"
 #include "uikit/UIWindow.h"
@@ -14,6 +18,7 @@ namespace tasklane {
 namespace {
 
 constexpr int kCompleted = 0, kCancelled = 1, kNoPrincipalClass = 70;
+constexpr std::chrono::minutes kLongestLoading{1};
 
 std::string principalClassName() {
   const PropertyList* extension =
@@ -33,48 +38,92 @@ CGRect frameFor(UIViewController& root) {
   return {{(screen.width - size.width) / 2, (screen.height - size.height) / 2}, size};
 }
 
-void cancelRequest(UIViewController& root, NSExtensionContext& context) {
-  if (auto* sheet = dynamic_cast<SLComposeServiceViewController*>(&root)) return sheet->cancel();
-  context.cancelRequestWithError({NSError::Kind::Cancelled, "The window was closed."});
-}
+/// The extension's principal object and the window that shows it, for one request.
+class ExtensionWindow {
+ public:
+  /// Without a known principal class there is no window, and the console says so.
+  explicit ExtensionWindow(const std::shared_ptr<NSExtensionContext>& context) : context_(context) {
+    const std::string name = principalClassName();
+    const auto principal = makeObjectOfClassNamed(name);
+    const auto handler = std::dynamic_pointer_cast<NSExtensionRequestHandling>(principal);
+    root_ = std::dynamic_pointer_cast<UIViewController>(principal);
+    if (!handler || !root_) {
+      NSLog(NSBundle::mainBundle()->bundlePath() +
+            ": the Info.plist names no class of this program that handles a request with a screen "
+            "(NSExtension, NSExtensionPrincipalClass: \"" +
+            name + "\")");
+      return;
+    }
+    handler->beginRequestWithExtensionContext(context);
+    root_->view();  // its loading settles the title
+    makeWindow();
+  }
+  ~ExtensionWindow() {
+    if (window_) window_->setCloseHandler({});
+  }
+  ExtensionWindow(const ExtensionWindow&) = delete;
+  ExtensionWindow& operator=(const ExtensionWindow&) = delete;
+
+  const std::shared_ptr<UIWindow>& window() const { return window_; }
+
+  void cancelRequest() {
+    if (auto* sheet = dynamic_cast<SLComposeServiceViewController*>(root_.get()))
+      return sheet->cancel();
+    context_->cancelRequestWithError({NSError::Kind::Cancelled, "The window was closed."});
+  }
+
+ private:
+  void makeWindow() {
+    window_ = std::make_shared<UIWindow>();
+    window_->setRootViewController(root_);
+    window_->setTitle(root_->title());
+    const std::weak_ptr<UIWindow> weakWindow = window_;
+    root_->setPreferredContentSizeHandler([weakWindow, controller = root_.get()] {
+      const auto shown = weakWindow.lock();
+      if (!shown) return;
+      const CGRect frame = frameFor(*controller);
+      shown->setFrame(shown->isVisible() ? CGRect{shown->frame().origin, frame.size} : frame);
+    });
+    window_->setFrame(frameFor(*root_));
+    window_->setCloseHandler([this] { cancelRequest(); });
+  }
+
+  std::shared_ptr<NSExtensionContext> context_;
+  std::shared_ptr<UIViewController> root_;
+  std::shared_ptr<UIWindow> window_;
+};
 
 }  // namespace
 
 int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context) {
-  const std::string name = principalClassName();
-  const auto principal = makeObjectOfClassNamed(name);
-  const auto handler = std::dynamic_pointer_cast<NSExtensionRequestHandling>(principal);
-  const auto root = std::dynamic_pointer_cast<UIViewController>(principal);
-  if (!handler || !root) {
-    NSLog(NSBundle::mainBundle()->bundlePath() +
-          ": the Info.plist names no class of this program that handles a request with a screen "
-          "(NSExtension, NSExtensionPrincipalClass: \"" +
-          name + "\")");
-    return kNoPrincipalClass;
-  }
-  handler->beginRequestWithExtensionContext(context);
-  root->view();  // its loading settles the title
-  const auto window = std::make_shared<UIWindow>();
-  window->setRootViewController(root);
-  window->setTitle(root->title());
-  const std::weak_ptr<UIWindow> weakWindow = window;
-  root->setPreferredContentSizeHandler([weakWindow, controller = root.get()] {
-    const auto shown = weakWindow.lock();
-    if (!shown) return;
-    const CGRect frame = frameFor(*controller);
-    shown->setFrame(shown->isVisible() ? CGRect{shown->frame().origin, frame.size} : frame);
-  });
-  window->setFrame(frameFor(*root));
-  window->setCloseHandler([root, context] { cancelRequest(*root, *context); });
+  const ExtensionWindow extension(context);
+  if (!extension.window()) return kNoPrincipalClass;
   context->setEndHandler([](NSExtensionContext::State) { NSRunLoop::mainRunLoop().stop(); });
   if (context->state() == NSExtensionContext::State::Running) {
-    window->makeKeyAndVisible();
+    extension.window()->makeKeyAndVisible();
     NSRunLoop::mainRunLoop().run();
-    window->close();
+    extension.window()->close();
   }
-  window->setCloseHandler({});
   context->setEndHandler({});
   return context->state() == NSExtensionContext::State::Completed ? kCompleted : kCancelled;
+}
+
+Result<void> NSExtensionSnapshot(const std::shared_ptr<NSExtensionContext>& context,
+                                 const std::string& path, CGFloat scale) {
+  // A sheet chooses its images and hairlines when it is made.
+  backend::overrideMainScreenScale(scale);
+  ExtensionWindow extension(context);
+  if (!extension.window()) {
+    return NSError{NSError::Kind::Unsupported, "the extension's principal class is not known"};
+  }
+  NSRunLoop::mainRunLoop().runUntil(
+      [] {
+        return NSItemProvider::outstandingLoads() == 0 && NSOperationQueue::mainQueue().empty();
+      },
+      kLongestLoading);
+  auto outcome = backend::snapshotWindow(*extension.window(), path, scale);
+  extension.cancelRequest();
+  return outcome;
 }
 
 }  // namespace tasklane

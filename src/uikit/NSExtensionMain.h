@@ -1,8 +1,11 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
+#include "foundation/NSError.h"
 #include "foundation/NSExtensionContext.h"
+#include "uikit/CGGeometry.h"
 
 namespace tasklane {
 
@@ -11,5 +14,10 @@ namespace tasklane {
 /// window and runs until the request is completed or cancelled. Answers the exit code: 0 completed,
 /// 1 cancelled, 70 when the bundle names no known class. The backend has been started before.
 int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context);
+
+/// Draws the sheet as NSExtensionMain would open it, with everything loaded, into a PNG file at a
+/// number of pixels per point, and cancels the request.
+Result<void> NSExtensionSnapshot(const std::shared_ptr<NSExtensionContext>& context,
+                                 const std::string& path, CGFloat scale);
 
 }  // namespace tasklane

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <QApplication>
 #include <QImage>
 #include <QLineEdit>
@@ -9,6 +7,7 @@
 #include <QTest>
 #include <chrono>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -45,7 +44,7 @@ class ShownWindow {
     window->setTitle("Tasklane");
     window->setRootViewController(root);
     window->makeKeyAndVisible();
-    EXPECT_TRUE(QTest::qWaitForWindowActive(widget()));
+    if (!QTest::qWaitForWindowActive(widget())) throw std::runtime_error("no active window");
     UpdateQueue::shared().flush();
   }
   ~ShownWindow() { window->close(); }
