@@ -25,7 +25,8 @@ QFont::Weight toQWeight(UIFontWeight weight) {
   return QFont::Normal;
 }
 
-/// Qt's own test answers no for a text without letters, which must follow the interface instead.
+}  // namespace
+
 Qt::LayoutDirection directionOf(const QString& text, Qt::LayoutDirection fallback) {
   for (const char32_t c : text.toStdU32String()) {
     switch (QChar::direction(c)) {
@@ -40,8 +41,6 @@ Qt::LayoutDirection directionOf(const QString& text, Qt::LayoutDirection fallbac
   }
   return fallback;
 }
-
-}  // namespace
 
 QFont toQFont(const UIFont& font) {
   QFont result = QGuiApplication::font();

@@ -18,6 +18,9 @@ QFont toQFont(const UIFont& font);
 /// The height of a line without regard to what stands in it.
 double lineHeight(const QFont& font);
 
+/// The direction of a text's first letter; of the fallback where it has none.
+Qt::LayoutDirection directionOf(const QString& text, Qt::LayoutDirection fallback);
+
 /// A text broken into lines, the last of them cut with an ellipsis when the text does not fit.
 class BrokenText {
  public:

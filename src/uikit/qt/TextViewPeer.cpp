@@ -136,10 +136,22 @@ void TextViewPeer::apply() {
   }
   edit_->setVerticalScrollBarPolicy(textView.isScrollEnabled() ? Qt::ScrollBarAsNeeded
                                                                : Qt::ScrollBarAlwaysOff);
+  alignByDirection();
   applyColors();
   applying_ = false;
   ViewPeer::apply();
   edit_->viewport()->update();
+}
+
+/// The editor aligns all paragraphs alike and does not do it by their direction.
+void TextViewPeer::alignByDirection() {
+  const auto direction = directionOf(toQString(shown_), edit_->layoutDirection());
+  QTextOption option = edit_->document()->defaultTextOption();
+  const Qt::Alignment alignment =
+      Qt::AlignAbsolute | (direction == Qt::RightToLeft ? Qt::AlignRight : Qt::AlignLeft);
+  if (option.alignment() == alignment) return;
+  option.setAlignment(alignment);
+  edit_->document()->setDefaultTextOption(option);
 }
 
 void TextViewPeer::applyColors() {

@@ -22,6 +22,7 @@ class TextViewPeer : public ViewPeer {
  private:
   friend class TextViewWidget;
   void personDidEdit();
+  void alignByDirection();
   void applyColors();
 
   TextViewWidget* edit_;

@@ -83,6 +83,19 @@ TEST_F(TextViewPeerTest, ScrollsOnlyWhereItSaysItMeasuresMoreThanItHas) {
   }
 }
 
+TEST_F(TextViewPeerTest, TextStandsAtTheSideThatItsDirectionBeginsAt) {
+  const auto caretAtStart = [&] {
+    edit()->moveCursor(QTextCursor::Start);
+    return edit()->cursorRect().x();
+  };
+  textView->setText("1. \u05dc\u05e7\u05e0\u05d5\u05ea");
+  UpdateQueue::shared().flush();
+  EXPECT_GT(caretAtStart(), 250);
+  textView->setText("1. milk");
+  UpdateQueue::shared().flush();
+  EXPECT_LT(caretAtStart(), 50);
+}
+
 TEST_F(TextViewPeerTest, TheWidgetIsGivenBackWhenTheViewLeaves) {
   const QPointer<QWidget> widget = edit();
   textView->removeFromSuperview();
