@@ -13,7 +13,7 @@ constexpr CGFloat kMargin = 15;
 constexpr CGFloat kRowHeight = 44;
 constexpr CGFloat kTextPadding = 12;
 constexpr int kFewestLines = 4, kMostLines = 8;
-constexpr CGFloat kThumbnail = 48, kThumbnailGap = 6, kThumbnailCorner = 4;
+constexpr CGFloat kThumbnailGap = 6, kThumbnailCorner = 4;
 constexpr std::size_t kMostThumbnails = 4;
 constexpr const char* kRowIdentifier = "SLComposeSheetConfigurationRow";
 constexpr UIColor kSeparator{0.78, 0.78, 0.8, 1};
@@ -105,25 +105,31 @@ void SLComposeServiceViewController::ContentController::setThumbnails(
   if (isViewLoaded()) view()->setNeedsLayout();
 }
 
+/// Two of them beneath each other are as high as the fewest lines of text.
+CGFloat SLComposeServiceViewController::ContentController::sideOfThumbnail() const {
+  return std::floor((kFewestLines * textView_->font().lineHeight() - kThumbnailGap) / 2);
+}
+
 CGFloat SLComposeServiceViewController::ContentController::widthOfThumbnails() const {
   const std::size_t count = thumbnails_->subviews().size();
   if (count == 0) return 0;
-  return (count > 2 ? 2 * kThumbnail + kThumbnailGap : kThumbnail) + kMargin;
+  const CGFloat side = sideOfThumbnail();
+  return (count > 2 ? 2 * side + kThumbnailGap : side) + kMargin;
 }
 
 void SLComposeServiceViewController::ContentController::layoutThumbnails(CGFloat width) {
   const bool leftToRight = view()->effectiveUserInterfaceLayoutDirection() ==
                            UIUserInterfaceLayoutDirection::LeftToRight;
-  const CGFloat step = kThumbnail + kThumbnailGap;
+  const CGFloat side = sideOfThumbnail(), step = side + kThumbnailGap;
   const CGFloat area = std::max<CGFloat>(widthOfThumbnails() - kMargin, 0);
   thumbnails_->setFrame(
-      {leftToRight ? width - kMargin - area : kMargin, kMargin, area, step + kThumbnail});
+      {leftToRight ? width - kMargin - area : kMargin, kTextPadding, area, step + side});
   const auto& pictures = thumbnails_->subviews();
   const std::size_t columns = pictures.size() > 2 ? 2 : 1;
   for (std::size_t i = 0; i < pictures.size(); ++i) {
     const std::size_t column = leftToRight ? i % columns : columns - 1 - i % columns;
     pictures[i]->setFrame({static_cast<CGFloat>(column) * step,
-                           static_cast<CGFloat>(i / columns) * step, kThumbnail, kThumbnail});
+                           static_cast<CGFloat>(i / columns) * step, side, side});
   }
 }
 

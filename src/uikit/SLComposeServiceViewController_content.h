@@ -41,6 +41,7 @@ class SLComposeServiceViewController::ContentController : public UIViewControlle
  private:
   class ScrollView;
   const std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>>& items();
+  CGFloat sideOfThumbnail() const;
   CGFloat widthOfThumbnails() const;
   CGFloat heightOfText(CGFloat width) const;
   CGFloat layoutRows(CGFloat y, CGFloat width);

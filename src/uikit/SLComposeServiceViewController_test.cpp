@@ -148,6 +148,9 @@ TEST_F(SLComposeServiceViewControllerTest, ThumbnailsTakeTheirPlaceFromTheText) 
   pixels->width = pixels->height = 1;
   pixels->argb = {0xFFFFFFFF};
   const auto image = std::make_shared<UIImage>(pixels, 1);
+  // Two thumbnails and six points between them are as high as four lines.
+  const CGFloat side = std::floor((4 * sheet->textView()->font().lineHeight() - 6) / 2);
+  const CGFloat one = 400 - 15 - side, two = one - 6 - side;
   struct Case {
     std::size_t images;
     CGFloat textWidth;
@@ -157,7 +160,7 @@ TEST_F(SLComposeServiceViewControllerTest, ThumbnailsTakeTheirPlaceFromTheText) 
        {UIUserInterfaceLayoutDirection::LeftToRight, UIUserInterfaceLayoutDirection::RightToLeft}) {
     headless::setLayoutDirection(direction);
     const bool leftToRight = direction == UIUserInterfaceLayoutDirection::LeftToRight;
-    for (const Case& c : {Case{1, 337, {}}, Case{2, 337, {}}, Case{4, 283, {}}, Case{9, 283, "+6"},
+    for (const Case& c : {Case{1, one, {}}, Case{2, one, {}}, Case{4, two, {}}, Case{9, two, "+6"},
                           Case{0, 400, {}}}) {
       SCOPED_TRACE(c.images);
       sheet->setThumbnails(std::vector(c.images, image), "photos");
@@ -166,6 +169,7 @@ TEST_F(SLComposeServiceViewControllerTest, ThumbnailsTakeTheirPlaceFromTheText) 
       EXPECT_EQ(sheet->textView()->frame().minX(), leftToRight ? 0 : 400 - c.textWidth);
       const auto thumbnails = sheet->textView()->superview()->subviews()[1];
       EXPECT_LE(thumbnails->subviews().size(), 4u);
+      EXPECT_LE(thumbnails->frame().maxY(), sheet->textView()->frame().maxY() - 12);
       if (c.images == 0) continue;
       const auto label = std::dynamic_pointer_cast<UILabel>(thumbnails->subviews().back());
       EXPECT_EQ(label ? label->text() : std::nullopt, c.more);
