@@ -102,7 +102,7 @@ void UIView::removeFromSuperview() {
 }
 
 void UIView::detachFromSuperview() {
-  dropPeers();
+  if (window_) dropPeers();
   UIView* const superview = std::exchange(superview_, nullptr);
   if (!superview) return;
   superview->deactivateConstraintsWith(*this);
