@@ -80,26 +80,26 @@ class ConstraintLayout {
 
   void collect() {
     for (const auto& constraint : view_.constraints()) {
-      if (speaksOfSubviews(view_, *constraint) || purpose_ == Purpose::Fit) take(*constraint);
+      if (speaksOfSubviews(view_, *constraint) || purpose_ == Purpose::Fit) take(constraint);
     }
     for (const auto& subview : view_.subviews()) {
       if (subview->translatesAutoresizingMaskIntoConstraints()) continue;
       for (const auto& constraint : subview->constraints()) {
-        if (!speaksOfSubviews(*subview, *constraint)) take(*constraint);
+        if (!speaksOfSubviews(*subview, *constraint)) take(constraint);
       }
     }
   }
 
-  void take(const NSLayoutConstraint& constraint) {
-    const auto first = constraint.firstItem(), second = constraint.secondItem();
-    if (!first || (!second && constraint.secondAttribute() != Attribute::NotAnAttribute)) return;
+  void take(const std::shared_ptr<const NSLayoutConstraint>& constraint) {
+    const auto first = constraint->firstItem(), second = constraint->secondItem();
+    if (!first || (!second && constraint->secondAttribute() != Attribute::NotAnAttribute)) return;
     for (const auto& item : {first, second}) {
       if (!item || item.get() == &view_ || indexes_.contains(item.get())) continue;
       indexes_[item.get()] = parts_.size();
       const bool isFixed = item->translatesAutoresizingMaskIntoConstraints();
       parts_.push_back({item, isFixed, isFixed ? CGSize{-1, -1} : naturalSizeOf(*item)});
     }
-    constraints_.push_back(&constraint);
+    constraints_.push_back(constraint);
   }
 
   static bool arrangesSubviews(const UIView& view) {
@@ -226,7 +226,7 @@ class ConstraintLayout {
       give(variable(i, kY), frame.origin.y);
       give(variable(i, kHeight), frame.size.height);
     }
-    for (const auto* constraint : constraints_) {
+    for (const auto& constraint : constraints_) {
       if (constraint->relation() == NSLayoutRelation::Equal) {
         system.addEquation(difference(*constraint));
       }
@@ -259,7 +259,7 @@ class ConstraintLayout {
 
   std::vector<Bound> inequalities() const {
     std::vector<Bound> bounds;
-    for (const auto* constraint : constraints_) {
+    for (const auto& constraint : constraints_) {
       if (constraint->relation() == NSLayoutRelation::Equal) continue;
       const bool atLeast = constraint->relation() == NSLayoutRelation::GreaterThanOrEqual;
       bounds.push_back({difference(*constraint) * (atLeast ? 1 : -1)});
@@ -339,7 +339,7 @@ class ConstraintLayout {
   bool mirrors_ = false;
   std::vector<Part> parts_;
   std::map<const UIView*, std::size_t> indexes_;
-  std::vector<const NSLayoutConstraint*> constraints_;
+  std::vector<std::shared_ptr<const NSLayoutConstraint>> constraints_;
 };
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <climits>
-
 #include "uikit/UIButton.h"
 #include "uikit/UIImageView.h"
 #include "uikit/UILabel.h"

@@ -1,6 +1,7 @@
 #include "uikit/UIImage.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -32,9 +33,7 @@ class UIImageTest : public testing::Test {
     std::ofstream(folder_ / "Resources" / name, std::ios::binary) << bytes;
   }
 
-  const fs::path folder_ =
-      fs::path(testing::TempDir()) /
-      ("images-" + std::string(testing::UnitTest::GetInstance()->current_test_info()->name()));
+  const fs::path folder_ = fs::path(testing::TempDir()) / ("images-" + std::to_string(getpid()));
 };
 
 void appendNumber(std::string& bytes, std::uint32_t number) {

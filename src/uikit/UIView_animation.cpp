@@ -1,4 +1,5 @@
 #include <memory>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -16,19 +17,24 @@ class UIViewAnimation : public std::enable_shared_from_this<UIViewAnimation> {
  public:
   explicit UIViewAnimation(std::function<void()> completion) : completion_(std::move(completion)) {}
 
-  static UIViewAnimation*& current() {
-    static UIViewAnimation* animation = nullptr;
-    return animation;
+  /// The one whose block is running, or null.
+  static UIViewAnimation* current() { return currentPlace(); }
+
+  void runBlock(const std::function<void()>& block) {
+    const struct Recording {
+      explicit Recording(UIViewAnimation* inner) : outer(std::exchange(currentPlace(), inner)) {}
+      ~Recording() { currentPlace() = outer; }
+      UIViewAnimation* outer;
+    } recording(this);
+    block();
   }
 
   void record(UIView& view) {
-    for (const auto& way : ways_) {
-      if (way.view.lock().get() == &view) return;
-    }
-    ways_.push_back({sharedFrom(&view), view.presentation()});
+    if (recorded_.insert(&view).second) ways_.push_back({sharedFrom(&view), view.presentation()});
   }
 
   void start(double seconds) {
+    recorded_.clear();
     std::erase_if(ways_, [this](const Way& way) { return !begin(way); });
     if (ways_.empty() || seconds <= 0) {
       step(1);
@@ -39,6 +45,11 @@ class UIViewAnimation : public std::enable_shared_from_this<UIViewAnimation> {
   }
 
  private:
+  static UIViewAnimation*& currentPlace() {
+    static UIViewAnimation* animation = nullptr;
+    return animation;
+  }
+
   struct Way {
     std::weak_ptr<UIView> view;
     UIView::Presentation from;
@@ -87,6 +98,7 @@ class UIViewAnimation : public std::enable_shared_from_this<UIViewAnimation> {
   }
 
   std::vector<Way> ways_;
+  std::unordered_set<const UIView*> recorded_;  ///< while the block runs
   std::function<void()> completion_;
   std::shared_ptr<Tween> tween_;
   std::shared_ptr<UIViewAnimation> keepsItself_;
@@ -95,10 +107,7 @@ class UIViewAnimation : public std::enable_shared_from_this<UIViewAnimation> {
 void UIView::animateWithDuration(double seconds, const std::function<void()>& animations,
                                  std::function<void()> completion) {
   const auto animation = std::make_shared<UIViewAnimation>(std::move(completion));
-  auto& current = UIViewAnimation::current();
-  UIViewAnimation* const outer = std::exchange(current, animation.get());
-  animations();
-  current = outer;
+  animation->runBlock(animations);
   animation->start(seconds);
 }
 

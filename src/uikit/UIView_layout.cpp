@@ -112,6 +112,7 @@ void UIView::setLayoutMargins(UIEdgeInsets margins) {
   if (layoutMargins_ == margins) return;
   layoutMargins_ = margins;
   setNeedsLayout();
+  invalidateIntrinsicContentSize();
 }
 
 void UIView::setTranslatesAutoresizingMaskIntoConstraints(bool flag) {
