@@ -1,11 +1,13 @@
 import json
+import pathlib
 import plistlib
+import shutil
 import signal
 import subprocess
 import threading
 import unittest
 
-from program import LIMIT, SAMPLES, ProgramTest
+from program import LIMIT, PROGRAM, SAMPLES, ProgramTest
 
 CATALOGUE = {
     "projects": {
@@ -173,6 +175,34 @@ class Queue(ProgramTest):
         watcher.send_signal(signal.SIGTERM)
         watcher.communicate(timeout=LIMIT)
         self.assertEqual(watcher.returncode, -signal.SIGTERM)
+
+
+class Sheet(ProgramTest):
+    def test_is_the_extensions_program_with_the_request(self):
+        application = self.folder / "Tasklane.app"
+        extension = application / "PlugIns" / "Share.appex" / "share"
+        extension.parent.mkdir(parents=True)
+        shutil.copy(PROGRAM, application)
+        shutil.copy(pathlib.Path(PROGRAM).parent / "Info.plist", application)
+        extension.write_text('#!/bin/sh\necho "$# $@"\ncat\nexit 7\n')
+        extension.chmod(0o755)
+        self.environment["DISPLAY"] = ":99"
+        shutil.copy(SAMPLES / "photo.jpg", self.folder)
+        arguments = ["share", "--title", "T", "--item", "--text", "x", "--page", "https://a/", "--selection", "s",
+                     "--image", "photo.jpg", "--snapshot", "it.png"]
+        shown = subprocess.run([application / "tasklane", *arguments], env=self.environment, cwd=self.folder,
+                               capture_output=True, timeout=LIMIT)
+        self.assertEqual((shown.returncode, shown.stderr), (7, b""))
+        first, document = shown.stdout.split(b"\n", 1)
+        self.assertEqual(first, b"2 --snapshot it.png")
+        request = json.loads(document)
+        self.assertEqual(request, {"items": [{"title": "T"}, {"text": "x", "attachments": [
+            {"type": "public.property-list", "results": {"url": "https://a/", "selection": "s"}},
+            {"type": "public.image", "file": (self.folder / "photo.jpg").as_uri()}]}]})
+        extension.unlink()
+        shown = subprocess.run([application / "tasklane", "share"], env=self.environment, capture_output=True,
+                               timeout=LIMIT)
+        self.assertEqual(shown.returncode, 66)
 
 
 class Usage(ProgramTest):
