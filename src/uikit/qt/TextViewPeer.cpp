@@ -19,7 +19,7 @@
 namespace tasklane::qt {
 
 namespace {
-constexpr double kPlaceholderAlpha = 0.55;
+constexpr double kPlaceholderAlpha = 0.62;
 constexpr double kSelectionAlpha = 0.3;
 
 /// The document's text as it is: QPlainTextEdit::toPlainText turns no-break spaces into spaces.
@@ -53,6 +53,20 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
                        std::max(0, whole(insets.bottom) - 1));
   }
 
+  /// The editor itself would leave text that reads from right to left on the left.
+  void alignByReadingDirection() {
+    const QString text = document()->firstBlock().text();
+    const bool isRightToLeft =
+        text.isEmpty() ? QGuiApplication::isRightToLeft() : text.isRightToLeft();
+    QTextOption option = document()->defaultTextOption();
+    const auto alignment = isRightToLeft ? Qt::AlignRight : Qt::AlignLeft;
+    if (option.alignment() == alignment) return;
+    option.setAlignment(alignment);
+    document()->setDefaultTextOption(option);
+  }
+
+  void setPlaceholder(const QString& placeholder) { placeholder_ = placeholder; }
+
  protected:
   bool event(QEvent* event) override {
     if (event->type() == QEvent::Paint && view()) {
@@ -66,6 +80,16 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
       return QPlainTextEdit::event(event);
     }
     return QPlainTextEdit::event(event);
+  }
+
+  void paintEvent(QPaintEvent* event) override {
+    QPlainTextEdit::paintEvent(event);
+    if (!document()->isEmpty() || composing_) return;
+    QPainter painter(viewport());
+    painter.setPen(palette().color(QPalette::PlaceholderText));
+    const auto side = placeholder_.isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft;
+    painter.drawText(viewport()->rect(), side | Qt::AlignAbsolute | Qt::AlignTop | Qt::TextWordWrap,
+                     placeholder_);
   }
 
   void keyPressEvent(QKeyEvent* event) override {
@@ -94,6 +118,7 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
   }
 
  private:
+  QString placeholder_;
   bool composing_ = false;
 };
 
@@ -110,6 +135,7 @@ TextViewPeer::TextViewPeer(UITextView& textView)
 
 void TextViewPeer::personDidEdit() {
   if (applying_) return;
+  edit_->alignByReadingDirection();
   std::string text = textOf(*edit_->document());
   // A composition in progress changes the layout but not yet the text.
   if (text == shown_) return;
@@ -124,7 +150,7 @@ void TextViewPeer::apply() {
   const QFont font = toQFont(textView.font());
   if (edit_->font() != font) edit_->setFont(font);
   edit_->setInsets(textView.textContainerInset());
-  edit_->setPlaceholderText(toQString(textView.placeholder()));
+  edit_->setPlaceholder(toQString(textView.placeholder()));
   if (textView.text() != shown_) {
     shown_ = textView.text();
     QTextCursor cursor(edit_->document());
@@ -134,6 +160,7 @@ void TextViewPeer::apply() {
     cursor.endEditBlock();
     edit_->moveCursor(QTextCursor::End);
   }
+  edit_->alignByReadingDirection();
   edit_->setVerticalScrollBarPolicy(textView.isScrollEnabled() ? Qt::ScrollBarAsNeeded
                                                                : Qt::ScrollBarAlwaysOff);
   alignByDirection();
