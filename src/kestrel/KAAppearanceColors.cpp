@@ -17,14 +17,14 @@ const std::shared_ptr<KAAppearanceDefaultColors>& KAAppearanceDefaultColors::app
   return appearanceForClass<KAAppearanceDefaultColors>();
 }
 
-UIColor KAAppearanceDefaultColors::kestrelGraphiteColor() const { return rgb(0x5B6571); }
-UIColor KAAppearanceDefaultColors::kestrelBlueColor() const { return rgb(0x1D71DC); }
-UIColor KAAppearanceDefaultColors::kestrelRedColor() const { return rgb(0xC72A23); }
-UIColor KAAppearanceDefaultColors::kestrelPurpleColor() const { return rgb(0x7A36B4); }
-UIColor KAAppearanceDefaultColors::kestrelOrangeColor() const { return rgb(0xDB7300); }
-UIColor KAAppearanceDefaultColors::kestrelGreenColor() const { return rgb(0x198E51); }
-UIColor KAAppearanceDefaultColors::kestrelCremaColor() const { return rgb(0xAC9047); }
-UIColor KAAppearanceDefaultColors::kestrelTealColor() const { return rgb(0x0A95A6); }
+UIColor KAAppearanceDefaultColors::kestrelGraphiteColor() const { return rgb(0x596571); }
+UIColor KAAppearanceDefaultColors::kestrelBlueColor() const { return rgb(0x1A69D4); }
+UIColor KAAppearanceDefaultColors::kestrelRedColor() const { return rgb(0xC72922); }
+UIColor KAAppearanceDefaultColors::kestrelPurpleColor() const { return rgb(0x7731AF); }
+UIColor KAAppearanceDefaultColors::kestrelOrangeColor() const { return rgb(0xDB7401); }
+UIColor KAAppearanceDefaultColors::kestrelGreenColor() const { return rgb(0x168E51); }
+UIColor KAAppearanceDefaultColors::kestrelCremaColor() const { return rgb(0xAB8F46); }
+UIColor KAAppearanceDefaultColors::kestrelTealColor() const { return rgb(0x0B94A5); }
 
 const std::shared_ptr<KAAppearanceDarkColors>& KAAppearanceDarkColors::appearance() {
   return appearanceForClass<KAAppearanceDarkColors>();

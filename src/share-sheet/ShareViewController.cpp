@@ -54,6 +54,8 @@ void ShareViewController::viewDidLoad() {
 void ShareViewController::wearPalette() {
   const auto& palette = TasklaneAppearance::currentAppearance();
   setPlaceholder(extensionString("Title"));
+  // The platform's tint is too light for text on the bar.
+  view()->setTintColor(palette.ProjectsColor());
   setColors({.background = palette.BackgroundColor(),
              .text = palette.TitleTextColor(),
              .secondaryText = palette.MetadataTextColor(),
