@@ -1,0 +1,142 @@
+// Draws every view and cell of the product into a folder of pictures, without a display: in every
+// palette, at three scales, from left to right and from right to left.
+
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include "Screen.h"
+#include "appearance/TasklaneAppearanceClient.h"
+#include "foundation/NSBundle.h"
+#include "foundation/NSLog.h"
+#include "uikit/Backend.h"
+#include "uikit/UIWindow.h"
+
+extern char** environ;
+
+namespace tasklane::gallery {
+
+namespace {
+
+constexpr const char* kScales[] = {"1", "1.5", "2"};
+constexpr const char* kPalettes[] = {"default", "dark", "today"};
+constexpr const char* kLanguages[] = {"en", "he"};
+constexpr const char* kUsage =
+    "gallery: say which folder to draw the pictures into: gallery FOLDER";
+
+std::vector<Screen> allScreens() {
+  std::vector<Screen> screens;
+  for (const auto& some : {tableScreens(), controlScreens(), paletteScreens(), productScreens()})
+    screens.insert(screens.end(), some.begin(), some.end());
+  return screens;
+}
+
+bool draw(const Screen& screen, const std::filesystem::path& file, CGFloat scale) {
+  const auto& palette = TasklaneAppearance::currentAppearance();
+  const auto window = std::make_shared<UIWindow>(CGRect({0, 0}, screen.size));
+  window->setBackgroundColor(palette.BackgroundColor());
+  window->setTintColor(palette.ProjectsColor());
+  const auto controller = screen.make();
+  window->setRootViewController(controller);
+  window->makeKeyAndVisible();
+  notifyChildrenThatAppearanceDidChange(controller, TasklaneAppearance::appearance());
+  if (screen.arrange) screen.arrange(*controller);
+  const auto drawn = backend::snapshotWindow(*window, file, scale);
+  window->close();
+  if (!drawn) NSLog("gallery: " + drawn.error().description);
+  return drawn.ok();
+}
+
+/// The pictures of this process's direction and scale.
+int drawAll(const std::filesystem::path& folder) {
+  const CGFloat scale = backend::mainScreenScale();
+  const bool isRightToLeft =
+      backend::layoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
+  // As the extension sees it: its own texts, and the application's resources around it.
+  const auto application = NSBundle::mainBundle();
+  NSBundle::setMainBundle(
+      NSBundle::bundleWithPath(application->builtInPlugInsPath() + "/Share.appex"));
+  const auto screens = allScreens();
+  bool good = true;
+  for (unsigned palette = 0; palette < std::size(kPalettes); ++palette) {
+    TasklaneAppearance::setCurrentPalette(palette);
+    const auto place =
+        folder / (std::string(kPalettes[palette]) + (isRightToLeft ? "-rtl" : "-ltr"));
+    std::filesystem::create_directories(place);
+    for (const auto& screen : screens) {
+      const std::string suffix = scale == 1   ? ""
+                                 : scale == 2 ? "@2x"
+                                              : "@" + std::to_string(scale).substr(0, 3) + "x";
+      good = draw(screen, place / (screen.name + suffix + ".png"), scale) && good;
+    }
+  }
+  return good ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+/// Runs this program for one direction and one scale: a process keeps both, and the images that it
+/// has drawn for them, for its whole life. Answers its exit status.
+int drawInProcess(const char* language, const char* scale, const char* folder) {
+  setenv("LANGUAGE", language, 1);
+  setenv("LC_ALL", (std::string(language) + ".UTF-8").c_str(), 1);
+  setenv("QT_SCALE_FACTOR", scale, 1);
+  setenv("QT_SCALE_FACTOR_ROUNDING_POLICY", "PassThrough", 1);
+  setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  setenv("TASKLANE_ANIMATIONS", "0", 1);
+  setenv("TASKLANE_TEXT_SIZE", "1", 1);
+  setenv("QT_LOGGING_RULES", "default.warning=false", 0);  // that nothing is really shown
+  std::array<std::string, 3> arguments{"gallery", "--draw", folder};
+  std::array<char*, 4> pointers{arguments[0].data(), arguments[1].data(), arguments[2].data(),
+                                nullptr};
+  pid_t process = 0;
+  if (posix_spawn(&process, "/proc/self/exe", nullptr, nullptr, pointers.data(), environ) != 0)
+    return EXIT_FAILURE;
+  int status = 0;
+  waitpid(process, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE;
+}
+
+/// A folder for the shared store while the pictures are drawn, so that nobody's own queue and
+/// catalogue are touched.
+class TemporaryContainer {
+ public:
+  TemporaryContainer() {
+    folder_ = (std::filesystem::temp_directory_path() / "tasklane-gallery-XXXXXX").string();
+    if (mkdtemp(folder_.data())) setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
+  }
+  ~TemporaryContainer() { std::filesystem::remove_all(folder_); }
+  TemporaryContainer(const TemporaryContainer&) = delete;
+  TemporaryContainer& operator=(const TemporaryContainer&) = delete;
+
+ private:
+  std::string folder_;
+};
+
+int run(int argc, char** argv) {
+  if (argc == 3 && std::string(argv[1]) == "--draw") {
+    const std::filesystem::path folder = argv[2];
+    backend::start(argc, argv, "tasklane-gallery");
+    return drawAll(folder);
+  }
+  if (argc != 2 || argv[1][0] == '-') {
+    NSLog(kUsage);
+    return 64;
+  }
+  const TemporaryContainer container;
+  int worst = EXIT_SUCCESS;
+  for (const char* language : kLanguages)
+    for (const char* scale : kScales)
+      worst = std::max(worst, drawInProcess(language, scale, argv[1]));
+  return worst;
+}
+
+}  // namespace
+
+}  // namespace tasklane::gallery
+
+int main(int argc, char** argv) { return tasklane::gallery::run(argc, argv); }
