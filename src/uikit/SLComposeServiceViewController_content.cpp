@@ -96,7 +96,8 @@ void SLComposeServiceViewController::ContentController::setThumbnails(
     thumbnails_->addSubview(picture);
   }
   if (tooMany) {
-    moreLabel_->setText("+" + std::to_string(images.size() - shown));
+    // Behind a left-to-right mark the sign stays in front, also on a right-to-left sheet.
+    moreLabel_->setText("\u200E+" + std::to_string(images.size() - shown));
     thumbnails_->addSubview(moreLabel_);
   }
   thumbnails_->setIsAccessibilityElement(!images.empty());

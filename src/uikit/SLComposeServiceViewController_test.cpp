@@ -160,8 +160,8 @@ TEST_F(SLComposeServiceViewControllerTest, ThumbnailsTakeTheirPlaceFromTheText) 
        {UIUserInterfaceLayoutDirection::LeftToRight, UIUserInterfaceLayoutDirection::RightToLeft}) {
     headless::setLayoutDirection(direction);
     const bool leftToRight = direction == UIUserInterfaceLayoutDirection::LeftToRight;
-    for (const Case& c : {Case{1, one, {}}, Case{2, one, {}}, Case{4, two, {}}, Case{9, two, "+6"},
-                          Case{0, 400, {}}}) {
+    for (const Case& c : {Case{1, one, {}}, Case{2, one, {}}, Case{4, two, {}},
+                          Case{9, two, "\u200E+6"}, Case{0, 400, {}}}) {
       SCOPED_TRACE(c.images);
       sheet->setThumbnails(std::vector(c.images, image), "photos");
       window->layoutIfNeeded();
