@@ -1,5 +1,4 @@
 """The sheet in the hand of somebody who has only a keyboard, or only a pointer."""
-import subprocess
 import unittest
 
 from desktop import Desktop, wait_for
@@ -51,8 +50,10 @@ class SheetKeyboard(unittest.TestCase):
             first_window = desktop.window
             second = desktop.share("--title", "Second")
             self.assertIsNone(first.poll())
-            subprocess.run(["xdotool", "windowclose", first_window], env=desktop.environment, check=False)
-            wait_for("the first sheet to close", lambda: first.poll() is not None)
+            desktop.output(["xdotool", "windowactivate", "--sync", first_window])
+            desktop.keys("alt+F4")
+            self.ends_with(first, 1)
+            desktop.output(["xdotool", "windowactivate", "--sync", desktop.window])
             desktop.keys("ctrl+Return")
             self.ends_with(second, 0)
             self.assertEqual([a["info"]["title"] for a in desktop.queue()], ["Second"])
