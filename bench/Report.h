@@ -35,7 +35,7 @@ inline void report(const std::string& name, double figure, const std::string& un
 struct Candidate {
   std::string name;
   std::function<void()> run;
-  std::vector<double> milliseconds;  // filled by measure()
+  std::vector<double> milliseconds{};  // filled by measure()
   double median() const { return bench::median(milliseconds); }
 };
 

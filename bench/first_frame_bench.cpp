@@ -84,7 +84,7 @@ class Display {
 struct Program {
   std::string name;
   std::vector<std::string> command;
-  std::vector<double> milliseconds;
+  std::vector<double> milliseconds{};
   double peakMegabytes = 0;
 };
 
