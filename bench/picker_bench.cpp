@@ -3,11 +3,18 @@
 
 #include <string.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <random>
 
 #include "bench/Report.h"
+#include "foundation/NSBundle.h"
 #include "foundation/NSString+Folding.h"
 #include "option-picker/SearchableOptionPickerController.h"
+#include "share-sheet/ConfigurationItemHelper.h"
+#include "shared-store/TLXContainers.h"
+#include "shared-store/TLXPlistPresenter.h"
 #include "uikit/UINavigationController.h"
 #include "uikit/UIWindow.h"
 
@@ -97,7 +104,63 @@ void keystrokes(std::size_t count) {
 
 }  // namespace
 
+namespace {
+
+/// What a tap on a row costs before anything is drawn: the catalogue in its order, and an option of
+/// each entry.
+class Tap {
+ public:
+  explicit Tap(std::size_t projects) {
+    std::vector<PropertyListDictionary::Entry> entries;
+    PropertyList::Array order;
+    for (const auto& title : titles(projects)) {
+      const std::string identifier = "project" + std::to_string(order.size() * 7919 % 1000003);
+      entries.emplace_back(
+          identifier,
+          PropertyListDictionary{{"id", identifier}, {"title", title}, {"path", "Folder"}});
+      order.emplace_back(identifier);
+    }
+    contents_ = std::make_shared<const PropertyList>(
+        PropertyListDictionary{{"projects", PropertyListDictionary(std::move(entries))},
+                               {"orderedProjectIDs", std::move(order)}});
+    helper_->setPickProjects(true);
+  }
+  void publish() const { TLXContainers::presenter()->writePlist(contents_); }
+  void run() const { bench::keep(helper_->pickerController()); }
+
+ private:
+  PropertyListObject contents_;
+  std::shared_ptr<ConfigurationItemHelper> helper_ = std::make_shared<ConfigurationItemHelper>();
+};
+
+void taps() {
+  for (const std::size_t count : {std::size_t{20}, std::size_t{10000}}) {
+    const Tap tap(count);
+    tap.publish();
+    std::vector<double> first{milliseconds([&] { tap.run(); })}, later;
+    for (int round = 0; round < 9; ++round) later.push_back(milliseconds([&] { tap.run(); }));
+    bench::report("first tap, " + std::to_string(count) + " projects", first.front(), "ms");
+    bench::report("later tap, " + std::to_string(count) + " projects", bench::median(later), "ms");
+  }
+}
+
+/// A container and a bundle for the store and the palette of this process alone.
+void prepareProcess() {
+  std::string folder = "/tmp/picker-bench-XXXXXX";
+  const std::string bundle = std::string(mkdtemp(folder.data())) + "/Tasklane.app";
+  std::filesystem::create_directories(bundle);
+  std::filesystem::create_directory_symlink(TASKLANE_RESOURCES, bundle + "/Resources");
+  std::ofstream(bundle + "/Info.plist") << "{CFBundleIdentifier = \"com.kestrelworks.Tasklane\";}";
+  setenv("TASKLANE_GROUP_CONTAINERS", folder.c_str(), 1);
+  NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle));
+  std::atexit([] { std::filesystem::remove_all(getenv("TASKLANE_GROUP_CONTAINERS")); });
+}
+
+}  // namespace
+
 int main() {
+  prepareProcess();
+  taps();
   Screen many(titles(10000));
   Screen few(titles(20));
   bench::compare({{"opening a picker of 10,000",

@@ -110,7 +110,7 @@ std::string stringByFolding(std::string_view text) {
   return folded;
 }
 
-FoldedTitles::FoldedTitles(const std::vector<std::optional<std::string>>& titles)
+FoldedTitles::FoldedTitles(const std::vector<std::optional<std::string_view>>& titles)
     : count_(titles.size()) {
   titles_.reserve(titles.size());
   for (std::size_t i = 0; i < titles.size(); ++i) {

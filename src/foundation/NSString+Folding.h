@@ -21,7 +21,7 @@ class FoldedTitles {
  public:
   FoldedTitles() = default;
   /// One entry per title, in order; a missing title never matches.
-  explicit FoldedTitles(const std::vector<std::optional<std::string>>& titles);
+  explicit FoldedTitles(const std::vector<std::optional<std::string_view>>& titles);
 
   std::size_t count() const { return count_; }
   /// The indices, ascending, of the titles that contain the text anywhere. An empty text matches

@@ -31,7 +31,7 @@ void OptionPickerGroup::setItems(const OptionPickerItemList& items) {
 
   const auto copied = items ? std::make_shared<const OptionPickerItems>(*items) : nullptr;
   const bool samePool =
-      membership_ && !membership_->shared && items_ && copied && copied->base_ == items_->base_;
+      membership_ && !membership_->shared && items_ && copied && copied->pool_ == items_->pool_;
   if (samePool) {
     items_ = copied;
     membership_->picker = nonretainedOptionPickerController_;
@@ -47,12 +47,14 @@ void OptionPickerGroup::setItems(const OptionPickerItemList& items) {
 }
 
 void OptionPickerGroup::letGoOfItems() {
+  if (!items_) return;
   if (membership_) membership_->shown = nullptr;
-  if (items_) {
-    for (std::size_t position = 0; position < items_->size(); ++position) {
-      items_->at(position)->membership_ = nullptr;
-    }
+  auto& pool = *items_->pool_;
+  for (std::size_t position = 0; position < items_->size(); ++position) {
+    const auto& item = pool.items[items_->indexInPool(position)];
+    if (item) item->membership_ = nullptr;
   }
+  if (pool.membership == membership_) pool.membership = nullptr;
   membership_ = nullptr;
 }
 
@@ -63,17 +65,22 @@ void OptionPickerGroup::takeIn(const OptionPickerItemList& items) {
   membership_->picker = nonretainedOptionPickerController_;
   membership_->shown = items_;
   membership_->part = items_->part_ ? &items_->indices_ : nullptr;
-  const auto& base = *items_->base_;
-  for (std::size_t index = 0; index < base.size(); ++index) {
-    auto& item = *base[index];
-    if (!membership_->shows(static_cast<std::uint32_t>(index))) continue;
-    if (item.membership_ == membership_) membership_->shared = true;  // listed twice
-    if (item.membership_) item.membership_->shared = true;
-    item.membership_ = membership_;
-    item.indexInBase_ = static_cast<std::uint32_t>(index);
+  // Items of the pool outside a part that were made before would be met unprepared when the list
+  // widens.
+  membership_->shared = items_->part_;
+
+  auto& pool = *items_->pool_;
+  if (pool.membership) pool.membership->shared = true;
+  pool.membership = membership_;
+  for (std::size_t position = 0; position < items_->size(); ++position) {
+    const std::size_t index = items_->indexInPool(position);
+    const auto& item = pool.items[index];
+    if (!item) continue;
+    if (item->membership_ == membership_) membership_->shared = true;  // listed twice
+    if (item->membership_) item->membership_->shared = true;
+    item->membership_ = membership_;
+    item->indexInPool_ = static_cast<std::uint32_t>(index);
   }
-  // Items of the pool outside this part would be met unprepared when the list widens.
-  if (items_->part_) membership_->shared = true;
 }
 
 void OptionPickerGroup::setSelectedItemIndex(std::int64_t index) {

@@ -130,6 +130,33 @@ TEST(OptionPickerGroup, ItemsBelongToThePickerOfTheMomentTheyWereSet) {
   EXPECT_EQ(pool->at(0)->optionPicker(), nullptr);
 }
 
+TEST(OptionPickerGroup, ItemsMadeLaterBelongToThePickerAndAreMadeOnce) {
+  const auto picker = std::make_shared<OptionPickerController>();
+  OptionPickerGroup group;
+  group.setOptionPicker(picker);
+  const std::vector<std::string> titles{"a", "b", "c"};
+  int made = 0;
+  const auto pool = std::make_shared<const OptionPickerItems>(
+      titles.size(),
+      [&](std::size_t position) {
+        ++made;
+        return std::make_shared<OptionPickerItem>(titles[position]);
+      },
+      [&](std::size_t position) { return std::optional<std::string_view>(titles[position]); });
+  group.setItems(pool);
+  EXPECT_EQ(pool->titleAt(2), "c");
+  EXPECT_EQ(made, 0);
+  EXPECT_EQ(pool->at(1)->optionPicker(), picker);
+  EXPECT_EQ(pool->at(1), group.items()->at(1));
+  EXPECT_EQ(made, 1);
+  group.setItems(OptionPickerItems::part(pool, {2}));
+  EXPECT_EQ(group.items()->at(0)->title(), "c");
+  EXPECT_EQ(pool->at(1)->optionPicker(), nullptr);
+  group.setItems(nullptr);
+  EXPECT_EQ(pool->at(0)->optionPicker(), nullptr) << "made after the group let it go";
+  EXPECT_THROW(pool->at(3), std::out_of_range);
+}
+
 TEST(OptionPickerGroup, ACopySharesTheItemsAndLeavesThemAlone) {
   const auto picker = std::make_shared<OptionPickerController>();
   OptionPickerGroup group;

@@ -50,14 +50,23 @@ void OptionPickerItem::setImage(const std::shared_ptr<UIImage>& image) {
 }
 
 std::shared_ptr<OptionPickerController> OptionPickerItem::optionPicker() const {
-  if (!membership_ || !membership_->shows(indexInBase_)) return nullptr;
+  if (!membership_ || !membership_->shows(indexInPool_)) return nullptr;
   return membership_->picker.lock();
 }
 
 std::uint64_t OptionPickerItem::titleGeneration() { return titleChanges; }
 
 OptionPickerItems::OptionPickerItems(std::vector<std::shared_ptr<OptionPickerItem>> items)
-    : base_(std::make_shared<const Base>(std::move(items))) {}
+    : pool_(std::make_shared<Pool>()) {
+  pool_->items = std::move(items);
+}
+
+OptionPickerItems::OptionPickerItems(std::size_t count, Maker make, TitleOf titleOf)
+    : pool_(std::make_shared<Pool>()) {
+  pool_->items.resize(count);
+  pool_->make = std::move(make);
+  pool_->titleOf = std::move(titleOf);
+}
 
 OptionPickerItemList OptionPickerItems::make(std::vector<std::shared_ptr<OptionPickerItem>> items) {
   return std::make_shared<const OptionPickerItems>(std::move(items));
@@ -65,15 +74,37 @@ OptionPickerItemList OptionPickerItems::make(std::vector<std::shared_ptr<OptionP
 
 OptionPickerItemList OptionPickerItems::part(const OptionPickerItemList& of,
                                              const std::vector<std::size_t>& positions) {
-  auto list = std::make_shared<OptionPickerItems>();
-  list->base_ = of->base_;
+  auto list = std::make_shared<OptionPickerItems>(*of);
   list->part_ = true;
+  list->indices_.clear();
   list->indices_.reserve(positions.size());
   for (const std::size_t position : positions) {
-    list->indices_.push_back(of->part_ ? of->indices_.at(position)
-                                       : static_cast<std::uint32_t>(position));
+    list->indices_.push_back(static_cast<std::uint32_t>(of->indexInPool(position)));
   }
   return list;
+}
+
+std::size_t OptionPickerItems::size() const {
+  return part_ ? indices_.size() : pool_->items.size();
+}
+
+const std::shared_ptr<OptionPickerItem>& OptionPickerItems::at(std::size_t position) const {
+  const std::size_t index = indexInPool(position);
+  auto& item = pool_->items.at(index);
+  if (!item) {
+    item = pool_->make(index);
+    item->membership_ = pool_->membership;
+    item->indexInPool_ = static_cast<std::uint32_t>(index);
+  }
+  return item;
+}
+
+std::optional<std::string_view> OptionPickerItems::titleAt(std::size_t position) const {
+  const std::size_t index = indexInPool(position);
+  const auto& item = pool_->items.at(index);
+  if (!item && pool_->titleOf) return pool_->titleOf(index);
+  const auto& title = at(position)->title();
+  return title ? std::optional<std::string_view>(*title) : std::nullopt;
 }
 
 }  // namespace tasklane

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/NSObject.h"
@@ -70,6 +72,7 @@ class OptionPickerItem : public NSObject {
 
  private:
   friend class OptionPickerGroup;
+  friend class OptionPickerItems;
   struct Membership;
 
   std::optional<std::string> title_, detailText_;
@@ -79,34 +82,42 @@ class OptionPickerItem : public NSObject {
   bool enabled_ = true;
   TargetAction<OptionPickerItem> targetAction_;
   std::shared_ptr<Membership> membership_;
-  std::uint32_t indexInBase_ = 0;
+  std::uint32_t indexInPool_ = 0;
 };
 
 /// The list itself: items in display order, or a part of another list in that list's order. A part
 /// shares the whole's items and costs four bytes a row, so that a search over 100,000 rows makes
-/// its result at once.
+/// its result at once. A list may make its items only when they are asked for, so that one of
+/// 10,000 opens as fast as one of 20.
 class OptionPickerItems {
  public:
-  OptionPickerItems() = default;
-  explicit OptionPickerItems(std::vector<std::shared_ptr<OptionPickerItem>> items);
+  using Maker = std::function<std::shared_ptr<OptionPickerItem>(std::size_t position)>;
+  using TitleOf = std::function<std::optional<std::string_view>(std::size_t position)>;
+
+  explicit OptionPickerItems(std::vector<std::shared_ptr<OptionPickerItem>> items = {});
+  /// Items that are made at first use, each once. The titles can be asked for without making items;
+  /// they must be those that the items are made with, and the text must stay where it is.
+  OptionPickerItems(std::size_t count, Maker make, TitleOf titleOf);
   /// The items of a list at the given positions, ascending.
   static OptionPickerItemList part(const OptionPickerItemList& of,
                                    const std::vector<std::size_t>& positions);
   static OptionPickerItemList make(std::vector<std::shared_ptr<OptionPickerItem>> items);
 
-  std::size_t size() const { return part_ ? indices_.size() : base_->size(); }
+  std::size_t size() const;
   bool empty() const { return size() == 0; }
   /// Beyond the end is a range error (std::out_of_range).
-  const std::shared_ptr<OptionPickerItem>& at(std::size_t position) const {
-    return base_->at(part_ ? indices_.at(position) : position);
-  }
+  const std::shared_ptr<OptionPickerItem>& at(std::size_t position) const;
+  std::optional<std::string_view> titleAt(std::size_t position) const;
 
  private:
   friend class OptionPickerGroup;
-  friend class OptionPickerItem;
-  using Base = std::vector<std::shared_ptr<OptionPickerItem>>;
+  struct Pool;
 
-  std::shared_ptr<const Base> base_ = std::make_shared<const Base>();
+  std::size_t indexInPool(std::size_t position) const {
+    return part_ ? indices_.at(position) : position;
+  }
+
+  std::shared_ptr<Pool> pool_;
   std::vector<std::uint32_t> indices_;
   bool part_ = false;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "option-picker/OptionPickerItem.h"
 
@@ -19,9 +20,18 @@ struct OptionPickerItem::Membership {
   /// Another group took over an item of the list, so that it must be looked at item by item.
   bool shared = false;
 
-  bool shows(std::uint32_t indexInBase) const {
-    return shown && (!part || std::binary_search(part->begin(), part->end(), indexInBase));
+  bool shows(std::uint32_t indexInPool) const {
+    return shown && (!part || std::binary_search(part->begin(), part->end(), indexInPool));
   }
+};
+
+/// The items that a list and its parts share, made so far or still to be made.
+struct OptionPickerItems::Pool {
+  std::vector<std::shared_ptr<OptionPickerItem>> items;
+  Maker make;
+  TitleOf titleOf;
+  /// What items that are made later belong to.
+  std::shared_ptr<OptionPickerItem::Membership> membership;
 };
 
 }  // namespace tasklane

@@ -84,10 +84,10 @@ void SearchableOptionPickerController::showKeepingChoice(const OptionPickerItemL
 const FoldedTitles& SearchableOptionPickerController::foldedTitles() {
   if (foldedItems_ != unfilteredItems_ ||
       foldedGeneration_ != OptionPickerItem::titleGeneration()) {
-    std::vector<std::optional<std::string>> titles;
+    std::vector<std::optional<std::string_view>> titles;
     titles.reserve(unfilteredItems_->size());
     for (std::size_t position = 0; position < unfilteredItems_->size(); ++position) {
-      titles.push_back(unfilteredItems_->at(position)->title());
+      titles.push_back(unfilteredItems_->titleAt(position));
     }
     foldedTitles_ = FoldedTitles(titles);
     foldedItems_ = unfilteredItems_;

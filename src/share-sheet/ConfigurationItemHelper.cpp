@@ -8,21 +8,32 @@ namespace tasklane {
 
 namespace {
 
-std::optional<std::string> textOf(const PropertyList& entry, const char* key) {
+std::optional<std::string_view> textOf(const PropertyList& entry, const char* key) {
   const auto* value = entry.valueForKey(key);
-  return value && value->string() ? std::optional(*value->string()) : std::nullopt;
+  return value && value->string() ? std::optional<std::string_view>(*value->string())
+                                  : std::nullopt;
+}
+
+std::optional<std::string> copied(std::optional<std::string_view> text) {
+  return text ? std::optional<std::string>(*text) : std::nullopt;
+}
+
+std::shared_ptr<OptionPickerItem> optionOf(const PropertyList& entry) {
+  auto option = std::make_shared<OptionPickerItem>(copied(textOf(entry, TLXContainerTitle)));
+  option->setDetailText(copied(textOf(entry, TLXContainerPath)));
+  return option;
 }
 
 }  // namespace
 
 std::shared_ptr<SearchableOptionPickerController> ConfigurationItemHelper::pickerController() {
   if (!pickerController_) makePicker();
-  const auto entries =
-      pickProjects_ ? TLXContainers::orderedProjects() : TLXContainers::orderedContexts();
-  std::vector<std::shared_ptr<OptionPickerItem>> options;
-  options.reserve(entries.size());
-  for (const auto& entry : entries) options.push_back(optionItemWithDictionary(entry));
-  pickerController_->setItems(OptionPickerItems::make(std::move(options)));
+  const auto entries = std::make_shared<const std::vector<PropertyList>>(
+      pickProjects_ ? TLXContainers::orderedProjects() : TLXContainers::orderedContexts());
+  // Options are made when their rows come on screen: a catalogue may hold thousands.
+  pickerController_->setItems(std::make_shared<const OptionPickerItems>(
+      entries->size(), [entries](std::size_t position) { return optionOf((*entries)[position]); },
+      [entries](std::size_t position) { return textOf((*entries)[position], TLXContainerTitle); }));
   return pickerController_;
 }
 
@@ -70,9 +81,7 @@ void ConfigurationItemHelper::popPicker() {
 
 std::shared_ptr<OptionPickerItem> ConfigurationItemHelper::optionItemWithDictionary(
     const PropertyList& entry) const {
-  auto option = std::make_shared<OptionPickerItem>(textOf(entry, TLXContainerTitle));
-  option->setDetailText(textOf(entry, TLXContainerPath));
-  return option;
+  return optionOf(entry);
 }
 
 }  // namespace tasklane

@@ -30,7 +30,7 @@ void walkInOrder(const Kind& kind, Callback callback) {
   }
 }
 
-std::vector<PropertyList> orderedEntries(const Kind& kind) {
+std::vector<PropertyList> entriesInOrder(const Kind& kind) {
   std::vector<PropertyList> result;
   walkInOrder(kind, [&](const PropertyList& entry) {
     result.push_back(entry);
@@ -38,6 +38,22 @@ std::vector<PropertyList> orderedEntries(const Kind& kind) {
   });
   return result;
 }
+
+/// The list of the contents that it was last made of, so that opening a picker again costs nothing.
+struct OrderedEntries {
+  PropertyListObject contents;
+  std::vector<PropertyList> entries;
+
+  const std::vector<PropertyList>& of(const Kind& kind) {
+    const auto& presenter = TLXContainers::presenter();
+    const PropertyListObject current = presenter ? presenter->plist() : nullptr;
+    if (current != contents) {
+      entries = entriesInOrder(kind);
+      contents = current;
+    }
+    return entries;
+  }
+};
 
 std::optional<std::string> uniqueIDForEntryNamed(const Kind& kind, const std::string& title) {
   std::optional<std::string> result;
@@ -69,8 +85,15 @@ const std::shared_ptr<TLXPlistPresenter>& TLXContainers::presenter() {
   return presenter;
 }
 
-std::vector<PropertyList> TLXContainers::orderedProjects() { return orderedEntries(kProjects); }
-std::vector<PropertyList> TLXContainers::orderedContexts() { return orderedEntries(kContexts); }
+std::vector<PropertyList> TLXContainers::orderedProjects() {
+  static OrderedEntries projects;
+  return projects.of(kProjects);
+}
+
+std::vector<PropertyList> TLXContainers::orderedContexts() {
+  static OrderedEntries contexts;
+  return contexts.of(kContexts);
+}
 
 std::optional<std::string> TLXContainers::uniqueIDForProjectNamed(const std::string& title) {
   return uniqueIDForEntryNamed(kProjects, title);
