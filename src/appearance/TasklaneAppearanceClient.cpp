@@ -1,6 +1,7 @@
 #include "appearance/TasklaneAppearanceClient.h"
 
 #include <typeindex>
+#include <typeinfo>
 #include <unordered_map>
 
 #include "appearance/UIViewController+TasklaneAppearanceClient.h"
@@ -21,14 +22,20 @@ Kind platformKindOf(const NSObject& object) {
   return Kind::Other;
 }
 
-/// Asked for every object of every walk: the casts are made once for each class.
+/// Asked for every object of every walk: the casts are made once for each class, and neighbours in
+/// a tree are often of one class.
 Kind kindOf(const NSObject& object) {
   static std::unordered_map<std::type_index, Kind> kinds;
+  static const std::type_info* lastType = nullptr;
+  static Kind lastKind = Kind::Other;
+  if (lastType && *lastType == typeid(object)) return lastKind;
   const auto [entry, isNew] = kinds.try_emplace(typeid(object));
   if (isNew)
     entry->second = dynamic_cast<const TasklaneAppearanceClient*>(&object) ? Kind::Client
                                                                            : platformKindOf(object);
-  return entry->second;
+  lastType = &typeid(object);
+  lastKind = entry->second;
+  return lastKind;
 }
 
 void appendPlatformChildren(NSObject& object, Kind kind, Clients& children) {

@@ -31,16 +31,19 @@ void KAAppearance::readPropertyLists() const {
   if (names.empty()) return;
 
   std::vector<bool> found(vocabulary.size());
+  bool listsAreThere = true;
   for (const auto& name : names) {
     const auto list = KAAppearancePropertyList::contentsOfFile(pathOfPropertyList(name));
     if (!list) {
       NSLog(stringWithFormat("Palette %@: %@", {name, list.error().description}));
+      listsAreThere = false;
       continue;
     }
     for (const auto& complaint :
          KAAppearancePropertyList::readValues(list.value(), vocabulary, values_, found))
       NSLog(stringWithFormat("Palette %@: %@", {name, complaint.description()}));
   }
+  if (!listsAreThere) return;  // that says why there are no values
   const auto missing = KAAppearancePropertyList::missingKeys(vocabulary, found);
   if (!missing.empty())
     NSLog(stringWithFormat("Palette %@: no value for %@", {names.back(), joined(missing)}));
