@@ -20,11 +20,18 @@ OptionPickerTableViewCell::OptionPickerTableViewCell(UITableViewCellStyle,
 
 void OptionPickerTableViewCell::layoutSubviews() {
   TasklaneAppearanceTableViewCell::layoutSubviews();
-  if (!imageView()->image()) return;
-
-  // Right to left the column stands at the other side, and the labels end where they would begin.
   const bool mirrored =
       effectiveUserInterfaceLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
+  if (imageView()->image()) placeInIconColumn(mirrored);
+
+  // The line under the row begins where its title does.
+  const CGRect title = textLabel()->convertRectToView(textLabel()->bounds(), this);
+  const CGFloat leading = mirrored ? bounds().size.width - title.maxX() : title.minX();
+  if (title.size.width > 0) setSeparatorInset({0, leading, 0, 0});
+}
+
+/// Right to left the column stands at the other side, and the labels end where they would begin.
+void OptionPickerTableViewCell::placeInIconColumn(bool mirrored) {
   CGRect icon = imageView()->frame();
   if (mirrored) icon.origin.x = icon.maxX() - kIconColumnWidth;
   icon.size.width = kIconColumnWidth;

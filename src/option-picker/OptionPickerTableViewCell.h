@@ -18,6 +18,9 @@ class OptionPickerTableViewCell : public TasklaneAppearanceTableViewCell {
   OptionPickerTableViewCell(UITableViewCellStyle style, const std::string& reuseIdentifier);
 
   void layoutSubviews() override;
+
+ private:
+  void placeInIconColumn(bool mirrored);
 };
 
 }  // namespace tasklane
