@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "Screen.h"
@@ -86,7 +87,6 @@ int drawInProcess(const char* language, const char* scale, const char* folder) {
   setenv("LC_ALL", (std::string(language) + ".UTF-8").c_str(), 1);
   setenv("QT_SCALE_FACTOR", scale, 1);
   setenv("QT_SCALE_FACTOR_ROUNDING_POLICY", "PassThrough", 1);
-  setenv("QT_QPA_PLATFORM", "offscreen", 1);
   setenv("TASKLANE_ANIMATIONS", "0", 1);
   setenv("TASKLANE_TEXT_SIZE", "1", 1);
   setenv("QT_LOGGING_RULES", "default.warning=false", 0);  // that nothing is really shown
@@ -101,17 +101,25 @@ int drawInProcess(const char* language, const char* scale, const char* folder) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE;
 }
 
-/// A folder for the shared store while the pictures are drawn, so that nobody's own queue and
-/// catalogue are touched.
-class TemporaryContainer {
+/// What the drawing processes work in: a shared store of their own, so that nobody's queue and
+/// catalogue are touched, and a pretended screen on which every window fits at every scale.
+class TemporaryPlace {
  public:
-  TemporaryContainer() {
+  TemporaryPlace() {
     folder_ = (std::filesystem::temp_directory_path() / "tasklane-gallery-XXXXXX").string();
-    if (mkdtemp(folder_.data())) setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
+    if (!mkdtemp(folder_.data())) return;
+    setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
+    const std::string screen = folder_ + "/screen.json";
+    std::ofstream(screen) << R"({"screens": [{"name": "gallery", "x": 0, "y": 0, "width": 4000,
+        "height": 4000, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})";
+    setenv("QT_QPA_PLATFORM", ("offscreen:configfile=" + screen).c_str(), 1);
   }
-  ~TemporaryContainer() { std::filesystem::remove_all(folder_); }
-  TemporaryContainer(const TemporaryContainer&) = delete;
-  TemporaryContainer& operator=(const TemporaryContainer&) = delete;
+  ~TemporaryPlace() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+  TemporaryPlace(const TemporaryPlace&) = delete;
+  TemporaryPlace& operator=(const TemporaryPlace&) = delete;
 
  private:
   std::string folder_;
@@ -127,7 +135,7 @@ int run(int argc, char** argv) {
     NSLog(kUsage);
     return 64;
   }
-  const TemporaryContainer container;
+  const TemporaryPlace place;
   int worst = EXIT_SUCCESS;
   for (const char* language : kLanguages)
     for (const char* scale : kScales)
