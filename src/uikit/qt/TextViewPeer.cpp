@@ -59,7 +59,7 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
     const bool isRightToLeft =
         text.isEmpty() ? QGuiApplication::isRightToLeft() : text.isRightToLeft();
     QTextOption option = document()->defaultTextOption();
-    const auto alignment = isRightToLeft ? Qt::AlignRight : Qt::AlignLeft;
+    const auto alignment = Qt::AlignAbsolute | (isRightToLeft ? Qt::AlignRight : Qt::AlignLeft);
     if (option.alignment() == alignment) return;
     option.setAlignment(alignment);
     document()->setDefaultTextOption(option);

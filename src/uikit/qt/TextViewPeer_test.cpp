@@ -35,6 +35,21 @@ class TextViewPeerTest : public ::testing::Test {
   std::unique_ptr<ShownWindow> shown;
 };
 
+TEST_F(TextViewPeerTest, TextStandsOnTheSideWhereItsReadingBegins) {
+  const auto alignment = [this] {
+    return edit()->document()->defaultTextOption().alignment() & Qt::AlignHorizontal_Mask &
+           ~Qt::AlignAbsolute;
+  };
+  EXPECT_EQ(alignment(), Qt::AlignLeft);
+  textView->setText("שלום");
+  UpdateQueue::shared().flush();
+  EXPECT_EQ(alignment(), Qt::AlignRight);
+  edit()->selectAll();
+  shown->type("a");
+  EXPECT_EQ(alignment(), Qt::AlignLeft);
+  EXPECT_EQ(listener->heard, std::vector<std::string>{"a"});
+}
+
 TEST_F(TextViewPeerTest, TypingIsHeardOnceAndSetTextNever) {
   shown->type("ab");
   EXPECT_EQ(listener->heard, (std::vector<std::string>{"a", "ab"}));
