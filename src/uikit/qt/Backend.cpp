@@ -1,5 +1,7 @@
 #include "uikit/Backend.h"
 
+#include <fontconfig/fontconfig.h>
+
 #include <QAccessible>
 #include <QApplication>
 #include <QScreen>
@@ -10,6 +12,7 @@
 #include <clocale>
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "foundation/NSNotificationCenter.h"
 #include "foundation/NSRunLoop.h"
@@ -56,6 +59,22 @@ void prepareEnvironment() {
   if (!isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY")) setDefault("QT_QPA_PLATFORM", "offscreen");
 }
 
+/// Reading the system's fonts takes as long as reaching the display, and needs nothing of it.
+class FontsInTheBackground {
+ public:
+  FontsInTheBackground() {
+    // What Qt is about to do anyway; it must not change while the other thread reads numbers.
+    std::setlocale(LC_ALL, "");
+    reader_ = std::thread(FcInit);
+  }
+  ~FontsInTheBackground() { reader_.join(); }
+  FontsInTheBackground(const FontsInTheBackground&) = delete;
+  FontsInTheBackground& operator=(const FontsInTheBackground&) = delete;
+
+ private:
+  std::thread reader_;
+};
+
 void waitForEvents(std::chrono::milliseconds limit) {
   QTimer alarm;
   alarm.setSingleShot(true);
@@ -84,10 +103,15 @@ void start(int& argc, char** argv, const std::string& applicationName) {
   const QString name = qt::toQString(applicationName);
   QCoreApplication::setApplicationName(name);
   QGuiApplication::setDesktopFileName(name);
-  state.application = std::make_unique<QApplication>(argc, argv);
+  {
+    const FontsInTheBackground fonts;
+    state.application = std::make_unique<QApplication>(argc, argv);
+  }
   // Qt has taken over the person's locale, in which C functions read 1.5 as 1.
   std::setlocale(LC_NUMERIC, "C");
   QGuiApplication::setQuitOnLastWindowClosed(false);
+  // Widgets measure their font when they are made: one that is not shown costs a millisecond.
+  QApplication::setFont(qt::toQFont(UIFont::preferredFontForTextStyle(UIFontTextStyleBody)));
   QGuiApplication::setLayoutDirection(
       layoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft ? Qt::RightToLeft
                                                                        : Qt::LeftToRight);

@@ -21,6 +21,12 @@ constexpr double kSmallestFactor = 0.8, kLargestFactor = 2;
 
 CGFloat overriddenScale = 0;
 
+/// As the desktop set it, before start() gives all widgets the body font.
+double desktopFontPoints() {
+  static const double points = QGuiApplication::font().pointSizeF();
+  return points;
+}
+
 bool isSet(const char* variable) {
   const char* value = std::getenv(variable);
   return value && *value;
@@ -46,7 +52,7 @@ CGFloat textSizeFactor() {
     bool isNumber = false;
     factor = QByteArray(asked).toDouble(&isNumber);
     if (!isNumber) factor = 1;
-  } else if (const double points = QGuiApplication::font().pointSizeF(); points > 0) {
+  } else if (const double points = desktopFontPoints(); points > 0) {
     if (points < kSmallestUsualPoints) factor = points / kSmallestUsualPoints;
     if (points > kLargestUsualPoints) factor = points / kLargestUsualPoints;
   }
