@@ -4,6 +4,9 @@
 
 #include "uikit/Backend.h"
 
+/// The toolkit keeps the list of the system's fonts until the process ends and frees it never.
+extern "C" const char* __lsan_default_suppressions() { return "leak:libfontconfig"; }
+
 int main(int argc, char** argv) {
   setenv("QT_QPA_PLATFORM", "offscreen", 0);
   setenv("LC_ALL", "C.UTF-8", 1);
