@@ -65,7 +65,8 @@ struct EncodedImage::State {
       decoding.scratchFolder = scratchFolder();
       return openJPEG(*source, std::move(decoding));
     }
-    if (header.format == Format::PNG) return openPNG(*source, {true, header.orientation, scratchFolder()});
+    if (header.format == Format::PNG)
+      return openPNG(*source, {true, header.orientation, scratchFolder()});
     return openWithCodecModule({source.get(), header, scratchFolder()});
   }
 };

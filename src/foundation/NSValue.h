@@ -6,7 +6,8 @@
 
 namespace tasklane {
 
-/// A plain value as an object, equal to every other object that holds an equal value of the same type.
+/// A plain value as an object, equal to every other object that holds an equal value of the same
+/// type.
 template <class T>
 class NSValue : public NSObject {
  public:
