@@ -2,6 +2,7 @@
 
 #include <QAccessible>
 #include <QCoreApplication>
+#include <QCursor>
 #include <QFocusEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -79,16 +80,10 @@ class TableWidget : public ScrollWidget {
     setAttribute(Qt::WA_InputMethodEnabled, false);
   }
 
-  void hover(std::optional<NSIndexPath> row) {
-    if (row == hovered_) return;
-    hovered_ = row;
-    markRows();
-  }
-
   void markRows() {
     const auto* table = this->table();
     if (!table) return;
-    markHover(pressed_ ? std::nullopt : hovered_);
+    markHover(pressed_ ? std::nullopt : rowUnderPointer());
     const auto focused = hasFocus() ? table->focusedRow() : std::nullopt;
     if (focused && focused != announcedRow_ && QAccessible::isActive()) announceRow(*focused);
     announcedRow_ = focused;
@@ -156,6 +151,9 @@ class TableWidget : public ScrollWidget {
         return drag(*static_cast<QMouseEvent*>(event));
       case QEvent::MouseButtonRelease:
         return release(*static_cast<QMouseEvent*>(event));
+      case QEvent::Leave:
+        markRows();
+        break;
       default:
         break;
     }
@@ -169,6 +167,12 @@ class TableWidget : public ScrollWidget {
     const CGPoint origin = table->bounds().origin;
     return table->indexPathForRowAtPoint({point.x() - peer()->fraction().x() + origin.x,
                                           point.y() - peer()->fraction().y() + origin.y});
+  }
+
+  /// Asked anew each time: rows come, go and move under a pointer that rests.
+  std::optional<NSIndexPath> rowUnderPointer() const {
+    if (!viewport()->underMouse()) return {};
+    return rowAt(viewport()->mapFromGlobal(QPointF(QCursor::pos())));
   }
 
   bool press(const QMouseEvent& event) {
@@ -208,11 +212,12 @@ class TableWidget : public ScrollWidget {
   void markHover(std::optional<NSIndexPath> row) {
     auto* table = this->table();
     const auto cell = row ? table->cellForRowAtIndexPath(*row) : nullptr;
-    const ViewPeer* cellPeer = ViewPeer::of(cell.get());
+    ViewPeer* cellPeer = ViewPeer::of(cell.get());
     const bool shows = cellPeer && cellPeer->widget() &&
                        cell->selectionStyle() != UITableViewCellSelectionStyle::None;
     hover_->setVisible(shows);
     if (!shows) return;
+    cellPeer->place();  // a cell that has just come may be unplaced yet
     hover_->setGeometry(cellPeer->widget()->geometry());
     hover_->raise();
   }
@@ -238,7 +243,7 @@ class TableWidget : public ScrollWidget {
   }
 
   HoverMark* hover_;
-  std::optional<NSIndexPath> pressed_, hovered_, announcedRow_;
+  std::optional<NSIndexPath> pressed_, announcedRow_;
 };
 
 /// A cell's background; tells its table when the pointer comes and goes.
@@ -247,17 +252,14 @@ class CellWidget : public PlainWidget {
   using PlainWidget::PlainWidget;
 
  protected:
-  void enterEvent(QEnterEvent*) override { tellTable(true); }
-  void leaveEvent(QEvent*) override { tellTable(false); }
+  void enterEvent(QEnterEvent*) override { tellTable(); }
+  void leaveEvent(QEvent*) override { tellTable(); }
 
  private:
-  void tellTable(bool entered) {
-    const auto* cell = static_cast<UITableViewCell*>(view());
-    if (!cell) return;
+  void tellTable() {
     auto* table = dynamic_cast<TableWidget*>(
         ViewWidget::of(parentWidget() ? parentWidget()->parentWidget() : nullptr));
-    const auto* tableView = table ? static_cast<UITableView*>(table->view()) : nullptr;
-    if (tableView) table->hover(entered ? tableView->indexPathForCell(*cell) : std::nullopt);
+    if (table) table->markRows();
   }
 };
 
