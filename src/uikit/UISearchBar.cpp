@@ -40,6 +40,12 @@ bool UISearchBar::becomeFirstResponder() {
   return true;
 }
 
+void UISearchBar::didMoveToWindow() {
+  UIView::didMoveToWindow();
+  if (window()) return;
+  if (const auto delegate = delegate_.lock()) delegate->searchBarDidLeaveWindow(*this);
+}
+
 CGSize UISearchBar::sizeThatFits(CGSize size) { return {size.width, kHeight}; }
 
 CGSize UISearchBar::intrinsicContentSize() { return {UIViewNoIntrinsicMetric, kHeight}; }

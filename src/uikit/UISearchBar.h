@@ -15,6 +15,8 @@ class UISearchBarDelegate {
   virtual void searchBarTextDidBeginEditing(UISearchBar& searchBar) { (void)searchBar; }
   virtual void searchBarTextDidChange(UISearchBar& searchBar) { (void)searchBar; }
   virtual void searchBarCancelButtonClicked(UISearchBar& searchBar) { (void)searchBar; }
+  /// Not on a screen any more.
+  virtual void searchBarDidLeaveWindow(UISearchBar& searchBar) { (void)searchBar; }
 };
 
 /// A search field across its width, 56 points high.
@@ -35,6 +37,7 @@ class UISearchBar : public UIView, public UITextInput {
 
   bool canBecomeFirstResponder() const override { return true; }
   bool becomeFirstResponder() override;
+  void didMoveToWindow() override;
   CGSize sizeThatFits(CGSize size) override;
   CGSize intrinsicContentSize() override;
   UIAccessibilityTraits accessibilityTraits() const override {

@@ -64,6 +64,7 @@ void UISearchController::setActive(bool active) {
 
 void UISearchController::activate() {
   active_ = true;
+  leftScreen_ = false;
   if (const auto delegate = this->delegate()) delegate->willPresentSearchController(*this);
   if (const auto list = listAround(*searchBar_)) {
     offsetBefore_ = list->contentOffset();
@@ -103,14 +104,17 @@ void UISearchController::update() {
 
 void UISearchController::searchBarTextDidBeginEditing(UISearchBar&) {
   if (activating_) return;
-  if (!active_) activate();
+  beginEditing();
+}
+
+void UISearchController::searchBarTextDidChange(UISearchBar&) { beginEditing(); }
+
+void UISearchController::beginEditing() {
+  if (!active_ || leftScreen_) activate();
   update();
 }
 
-void UISearchController::searchBarTextDidChange(UISearchBar&) {
-  if (!active_) activate();
-  update();
-}
+void UISearchController::searchBarDidLeaveWindow(UISearchBar&) { leftScreen_ = active_; }
 
 void UISearchController::searchBarCancelButtonClicked(UISearchBar&) { setActive(false); }
 

@@ -34,9 +34,10 @@ class UISearchControllerDelegate {
 
 /// A search over the screen that shows its bar. Activating it (by the bar's becoming first
 /// responder, or by setActive) presents it: the delegate hears first, then the updater, which hears
-/// again on each change of the text. Deactivating, which is also what dismissing it does, clears
-/// the text and updates once more; a list that was scrolled to reveal the bar returns to where it
-/// was.
+/// again on each change of the text. A search that is left active when its screen goes begins
+/// again, and says so, at the first editing after the screen has come back. Deactivating, which is
+/// also what dismissing it does, clears the text and updates once more; a list that was scrolled to
+/// reveal the bar returns to where it was.
 class UISearchController : public UIViewController, public UISearchBarDelegate {
  public:
   /// Null shows the results in the searched screen itself, which is the only way there is here;
@@ -65,6 +66,7 @@ class UISearchController : public UIViewController, public UISearchBarDelegate {
   void searchBarTextDidBeginEditing(UISearchBar& searchBar) override;
   void searchBarTextDidChange(UISearchBar& searchBar) override;
   void searchBarCancelButtonClicked(UISearchBar& searchBar) override;
+  void searchBarDidLeaveWindow(UISearchBar& searchBar) override;
 
   std::shared_ptr<UIView> preferredFocusView() override { return searchBar_; }
 
@@ -77,12 +79,14 @@ class UISearchController : public UIViewController, public UISearchBarDelegate {
   UISearchController() = default;
   std::shared_ptr<UIViewController> searchedController() const;
   void activate();
+  void beginEditing();
   void update();
   std::shared_ptr<UISearchBar> searchBar_;
   std::weak_ptr<UISearchControllerDelegate> delegate_;
   std::weak_ptr<UISearchResultsUpdating> updater_;
   CGPoint offsetBefore_;
   bool active_ = false, activating_ = false, barHadFocus_ = false;
+  bool leftScreen_ = false;  ///< while active
   bool dimsBackground_ = true, hidesNavigationBar_ = true;
 };
 

@@ -119,6 +119,23 @@ TEST_F(UISearchControllerTest, EscapeEndsTheSearchBeforeTheScreen) {
   EXPECT_EQ(stack->topViewController(), root);
 }
 
+TEST_F(UISearchControllerTest, ASearchLeftActiveBeginsAgainWhenItsScreenIsBackAndItsTextIsEdited) {
+  const std::function<void()> edits[] = {[&] { bar->becomeFirstResponder(); },
+                                         [&] { bar->userDidChangeText(""); }};
+  for (const auto& edit : edits) {
+    bar->userDidChangeText("w");
+    stack->popViewControllerAnimated(false);
+    ASSERT_TRUE(list->search->isActive());
+    stack->pushViewController(list, false);
+    list->taken();
+    edit();
+    EXPECT_THAT(list->taken(), ElementsAre("will", "did", "update '" + bar->text() + "'"));
+    bar->userDidChangeText("wo");
+    EXPECT_THAT(list->taken(), ElementsAre("update 'wo'"));
+    list->search->setActive(false);
+  }
+}
+
 TEST_F(UISearchControllerTest, DismissingWhatTheListPresentsEndsTheSearch) {
   list->search->setActive(true);
   bar->userDidChangeText("x");
