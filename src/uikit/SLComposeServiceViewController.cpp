@@ -3,16 +3,20 @@
 #include <algorithm>
 #include <utility>
 
+#include "uikit/Backend.h"
 #include "uikit/SLComposeServiceViewController_content.h"
 #include "uikit/SystemText.h"
 
 namespace tasklane {
 namespace {
 
-constexpr CGFloat kWidth = 400;
+constexpr CGFloat kWidth = 400, kWidest = 600;
 /// The least height while a row's screen is open: a list needs more room than the sheet itself.
 constexpr CGFloat kHeightOfPushedScreen = 420;
 constexpr UIColor kBackground{1, 1, 1, 1};
+
+/// Large texts get a wider sheet, so that long words keep their room.
+CGFloat preferredWidth() { return std::clamp(kWidth * backend::textSizeFactor(), kWidth, kWidest); }
 
 }  // namespace
 
@@ -71,12 +75,12 @@ void SLComposeServiceViewController::viewWillAppear(bool animated) {
 void SLComposeServiceViewController::updatePreferredSize() {
   if (!isViewLoaded()) return;
   const CGFloat given = view()->bounds().size.width;
-  measuredWidth_ = given > 0 ? given : kWidth;
-  CGFloat height = content_->heightForWidth(measuredWidth_) + UINavigationBar::kHeight;
+  measuredWidth_ = given > 0 ? given : preferredWidth();
+  CGFloat height = content_->heightForWidth(measuredWidth_) + UINavigationBar::standardHeight();
   if (navigation_->topViewController() != content_) {
     height = std::max(height, kHeightOfPushedScreen);
   }
-  setPreferredContentSize({kWidth, height});
+  setPreferredContentSize({preferredWidth(), height});
   content_->view()->setNeedsLayout();
 }
 

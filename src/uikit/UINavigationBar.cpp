@@ -1,6 +1,7 @@
 #include "uikit/UINavigationBar.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "uikit/SystemText.h"
@@ -191,6 +192,12 @@ void UINavigationBar::layoutSubviews() {
   title->setFrame({x, (whole.height - height) / 2, width, height});
 }
 
-CGSize UINavigationBar::sizeThatFits(CGSize size) { return {size.width, kHeight}; }
+CGSize UINavigationBar::sizeThatFits(CGSize size) { return {size.width, standardHeight()}; }
+
+CGFloat UINavigationBar::standardHeight() {
+  constexpr CGFloat kDefault = 44, kAroundText = 16;
+  const auto font = UIFont::preferredFontForTextStyle(UIFontTextStyleBody);
+  return std::max(kDefault, std::ceil(font.lineHeight()) + kAroundText);
+}
 
 }  // namespace tasklane

@@ -14,11 +14,13 @@ class UILabel;
 
 enum class UIBarStyle { Default = 0, Black = 1, BlackTranslucent = 2 };
 
-/// The bar above a stack of screens, 44 points high: title in the middle, buttons at the sides, a
-/// back button when there is a screen below. Sides follow the layout direction.
+/// The bar above a stack of screens, 44 points high at the default text size: title in the middle,
+/// buttons at the sides, a back button when there is a screen below. Sides follow the layout
+/// direction.
 class UINavigationBar : public UIView {
  public:
-  static constexpr CGFloat kHeight = 44;
+  /// 44 points, more where the desktop's text size asks for it.
+  static CGFloat standardHeight();
 
   explicit UINavigationBar(CGRect frame = {});
   ~UINavigationBar() override;

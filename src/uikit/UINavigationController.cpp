@@ -95,7 +95,7 @@ void UINavigationController::stackDidChange(bool animated) {
 
 CGRect UINavigationController::contentFrame() const {
   const CGSize whole = const_cast<UINavigationController*>(this)->view()->bounds().size;
-  const CGFloat top = UINavigationBar::kHeight;
+  const CGFloat top = UINavigationBar::standardHeight();
   return {0, top, whole.width, std::max<CGFloat>(whole.height - top, 0)};
 }
 
@@ -172,7 +172,7 @@ void UINavigationController::finishTransition() {
 
 void UINavigationController::layoutStack() {
   const CGSize whole = view()->bounds().size;
-  navigationBar()->setFrame({0, 0, whole.width, UINavigationBar::kHeight});
+  navigationBar()->setFrame({0, 0, whole.width, UINavigationBar::standardHeight()});
   if (shown_) shown_->view()->setFrame(contentFrame());
 }
 
