@@ -34,7 +34,8 @@ std::vector<std::optional<std::string>> titles(std::size_t count) {
 }
 
 void run(std::size_t count, int rounds) {
-  const auto all = titles(count);
+  const auto texts = titles(count);
+  const std::vector<std::optional<std::string_view>> all(texts.begin(), texts.end());
   const std::string name = std::to_string(count) + " titles";
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<icu::Transliterator> transliterator(
@@ -45,7 +46,8 @@ void run(std::size_t count, int rounds) {
                    [&] {
                      std::string folded;
                      for (const auto& title : all) {
-                       icu::UnicodeString text = icu::UnicodeString::fromUTF8(*title);
+                       icu::UnicodeString text =
+                           icu::UnicodeString::fromUTF8(icu::StringPiece(*title));
                        transliterator->transliterate(text);
                        folded.clear();
                        text.toUTF8String(folded);

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cstdlib>
 
 #include "bench/Report.h"
