@@ -42,15 +42,17 @@ function(tasklane_library name)
     PUBLIC tasklane_options ${ARG_USES} PRIVATE ${ARG_PRIVATE_USES} Threads::Threads)
 endfunction()
 
-# tasklane_tests(NAME [MAIN main.cpp] [USES target...] [ENVIRONMENT VAR=value...] [SOURCES extra...])
+# tasklane_tests(NAME [MAIN main.cpp] [USES target...] [ENVIRONMENT VAR=value...] [SOURCES extra...]
+#                [LABELS label...])
 #
 # Makes one test program of every *_test.cpp file of this folder and registers each of its tests.
-# Names of programs that a test starts are passed to it as environment variables.
+# Names of programs that a test starts are passed to it as environment variables. The label "threads"
+# is for what the thread sanitiser should see.
 function(tasklane_tests name)
   if(NOT TASKLANE_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "" "MAIN" "USES;ENVIRONMENT;SOURCES" ${ARGN})
+  cmake_parse_arguments(ARG "" "MAIN" "USES;ENVIRONMENT;SOURCES;LABELS" ${ARGN})
   file(GLOB sources CONFIGURE_DEPENDS *_test.cpp)
   if(NOT sources)
     return()
@@ -58,8 +60,14 @@ function(tasklane_tests name)
   add_executable(${name}_test ${sources} ${ARG_MAIN} ${ARG_SOURCES})
   target_link_libraries(${name}_test PRIVATE ${ARG_USES} GTest::gmock
     $<$<NOT:$<BOOL:${ARG_MAIN}>>:GTest::gmock_main>)
+  set(properties TIMEOUT 300)
+  foreach(property ENVIRONMENT LABELS)
+    if(ARG_${property})  # an empty value would be lost, and the next name taken for it
+      list(APPEND properties ${property} "${ARG_${property}}")
+    endif()
+  endforeach()
   gtest_discover_tests(${name}_test DISCOVERY_TIMEOUT 120 DISCOVERY_MODE PRE_TEST
-    PROPERTIES TIMEOUT 300 ENVIRONMENT "${ARG_ENVIRONMENT}")
+    PROPERTIES ${properties})
 endfunction()
 
 # tasklane_fuzzers([USES target...])
