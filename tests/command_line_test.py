@@ -1,4 +1,5 @@
 import json
+import os
 import pathlib
 import plistlib
 import shutil
@@ -208,6 +209,7 @@ class Sheet(ProgramTest):
 class Usage(ProgramTest):
     def test_mistakes_are_told_plainly(self):
         (self.folder / "text.txt").write_text("no picture")
+        (self.folder / "cut.jpg").write_bytes((SAMPLES / "photo.jpg").read_bytes()[:20])
         for code, arguments in (
                 (64, []), (64, ["frobnicate"]), (64, ["queue", "empty"]), (64, ["watch", "mail"]),
                 (64, ["catalogue"]), (64, ["complete"]), (64, ["watch", "items", "--count", "x"]),
@@ -217,7 +219,9 @@ class Usage(ProgramTest):
                 (64, ["share", "--request", "-", "--title", "a"]),
                 (64, ["share", "--title", "no display"]),
                 (65, ["share", "--post", "--url", "example"]),
+                (65, ["share", "--post", "--page", "example"]),
                 (65, ["share", "--post", "--image", "text.txt"]),
+                (65, ["share", "--post", "--file", "cut.jpg"]),
                 (66, ["share", "--post", "--image", "missing.jpg"]),
                 (66, ["share", "--post", "--file", "."]),
                 (66, ["share", "--post", "--request", "missing.json"])):
@@ -226,6 +230,19 @@ class Usage(ProgramTest):
                 self.assertEqual(self.error.count("\n"), 1, self.error)
         self.assertEqual(self.names_in(self.shared), [])
         self.assertIn("share", self.run_program("--help"))
+
+    def test_output_that_goes_nowhere_is_told(self):
+        with open("/dev/full", "wb") as full:
+            for arguments in (["--help"], ["queue"], ["share", "--post", "--title", "saved"]):
+                process = self.start(*arguments, stdout=full)
+                self.assertIn(b"could not be ", process.communicate(timeout=LIMIT)[1])
+                self.assertEqual(process.returncode, 74)
+        for closed in ((1,), (2,), (0, 1, 2)):
+            nowhere = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL)
+            process = self.start("share", "--post", "--title", "saved", **nowhere,
+                                 preexec_fn=lambda: [os.close(number) for number in closed])
+            self.assertEqual(process.wait(LIMIT), 0 if closed == (2,) else 74)
+        self.assertEqual([action["info"]["title"] for action in self.actions()], ["saved"] * 4)
 
     def test_a_container_that_cannot_be_made(self):
         (self.folder / "file").write_text("")
@@ -247,6 +264,8 @@ class Usage(ProgramTest):
                 ("/items/0/attachments/0/url", self.attachment(type="public.image", url="u:x")),
                 ("/items/0/attachments/0/results", self.attachment(type="public.property-list",
                                                                    results="x")),
+                ("/items/0/attachments/0/results/url", self.attachment(
+                    type="public.property-list", results={"url": 5, "selection": None})),
                 ("/items/0/attachments/0/types/1/type",
                  self.attachment(types=[{"type": "public.url", "url": "u:x"}, {"type": ""}])),
                 ("line 1, column 2", "{"), ("UTF-8", b'{"items": [{"title": "\xff"}]}')):

@@ -72,7 +72,12 @@ Result<std::shared_ptr<NSItemProvider>> providerOfAttachment(
     const ShareRequest::Attachment& attachment, const std::string& place) {
   if (attachment.size() == 1 && attachment[0].file && attachment[0].type == kUTTypeFileURL) {
     if (auto fault = faultOfFile(*attachment[0].file, place + "/file")) return *fault;
-    return NSItemProvider::makeWithContentsOfURL(NSURL::fileURLWithPath(*attachment[0].file));
+    auto provider =
+        NSItemProvider::makeWithContentsOfURL(NSURL::fileURLWithPath(*attachment[0].file));
+    if (provider->hasItemConformingToTypeIdentifier(kUTTypeImage))
+      if (const auto image = EncodedImage::imageWithContentsOfFile(*attachment[0].file); !image)
+        return wrongAt(place + "/file", image.error().description);
+    return provider;
   }
   auto provider = std::make_shared<NSItemProvider>();
   for (std::size_t i = 0; i < attachment.size(); ++i) {

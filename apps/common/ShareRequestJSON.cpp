@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "common/JSONFromPlist.h"
 #include "common/ShareRequest.h"
 #include "foundation/NSURL.h"
 #include "foundation/UTType.h"
@@ -89,30 +90,6 @@ PropertyList plistFromJSON(const json& value, const std::string& place, int dept
   }
 }
 
-json JSONFromPlist(const PropertyList& plist) {
-  switch (plist.type()) {
-    case PropertyList::Type::Dictionary: {
-      json object = json::object();
-      for (const auto& [key, value] : *plist.dictionary()) object[key] = JSONFromPlist(value);
-      return object;
-    }
-    case PropertyList::Type::Array: {
-      json array = json::array();
-      for (const auto& value : *plist.array()) array.push_back(JSONFromPlist(value));
-      return array;
-    }
-    case PropertyList::Type::Boolean:
-      return *plist.boolean();
-    case PropertyList::Type::Real:
-      return *plist.real();
-    case PropertyList::Type::Integer:
-      if (const auto integer = plist.int64()) return *integer;
-      return *plist.uint64();
-    default:
-      return plist.string() ? json(*plist.string()) : json();
-  }
-}
-
 /// A file name or file address of a document as an absolute path; a name is taken from the folder.
 std::string resolvedPath(const std::string& file, const std::string& folder) {
   if (const auto url = NSURL::URLWithString(file); url && url->isFileURL()) return url->path();
@@ -174,6 +151,9 @@ class Reader {
       representation.file = resolvedPath(*file, folder_);
     if (const auto results = value.find("results"); results != value.end()) {
       if (!results->is_object()) throw Wrong{place + "/results", "must be an object"};
+      for (const char* key : {"url", "selection"})
+        if (const auto text = results->find(key); text != results->end() && !text->is_null())
+          (void)textForKey(*results, place + "/results", key);
       representation.results = plistFromJSON(*results, place + "/results");
     }
     const auto requireType = [&](bool given, const char* key, const char* wanted) {

@@ -35,11 +35,9 @@ ExitCode exitCodeForInputError(const NSError& error);
 
 /// Writes to standard output. Failures show in finishOutput().
 void print(std::string_view text);
-/// Throws when anything printed did not arrive.
-void finishOutput();
+/// Throws when anything printed did not arrive, with what to tell the person.
+void finishOutput(const char* sentence = "The output could not be written; make room for it.");
 
-/// A value as JSON: dates as RFC 3339 text in UTC, data as Base64.
-nlohmann::json JSONFromPlist(const PropertyList& plist);
 /// Indented, with a line break at its end; always valid UTF-8.
 void printJSON(const nlohmann::json& value);
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "common/JSONFromPlist.h"
 #include "foundation/CFNotificationCenter.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSNotificationCenter.h"

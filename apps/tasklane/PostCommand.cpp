@@ -6,6 +6,7 @@
 
 #include "Command.h"
 #include "ShareCommand.h"
+#include "common/JSONFromPlist.h"
 #include "foundation/NSItemProvider.h"
 #include "foundation/NSOperationQueue.h"
 #include "foundation/NSRunLoop.h"
@@ -108,6 +109,7 @@ void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& item
     sheet->didSelectCancel();  // nothing refers to the attachments
     throw;
   }
+  finishOutput("It was saved, but could not be printed; `tasklane queue` shows it.");
 }
 
 }  // namespace tasklane

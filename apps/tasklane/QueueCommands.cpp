@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
+#include "common/JSONFromPlist.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {

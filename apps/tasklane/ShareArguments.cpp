@@ -66,6 +66,10 @@ ShareRequest ShareArguments::requestFromOptions() const {
     if (option == url_) attach({kUTTypeURL, value, {}, {}, {}});
     if (option == image_) attach({kUTTypeImage, {}, absolutePath(value), {}, {}});
     if (option == file_) attach({kUTTypeFileURL, {}, absolutePath(value), {}, {}});
+    if (option == page_ && !NSURL::URLWithString(value))
+      throw Failure{ExitCode::BadData, "\"" + oneLine(value) +
+                                           "\" is no absolute address of a page, such as "
+                                           "https://example.org/; nothing was shared."};
     if (option == page_)
       attach({kUTTypePropertyList, {}, {}, {}, PropertyListDictionary{{"url", value}}});
     if (option == selection_) {

@@ -1,8 +1,11 @@
+#include <fcntl.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -49,13 +52,8 @@ class CommandLine {
 
   ExitCode run(int argc, char** argv) {
     try {
-      app_.parse(reversedArguments(argc, argv));
-      if (app_.get_subcommands().empty())
-        throw Failure{ExitCode::Usage, "Say what to do; `tasklane --help` shows what there is."};
+      parse(argc, argv);
       finishOutput();
-      return ExitCode::Done;
-    } catch (const CLI::Success& helpOrVersion) {
-      app_.exit(helpOrVersion);
       return ExitCode::Done;
     } catch (const CLI::ParseError& error) {
       NSLog(std::string("tasklane: ") + error.what() + "; `tasklane --help` shows what there is.");
@@ -68,6 +66,19 @@ class CommandLine {
   }
 
  private:
+  void parse(int argc, char** argv) {
+    try {
+      app_.parse(reversedArguments(argc, argv));
+    } catch (const CLI::Success& helpOrVersion) {
+      std::ostringstream text;
+      app_.exit(helpOrVersion, text, text);
+      print(text.str());
+      return;
+    }
+    if (app_.get_subcommands().empty())
+      throw Failure{ExitCode::Usage, "Say what to do; `tasklane --help` shows what there is."};
+  }
+
   OutputFormat format() const { return json_ ? OutputFormat::JSON : OutputFormat::Text; }
 
   CLI::App* add(const std::string& name, const std::string& description,
@@ -164,11 +175,20 @@ class CommandLine {
   bool all_ = false;
 };
 
+/// A descriptor that was closed by the caller stays unusable: a file that took its number would get
+/// what is printed.
+void occupyStandardDescriptors() {
+  for (int descriptor = 0; descriptor <= 2; ++descriptor)
+    if (::fcntl(descriptor, F_GETFD) < 0)
+      (void)::open("/dev/null", descriptor == 0 ? O_WRONLY : O_RDONLY);
+}
+
 }  // namespace
 
 }  // namespace tasklane
 
 int main(int argc, char** argv) {
+  tasklane::occupyStandardDescriptors();
   // A file that may not grow is an error of the write, not the end of the program.
   std::signal(SIGXFSZ, SIG_IGN);
   return static_cast<int>(tasklane::CommandLine().run(argc, argv));
