@@ -120,5 +120,15 @@ class Desktop:
         """Presses keys, one after another, as a person does."""
         subprocess.run(["xdotool", "key", "--delay", "40", *names], env=self.environment, check=True)
 
+    def point(self, x, y):
+        """Moves the pointer to a place in the window."""
+        subprocess.run(["xdotool", "mousemove", "--sync", "--window", self.window, str(x), str(y)],
+                       env=self.environment, check=True)
+
+    def click(self, x, y, button=1, times=1):
+        self.point(x, y)
+        subprocess.run(["xdotool", "click", "--repeat", str(times), "--delay", "30", str(button)],
+                       env=self.environment, check=True)
+
     def type(self, text):
         subprocess.run(["xdotool", "type", "--delay", "25", text], env=self.environment, check=True)

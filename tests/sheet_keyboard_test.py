@@ -32,6 +32,40 @@ class SheetKeyboard(unittest.TestCase):
             self.assertEqual(info["projectName"], "Homework")
             self.assertNotIn("context", info)
 
+    def test_everything_by_pointer(self):
+        search_field, first_row, right_button = (200, 72), (200, 130), (370, 22)
+        with Desktop() as desktop:
+            desktop.publish([f"P{i}" for i in range(100)], ["Phone"])
+            sheet = desktop.share("--title", "Buy milk")
+            def row_of_sheet(from_below):
+                height = int(desktop.output(["xwininfo", "-id", desktop.window]).split("Height:")[1].split()[0])
+                return 200, height - 22 - 44 * from_below
+            context, project = row_of_sheet(0), row_of_sheet(1)
+            # The picker's window is higher than the sheet's, by which its coming and going is seen.
+            def opened(is_open):
+                wait_for("the picker", lambda: (row_of_sheet(0) != context) == is_open)
+            desktop.click(*project)
+            opened(True)
+            desktop.click(*first_row, button=5, times=10)
+            desktop.click(*first_row, button=4, times=60)
+            desktop.click(*search_field)
+            desktop.type("p7")
+            clear_button = (377, 72)
+            desktop.click(*clear_button)
+            desktop.type("p42")
+            desktop.click(*first_row)
+            opened(False)
+            desktop.click(*context)
+            opened(True)
+            none_button = right_button
+            desktop.click(*none_button)
+            opened(False)
+            desktop.click(*right_button)
+            self.ends_with(sheet, 0)
+            (action,) = desktop.queue()
+            self.assertEqual(action["info"]["projectName"], "P42")
+            self.assertNotIn("context", action["info"])
+
     def test_escape_clears_the_search_then_goes_back_then_cancels(self):
         with Desktop() as desktop:
             desktop.publish(["Home"])
