@@ -88,6 +88,14 @@ void UIScrollView::scrollRectToVisible(CGRect rect, bool animated) {
   setContentOffset(offsetWithinContent(offset), animated);
 }
 
+void UIScrollView::scrollAroundViewToShow(const UIView& view, CGRect rect) {
+  for (auto around = view.superview(); around; around = around->superview()) {
+    const auto scrollView = std::dynamic_pointer_cast<UIScrollView>(around);
+    if (!scrollView || !scrollView->isScrollEnabled()) continue;
+    scrollView->scrollRectToVisible(view.convertRectToView(rect, scrollView.get()), false);
+  }
+}
+
 void UIScrollView::userDidScrollToOffset(CGPoint offset) {
   scrolling_.reset();
   if (!scrollEnabled_) return;

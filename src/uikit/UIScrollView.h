@@ -37,6 +37,8 @@ class UIScrollView : public UIView {
   UIScrollViewIndicatorStyle indicatorStyle() const { return indicatorStyle_; }
   void setIndicatorStyle(UIScrollViewIndicatorStyle style);
   void scrollRectToVisible(CGRect rect, bool animated);
+  /// Scrolls everything that scrolls around a view until a part of the view shows.
+  static void scrollAroundViewToShow(const UIView& view, CGRect rect);
 
   /// The nearest offset that shows nothing beyond the content and its insets.
   CGPoint offsetWithinContent(CGPoint offset) const;

@@ -64,6 +64,7 @@ void UITableView::showFocus() {
   for (const auto& [path, cell] : tiling_->cells) {
     cell->setFocused(focused && focusedRow_ == path);
   }
+  if (focused && focusedRow_) scrollAroundViewToShow(*this, rectForRowAtIndexPath(*focusedRow_));
   peerNeedsUpdate();
 }
 

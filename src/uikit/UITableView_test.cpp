@@ -287,6 +287,23 @@ TEST_F(UITableViewTest, KeysMoveTheKeyboardsRowAndKeepItInSight) {
   EXPECT_FALSE(table->handleKey(Key::Down));
 }
 
+TEST_F(UITableViewTest, WhatScrollsAroundAListShowsTheKeyboardsRow) {
+  show({10});
+  table->setScrollEnabled(false);
+  const auto around = std::make_shared<UIScrollView>(CGRect{0, 0, 300, 200});
+  around->setContentSize({300, 540});
+  window->addSubview(around);
+  around->addSubview(table);
+  table->setFrame({0, 100, 300, 440});
+  window->layoutIfNeeded();
+  ASSERT_TRUE(table->becomeFirstResponder());
+  EXPECT_EQ(around->contentOffset().y, 0);
+  table->handleKey(UITableView::Key::End);
+  EXPECT_EQ(around->contentOffset().y, 340);
+  table->handleKey(UITableView::Key::Home);
+  EXPECT_EQ(around->contentOffset().y, 100);
+}
+
 TEST_F(UITableViewTest, PressingShowsTheSelectedBackgroundUnlessTheRowHasNoSelectionStyle) {
   show({3});
   const auto cell = table->cellForRowAtIndexPath({0, 1});

@@ -39,6 +39,9 @@ class UITextView : public UIScrollView, public UITextInput {
   /// A person edited the text (the backend calls this): stores it and tells the delegate.
   void userDidChangeText(std::string text);
 
+  /// The caret of a person who edits has come to a place (the backend calls this): it is shown.
+  void userDidMoveCaret(CGRect caret) { scrollAroundViewToShow(*this, caret); }
+
   bool canBecomeFirstResponder() const override { return true; }
   CGSize sizeThatFits(CGSize size) override;
 

@@ -11,6 +11,7 @@
 #include <QTextBlock>
 #include <QTextDocument>
 #include <cmath>
+#include <utility>
 
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
@@ -44,6 +45,7 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
     connect(this, &QPlainTextEdit::textChanged, this, [this] {
       if (auto* owner = static_cast<TextViewPeer*>(this->peer())) owner->personDidEdit();
     });
+    connect(this, &QPlainTextEdit::cursorPositionChanged, this, [this] { tellCaretMoved(); });
   }
 
   void setInsets(const UIEdgeInsets& insets) {
@@ -115,9 +117,17 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
   void focusInEvent(QFocusEvent* event) override {
     QPlainTextEdit::focusInEvent(event);
     if (view() && !view()->isFirstResponder()) view()->becomeFirstResponder();
+    const bool byTab =
+        event->reason() == Qt::TabFocusReason || event->reason() == Qt::BacktabFocusReason;
+    if (byTab) tellCaretMoved();
   }
 
  private:
+  void tellCaretMoved() {
+    if (auto* owner = static_cast<TextViewPeer*>(peer()); owner && hasFocus())
+      owner->personDidMoveCaret();
+  }
+
   QString placeholder_;
   bool composing_ = false;
 };
@@ -144,6 +154,19 @@ void TextViewPeer::personDidEdit() {
   static_cast<UITextView&>(view()).userDidChangeText(std::move(text));
 }
 
+void TextViewPeer::personDidMoveCaret() {
+  if (applying_) return;
+  caretMoved_ = true;  // it is shown once the text has its new height
+  viewDidChange();
+}
+
+void TextViewPeer::showCaret() {
+  const QRectF caret = edit_->cursorRect().translated(edit_->viewport()->pos());
+  const QPointF place = caret.topLeft() - fraction();
+  static_cast<UITextView&>(view()).userDidMoveCaret(
+      {{place.x(), place.y()}, {caret.width(), caret.height()}});
+}
+
 void TextViewPeer::apply() {
   const auto& textView = static_cast<UITextView&>(view());
   applying_ = true;
@@ -168,6 +191,7 @@ void TextViewPeer::apply() {
   applying_ = false;
   ViewPeer::apply();
   edit_->viewport()->update();
+  if (std::exchange(caretMoved_, false)) showCaret();
 }
 
 /// The editor aligns all paragraphs alike and does not do it by their direction.

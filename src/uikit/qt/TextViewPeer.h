@@ -22,12 +22,14 @@ class TextViewPeer : public ViewPeer {
  private:
   friend class TextViewWidget;
   void personDidEdit();
+  void personDidMoveCaret();
+  void showCaret();
   void alignByDirection();
   void applyColors();
 
   TextViewWidget* edit_;
   std::string shown_;  ///< the text that the view and the widget last agreed on
-  bool applying_ = false;
+  bool applying_ = false, caretMoved_ = false;
 };
 
 }  // namespace tasklane::qt

@@ -50,6 +50,25 @@ TEST_F(TextViewPeerTest, TextStandsOnTheSideWhereItsReadingBegins) {
   EXPECT_EQ(listener->heard, std::vector<std::string>{"a"});
 }
 
+TEST_F(TextViewPeerTest, WhatScrollsAroundTheTextFollowsTheCaret) {
+  const auto around = std::make_shared<UIScrollView>(CGRect{0, 0, 300, 60});
+  around->setContentSize({300, 400});
+  textView->setFrame({0, 0, 300, 400});
+  screen->view()->addSubview(around);
+  around->addSubview(textView);
+  UpdateQueue::shared().flush();
+  textView->becomeFirstResponder();
+  EXPECT_EQ(around->contentOffset().y, 0);
+  for (int i = 0; i < 5; ++i) shown->key(Qt::Key_Return, Qt::ShiftModifier);
+  const QRect caret = edit()->cursorRect();
+  const double top = caret.top() + edit()->viewport()->y() - around->contentOffset().y;
+  EXPECT_GT(around->contentOffset().y, 0);
+  EXPECT_GE(top, 0);
+  EXPECT_LE(top + caret.height(), 60);
+  shown->key(Qt::Key_Home, Qt::ControlModifier);
+  EXPECT_LE(around->contentOffset().y, edit()->viewport()->y());
+}
+
 TEST_F(TextViewPeerTest, TypingIsHeardOnceAndSetTextNever) {
   shown->type("ab");
   EXPECT_EQ(listener->heard, (std::vector<std::string>{"a", "ab"}));
