@@ -48,7 +48,7 @@ void OptionPickerGroup::setItems(const OptionPickerItemList& items) {
 
 void OptionPickerGroup::letGoOfItems() {
   if (!items_) return;
-  if (membership_) membership_->shown = nullptr;
+  if (membership_) membership_->shown.reset();
   auto& pool = *items_->pool_;
   for (std::size_t position = 0; position < items_->size(); ++position) {
     const auto& item = pool.items[items_->indexInPool(position)];

@@ -14,14 +14,16 @@ namespace tasklane {
 /// option model.
 struct OptionPickerItem::Membership {
   std::weak_ptr<OptionPickerController> picker;
-  /// The group's stored list; none once the group has let its items go.
-  OptionPickerItemList shown;
+  /// The group's stored list; none once the group has let its items go. Weak: the list holds the
+  /// items, which hold this.
+  std::weak_ptr<const OptionPickerItems> shown;
   const std::vector<std::uint32_t>* part = nullptr;
   /// Another group took over an item of the list, so that it must be looked at item by item.
   bool shared = false;
 
   bool shows(std::uint32_t indexInPool) const {
-    return shown && (!part || std::binary_search(part->begin(), part->end(), indexInPool));
+    return !shown.expired() &&
+           (!part || std::binary_search(part->begin(), part->end(), indexInPool));
   }
 };
 
