@@ -132,6 +132,16 @@ class Queue(ProgramTest):
         self.assertEqual((self.shared / "actions.plist.damaged-1").read_bytes(), damaged)
         self.assertEqual([action["info"]["uuid"] for action in self.actions()], ["DUE"])
 
+    def test_keeps_a_file_that_holds_no_queue(self):
+        path = self.shared / "actions.plist"
+        self.run_program("flag", "ROOT")
+        for number, contents in enumerate(({"actions": "none"}, ["no", "dictionary"]), 1):
+            path.write_bytes(plistlib.dumps(contents))
+            self.run_program("flag", "DUE")
+            kept = self.shared / f"actions.plist.damaged-{number}"
+            self.assertEqual(plistlib.loads(kept.read_bytes()), contents)
+            self.assertEqual([action["info"]["uuid"] for action in self.actions()], ["DUE"])
+
     def test_survives_a_full_disk(self):
         self.publish("items", items(filler="x"))
         big = {"type": "new", "info": {"uuid": "big", "title": "x" * 60000}}

@@ -54,8 +54,17 @@ PropertyList::Array queuedEntries() {
   return entries && entries->array() ? *entries->array() : PropertyList::Array{};
 }
 
+/// Whether the file holds something else where the queue should be, which a write would destroy.
+bool holdsNoQueue(const PropertyListObject& plist) {
+  if (!plist) return false;
+  const auto* entries = plist->valueForKey("actions");
+  return !plist->dictionary() || (entries && !entries->array());
+}
+
 void writeEntries(PropertyList::Array entries) {
-  TLXExternalAction::presenter()->writePlist(std::make_shared<const PropertyList>(
+  const auto& presenter = TLXExternalAction::presenter();
+  if (holdsNoQueue(presenter->plist())) presenter->setAsideFile();
+  presenter->writePlist(std::make_shared<const PropertyList>(
       PropertyListDictionary{{"actions", std::move(entries)}}));
 }
 

@@ -230,7 +230,13 @@ void TLXPlistPresenter::setAsideDamagedFile() {
   if (!manager.fileExistsAtPath(path) || isOnDiskAsKnown()) return;
   const auto data = manager.contentsAtPath(path);
   if (data && decodedContents(data.value())) return;
-  const auto name = setAsideItemAtPath(manager, path, ".damaged-");
+  setAsideFile();
+}
+
+void TLXPlistPresenter::setAsideFile() {
+  auto& manager = NSFileManager::defaultManager();
+  const auto name = setAsideItemAtPath(manager, url_.path(), ".damaged-");
+  knowsFile_ = false;
   NSLog(name ? stringWithFormat("The file %@ could not be read; it is kept as %@",
                                 {url_.absoluteString(), name.value()})
              : stringWithFormat("The file %@ could not be read, nor set aside: %@",

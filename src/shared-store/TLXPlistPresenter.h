@@ -53,6 +53,9 @@ class TLXPlistPresenter : public NSObject {
   /// cached contents, even if the disk refused it. A file that could not be decoded is first set
   /// aside beside itself as "<name>.damaged-1" (or the next free number).
   void writePlist(const PropertyListObject& plist);
+  /// Keeps the file beside itself in the same way, for an owner that cannot use what it holds and
+  /// is about to replace it. Call inside performCoordinatedChange.
+  void setAsideFile();
   /// Deletes the file, if contents are cached.
   void removePlist();
   /// Reads the file anew and announces it in this process.

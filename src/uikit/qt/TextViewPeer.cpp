@@ -55,18 +55,6 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
                        std::max(0, whole(insets.bottom) - 1));
   }
 
-  /// The editor itself would leave text that reads from right to left on the left.
-  void alignByReadingDirection() {
-    const QString text = document()->firstBlock().text();
-    const bool isRightToLeft =
-        text.isEmpty() ? QGuiApplication::isRightToLeft() : text.isRightToLeft();
-    QTextOption option = document()->defaultTextOption();
-    const auto alignment = Qt::AlignAbsolute | (isRightToLeft ? Qt::AlignRight : Qt::AlignLeft);
-    if (option.alignment() == alignment) return;
-    option.setAlignment(alignment);
-    document()->setDefaultTextOption(option);
-  }
-
   void setPlaceholder(const QString& placeholder) { placeholder_ = placeholder; }
 
  protected:
@@ -145,11 +133,11 @@ TextViewPeer::TextViewPeer(UITextView& textView)
 
 void TextViewPeer::personDidEdit() {
   if (applying_) return;
-  edit_->alignByReadingDirection();
   std::string text = textOf(*edit_->document());
   // A composition in progress changes the layout but not yet the text.
   if (text == shown_) return;
   shown_ = text;
+  alignByDirection();
   const auto keep = view().shared_from_this();
   static_cast<UITextView&>(view()).userDidChangeText(std::move(text));
 }
@@ -183,7 +171,6 @@ void TextViewPeer::apply() {
     cursor.endEditBlock();
     edit_->moveCursor(QTextCursor::End);
   }
-  edit_->alignByReadingDirection();
   edit_->setVerticalScrollBarPolicy(textView.isScrollEnabled() ? Qt::ScrollBarAsNeeded
                                                                : Qt::ScrollBarAlwaysOff);
   alignByDirection();
