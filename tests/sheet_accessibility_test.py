@@ -22,8 +22,8 @@ class SheetAccessibility(unittest.TestCase):
         os.environ.pop("NO_AT_BRIDGE", None)
         import gi
         gi.require_version("Atspi", "2.0")
-        from gi.repository import Atspi
-        cls.atspi = Atspi
+        from gi.repository import Atspi, GLib
+        cls.atspi, cls.glib = Atspi, GLib
 
     @classmethod
     def tearDownClass(cls):
@@ -48,6 +48,30 @@ class SheetAccessibility(unittest.TestCase):
             return None
         return wait_for(f"a {role} named {name!r}", look)
 
+    def listen(self, kind):
+        """A list that grows by (role, name) with each event of a kind that tells of something's beginning."""
+        heard = []
+        def hear(event):
+            try:
+                if event.detail1:
+                    heard.append((event.source.get_role_name(), event.source.get_name()))
+            except self.glib.GError:  # it went away before it was asked
+                pass
+        listener = self.atspi.EventListener.new(hear)
+        listener.register(kind)
+        self.addCleanup(listener.deregister, kind)
+        return heard
+
+    def hears(self, heard, *last):
+        """Waits until the last of what is heard is this, with nothing after it."""
+        def pump():
+            while self.glib.MainContext.default().iteration(False):
+                pass
+            return heard[-len(last):] == list(last)
+        wait_for(f"{last} among {heard}", pump)
+        self.find("dialog", "Tasklane")  # its answer comes after all that it told before
+        self.assertTrue(pump(), heard)
+
     def do(self, element):
         self.assertGreater(element.get_n_actions(), 0, f"{element.get_name()} can do nothing")
         element.do_action(0)
@@ -59,9 +83,15 @@ class SheetAccessibility(unittest.TestCase):
         states = self.find("push button", "Save").get_state_set()
         self.assertTrue(states.contains(self.atspi.StateType.ENABLED))
         self.find("push button", "Cancel")
-        self.find("list item", "Notes")
+        self.find("heading", "Tasklane")
+        self.assertTrue(self.find("text", "Title").get_state_set().contains(self.atspi.StateType.FOCUSED))
         self.find("list item", "Context")
+        self.do(self.find("list item", "Notes"))
+        self.find("text", "Notes")
+        self.do(self.find("push button", "Tasklane"))
         self.do(self.find("list item", "Project"))
+        self.find("heading", "Project")
+        self.find("push button", "None")
         option = self.find("list item", "Work")
         self.assertEqual(option.get_description(), "Folder")
         self.do(option)
@@ -71,6 +101,24 @@ class SheetAccessibility(unittest.TestCase):
         self.assertEqual(program.returncode, 0)
         (action,) = self.desktop.queue()
         self.assertEqual(action["info"]["projectName"], "Work")
+
+    def test_what_a_search_has_left_and_every_row_reached_are_heard_once(self):
+        self.desktop.publish(["Home", "Work", "Homework"])
+        program = self.desktop.share("--title", "Buy milk")
+        focused, shown = self.listen("object:state-changed:focused"), self.listen("object:state-changed:showing")
+        self.desktop.keys("Tab", "Tab")
+        self.hears(focused, ("list item", "Notes"), ("list item", "Project"))
+        self.desktop.keys("Return")
+        self.hears(focused, ("list", "Project"), ("list item", "Home"))
+        self.desktop.keys("k")
+        self.hears(focused, ("text", "Search"))
+        self.desktop.keys("Down", "Down")
+        self.hears(focused, ("list item", "Work"), ("list item", "Homework"))
+        self.desktop.keys("Return")
+        self.hears(focused, ("list item", "Project, Homework"))
+        self.assertEqual([name for role, name in shown if role == "notification"], ["2 projects"])
+        self.desktop.keys("Escape")
+        wait_for("the sheet to close", lambda: program.poll() is not None)
 
 
 if __name__ == "__main__":

@@ -14,6 +14,7 @@
 #include "uikit/UISearchBar.h"
 #include "uikit/UITableView.h"
 #include "uikit/UITextView.h"
+#include "uikit/UIViewController.h"
 #include "uikit/UIWindow.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/ViewPeer.h"
@@ -146,6 +147,8 @@ class ViewAccessible : public QAccessibleWidget {
     }
     const UIAccessibilityTraits traits = view->accessibilityTraits();
     if (isA<UIWindow>(*view)) state.modal = false;
+    // Its field has the keyboard; two elements cannot.
+    if (isA<UISearchBar>(*view)) state.focusable = state.focused = false;
     if (isNode(*view) && (traits & UIAccessibilityTraitNotEnabled)) state.disabled = true;
     if (traits & UIAccessibilityTraitSelected) state.selected = state.selectable = true;
     if (const auto* cell = dynamic_cast<const UITableViewCell*>(view)) rowState(*cell, state);
@@ -213,11 +216,12 @@ class ViewAccessible : public QAccessibleWidget {
   }
 };
 
-/// A text that a screen reader says: nobody sees it.
+/// A text that a screen reader says when it is shown: nobody sees it.
 class Announcement : public QWidget {
  public:
-  explicit Announcement(QWidget* window) : QWidget(window) {
+  Announcement(QWidget* window, const QString& text) : QWidget(window) {
     setObjectName(QStringLiteral("announcement"));
+    setAccessibleName(text);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setAttribute(Qt::WA_NoSystemBackground);
     setGeometry(0, 0, 1, 1);
@@ -245,6 +249,8 @@ QAccessibleInterface* makeInterface(const QString&, QObject* object) {
 std::string accessibleName(const UIView& view) {
   if (const auto* window = dynamic_cast<const UIWindow*>(&view)) return window->title();
   std::string name = view.accessibilityLabel().value_or(std::string());
+  if (const auto screen = view.viewController(); screen && name.empty() && isA<UITableView>(view))
+    name = screen->title();
   if (isA<UITableViewCell>(view))
     if (const auto value = view.accessibilityValue(); value && !value->empty())
       name += name.empty() ? *value : ", " + *value;
@@ -262,12 +268,13 @@ void announceText(const std::string& text) {
   if (!window) return;
   auto* widget =
       window->findChild<QWidget*>(QStringLiteral("announcement"), Qt::FindDirectChildrenOnly);
-  if (!widget) widget = new Announcement(window);
-  widget->setAccessibleName(toQString(text));
-  for (const auto kind : {QAccessible::ObjectShow, QAccessible::Alert}) {
-    QAccessibleEvent event(widget, kind);
-    QAccessible::updateAccessibility(&event);
+  if (!widget) {
+    new Announcement(window, toQString(text));
+    return;
   }
+  widget->setAccessibleName(toQString(text));
+  QAccessibleEvent shown(widget, QAccessible::ObjectShow);
+  QAccessible::updateAccessibility(&shown);
 }
 
 }  // namespace tasklane::qt

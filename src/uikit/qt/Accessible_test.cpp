@@ -71,6 +71,12 @@ TEST(Accessible, AnAssistiveProgramOpensARowChoosesInTheListAndSaves) {
   press(QAccessible::ListItem, "Project, Home");
   ASSERT_TRUE(sheet->list);
   ASSERT_TRUE(waitFor([&] { return sheet->list->tableView()->isFirstResponder(); }));
+  const auto refusing = sheet->list->tableView()->cellForRowAtIndexPath({0, 4});
+  refusing->setAccessibilityTraits(UIAccessibilityTraitNotEnabled);
+  press(QAccessible::ListItem, "Project 4");
+  EXPECT_TRUE(sheet->list->chosen.empty());
+  EXPECT_TRUE(
+      QAccessible::queryAccessibleInterface(ViewPeer::of(refusing)->widget())->state().disabled);
   press(QAccessible::ListItem, "Project 3");
   EXPECT_EQ(sheet->list->chosen, std::vector<std::string>{"Project 3"});
   auto* item = find(QAccessible::queryAccessibleInterface(shown.widget()), QAccessible::ListItem,

@@ -146,7 +146,6 @@ class SearchBarWidget : public PlainWidget {
     field_->setPalette(palette);
     clear_->setPalette(palette);
   }
-  void setClearName(const QString& name) { clear_->setAccessibleName(name); }
 
  protected:
   void resizeEvent(QResizeEvent*) override { layOut(); }

@@ -134,7 +134,8 @@ class TableWidget : public ScrollWidget {
       table->handleKey(event->reason() == Qt::TabFocusReason ? UITableView::Key::Home
                                                              : UITableView::Key::End);
     }
-    markRows();
+    // The row is told of a turn later: Qt is about to tell that the list has the keyboard.
+    peer()->viewDidChange();
   }
 
   void focusOutEvent(QFocusEvent* event) override {

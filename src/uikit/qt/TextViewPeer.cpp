@@ -162,6 +162,8 @@ void TextViewPeer::apply() {
   if (edit_->font() != font) edit_->setFont(font);
   edit_->setInsets(textView.textContainerInset());
   edit_->setPlaceholder(toQString(textView.placeholder()));
+  edit_->setAccessibleName(
+      toQString(textView.accessibilityLabel().value_or(textView.placeholder())));
   if (textView.text() != shown_) {
     shown_ = textView.text();
     QTextCursor cursor(edit_->document());
