@@ -238,6 +238,10 @@ class Usage(ProgramTest):
             with self.subTest(arguments=arguments):
                 self.run_program(*arguments, code=code)
                 self.assertEqual(self.error.count("\n"), 1, self.error)
+        self.environment["DISPLAY"] = ":9999"
+        gone = self.start("share", "--title", "no such display")
+        self.assertIn(b"--post", gone.communicate(timeout=LIMIT)[1])
+        self.assertEqual(gone.returncode, 64)
         self.assertEqual(self.names_in(self.shared), [])
         self.assertIn("share", self.run_program("--help"))
 

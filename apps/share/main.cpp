@@ -98,7 +98,9 @@ int run(int argc, char** argv) {
                 "the request cannot be used: " + items.error().description + ".");
   const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
   if (arguments->snapshot) ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-  backend::start(argc, argv, "com.kestrelworks.Tasklane");
+  backend::start(argc, argv, "com.kestrelworks.Tasklane", [] {
+    std::_Exit(fail(kUsage, "the display cannot be reached; --post saves without a window."));
+  });
   ShareViewController::registerPrincipalClass();
   if (!arguments->snapshot) return NSExtensionMain(context);
   const auto drawn = NSExtensionSnapshot(context, *arguments->snapshot, arguments->scale);

@@ -65,8 +65,10 @@ void hideWindow(UIWindow& window);
 Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat scale);
 
 /// Starts the toolkit, once, before the first window; argc and argv as main() got them. The name is
-/// what the desktop knows the program by.
-void start(int& argc, char** argv, const std::string& applicationName);
+/// what the desktop knows the program by. When no display can be reached, displayUnreachable is
+/// called, which may end the program its own way; otherwise the toolkit aborts it.
+void start(int& argc, char** argv, const std::string& applicationName,
+           void (*displayUnreachable)() = nullptr);
 
 }  // namespace backend
 }  // namespace tasklane

@@ -14,6 +14,7 @@
 #include <string>
 #include <thread>
 
+#include "foundation/NSLog.h"
 #include "foundation/NSNotificationCenter.h"
 #include "foundation/NSRunLoop.h"
 #include "uikit/UIApplication.h"
@@ -75,6 +76,27 @@ class FontsInTheBackground {
   std::thread reader_;
 };
 
+/// Has the toolkit's last words before it aborts, for as long as this lives, lead elsewhere.
+class InsteadOfAborting {
+ public:
+  explicit InsteadOfAborting(void (*instead)()) {
+    instead_ = instead;
+    before_ = qInstallMessageHandler(handle);
+  }
+  ~InsteadOfAborting() { qInstallMessageHandler(before_); }
+  InsteadOfAborting(const InsteadOfAborting&) = delete;
+  InsteadOfAborting& operator=(const InsteadOfAborting&) = delete;
+
+ private:
+  static void handle(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (type == QtFatalMsg && instead_) instead_();
+    NSLog(qFormatLogMessage(type, context, message).toStdString());
+  }
+
+  static inline void (*instead_)() = nullptr;
+  QtMessageHandler before_;
+};
+
 void waitForEvents(std::chrono::milliseconds limit) {
   QTimer alarm;
   alarm.setSingleShot(true);
@@ -95,7 +117,8 @@ void joinRunLoop(Running& state) {
 
 }  // namespace
 
-void start(int& argc, char** argv, const std::string& applicationName) {
+void start(int& argc, char** argv, const std::string& applicationName,
+           void (*displayUnreachable)()) {
   Running& state = running();
   if (state.application) return;
   prepareEnvironment();
@@ -105,6 +128,7 @@ void start(int& argc, char** argv, const std::string& applicationName) {
   QGuiApplication::setDesktopFileName(name);
   {
     const FontsInTheBackground fonts;
+    const InsteadOfAborting ending(displayUnreachable);
     state.application = std::make_unique<QApplication>(argc, argv);
   }
   // Qt has taken over the person's locale, in which C functions read 1.5 as 1.
