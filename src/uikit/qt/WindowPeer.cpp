@@ -6,6 +6,8 @@
 #include <QScreen>
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <utility>
 
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
@@ -18,6 +20,11 @@ namespace {
 constexpr QSize kMinimumSize(280, 200);
 // Room for the frame that the window manager adds.
 constexpr int kFrameRoom = 40;
+
+/// At a fractional scale a size comes back from the desktop rounded.
+bool isAbout(const QSize& a, const QSize& b) {
+  return std::abs(a.width() - b.width()) <= 1 && std::abs(a.height() - b.height()) <= 1;
+}
 }  // namespace
 
 class WindowWidget : public QWidget, public ViewWidget {
@@ -45,7 +52,7 @@ class WindowWidget : public QWidget, public ViewWidget {
   }
 
   void resizeEvent(QResizeEvent*) override {
-    if (peer()) static_cast<WindowPeer*>(peer())->personDidResize();
+    if (peer()) static_cast<WindowPeer*>(peer())->desktopDidResize();
   }
 
   void closeEvent(QCloseEvent* event) override {
@@ -114,11 +121,13 @@ void WindowPeer::hide() {
 }
 
 void WindowPeer::place() {
-  const CGSize size = fittedToScreen(view().frame().size);
+  const CGSize size = sizeWasGiven_ ? CGSize{double(widget()->width()), double(widget()->height())}
+                                    : fittedToScreen(view().frame().size);
   const QSize whole(static_cast<int>(std::ceil(size.width - 1e-4)),
                     static_cast<int>(std::ceil(size.height - 1e-4)));
   if (whole.isEmpty()) return;
   if (widget()->size() != whole) {
+    askedBefore_ = std::exchange(asked_, whole);
     applying_ = true;
     widget()->resize(whole);
     applying_ = false;
@@ -132,8 +141,11 @@ void WindowPeer::apply() {
   widget()->update();
 }
 
-void WindowPeer::personDidResize() {
+void WindowPeer::desktopDidResize() {
   if (applying_) return;
+  // The answer to what was asked for may come when something else has been asked for since.
+  const QSize now = widget()->size();
+  sizeWasGiven_ = !isAbout(now, asked_) && !isAbout(now, askedBefore_);
   const CGSize size{double(widget()->width()), double(widget()->height())};
   if (size != view().frame().size) view().setFrame({view().frame().origin, size});
   UpdateQueue::shared().flush();

@@ -5,8 +5,8 @@
 
 namespace tasklane::qt {
 
-/// A window of the desktop. It has the view's size, less where the screen is smaller; a person's
-/// resizing gives the view a new frame.
+/// A window of the desktop. It has the view's size, less where the screen is smaller, until a
+/// person or a tiling desktop gives it another: that stays, and the view follows it.
 class WindowPeer : public ViewPeer {
  public:
   explicit WindowPeer(UIWindow& window);
@@ -25,10 +25,11 @@ class WindowPeer : public ViewPeer {
 
  private:
   friend class WindowWidget;
-  void personDidResize();
+  void desktopDidResize();
   CGSize fittedToScreen(CGSize size) const;
   UIWindow* window_;
-  bool applying_ = false;
+  QSize asked_, askedBefore_;
+  bool applying_ = false, sizeWasGiven_ = false;
 };
 
 }  // namespace tasklane::qt
