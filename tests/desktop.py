@@ -34,9 +34,14 @@ class Desktop:
         self.environment = {
             **os.environ, "XDG_RUNTIME_DIR": self.folder, "TASKLANE_GROUP_CONTAINERS": self.folder + "/groups",
             "XDG_SESSION_TYPE": "x11", "LANG": "C.UTF-8", "TASKLANE_ANIMATIONS": "0"}
-        for name in ("WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "LANGUAGE", "LC_ALL", "DBUS_SESSION_BUS_ADDRESS"):
+        for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "LANGUAGE", "LC_ALL",
+                     "DBUS_SESSION_BUS_ADDRESS"):
             self.environment.pop(name, None)
         self.environment["NO_AT_BRIDGE"] = "1"
+        self.start_display()
+        return self
+
+    def start_display(self):
         reader, writer = os.pipe()
         self.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", self.size + "x24", "-nolisten", "tcp",
                     "-noreset"], pass_fds=[writer])
@@ -48,7 +53,6 @@ class Desktop:
         self.start(["openbox", "--sm-disable"])
         wait_for("the window manager", lambda: "window id" in self.output(
             ["xprop", "-root", "_NET_SUPPORTING_WM_CHECK"]))
-        return self
 
     def start_bus(self):
         bus = subprocess.Popen(
@@ -110,8 +114,11 @@ class Desktop:
                 raise AssertionError(f"the share ended with {program.returncode} before its window appeared")
             return set(self.windows()) - before
         self.window = wait_for("the sheet's window", appeared).pop()
-        self.output(["xdotool", "windowactivate", "--sync", self.window])
+        self.activate()
         return program
+
+    def activate(self):
+        self.output(["xdotool", "windowactivate", "--sync", self.window])
 
     def windows(self):
         return self.output(["xdotool", "search", "--onlyvisible", "--name", "^Tasklane$"]).split()
@@ -122,7 +129,7 @@ class Desktop:
 
     def point(self, x, y):
         """Moves the pointer to a place in the window."""
-        subprocess.run(["xdotool", "mousemove", "--sync", "--window", self.window, str(x), str(y)],
+        subprocess.run(["xdotool", "mousemove", "--window", self.window, str(x), str(y)],
                        env=self.environment, check=True)
 
     def click(self, x, y, button=1, times=1):
@@ -132,3 +139,59 @@ class Desktop:
 
     def type(self, text):
         subprocess.run(["xdotool", "type", "--delay", "25", text], env=self.environment, check=True)
+
+
+class WaylandDesktop(Desktop):
+    """The same on Wayland, with a keyboard but no pointer."""
+    NOBODY = 65534
+
+    def start_display(self):
+        # The compositor refuses to run as root.
+        user = {"user": self.NOBODY, "group": self.NOBODY, "extra_groups": []} if os.geteuid() == 0 else {}
+        self.runtime = tempfile.mkdtemp(prefix="tasklane-wayland-")
+        settings = self.runtime + "/settings"
+        with open(settings, "w") as file:
+            file.write(f'output * resolution {self.size} scale 2\nfor_window [title=".*"] floating enable\n')
+        if user:
+            os.chown(self.runtime, self.NOBODY, self.NOBODY)
+        session = dict(self.environment)
+        self.environment.update(XDG_RUNTIME_DIR=self.runtime, WLR_BACKENDS="headless", WLR_RENDERER="pixman",
+                                WLR_LIBINPUT_NO_DEVICES="1")
+        self.start(["sway", "-c", settings], **user)
+        def socket(start, end=""):
+            def found():
+                return [name for name in os.listdir(self.runtime) if name.startswith(start) and name.endswith(end)]
+            return self.runtime + "/" + wait_for("the compositor", found)[0]
+        self.environment = {**session, "XDG_SESSION_TYPE": "wayland", "SWAYSOCK": socket("sway-ipc", ".sock"),
+                            "WAYLAND_DISPLAY": socket("wayland-").removesuffix(".lock")}
+        # A keyboard that stays: programs lose what is typed when the last one is unplugged.
+        self.start(["wtype", "-s", "3600000"])
+        wait_for("a keyboard", lambda: '"keyboard"' in self.output(["swaymsg", "-t", "get_inputs"]))
+
+    def __exit__(self, *arguments):
+        super().__exit__(*arguments)
+        shutil.rmtree(self.runtime, ignore_errors=True)
+
+    def nodes(self):
+        waiting = [json.loads(self.output(["swaymsg", "-t", "get_tree"]))]
+        while waiting:
+            node = waiting.pop()
+            waiting += node["nodes"] + node["floating_nodes"]
+            if node.get("app_id"):
+                yield node
+
+    def windows(self):
+        return [node["id"] for node in self.nodes() if node["name"] == "Tasklane"]
+
+    def activate(self):
+        wait_for("the keyboard in the sheet", lambda: any(
+            node["focused"] for node in self.nodes() if node["id"] == self.window))
+
+    def keys(self, *names):
+        for name in names:
+            *modifiers, key = name.split("+")
+            subprocess.run(["wtype", *(a for m in modifiers for a in ("-M", m)), "-k", key],
+                           env=self.environment, check=True)
+
+    def type(self, text):
+        subprocess.run(["wtype", text], env=self.environment, check=True)
