@@ -9,6 +9,10 @@
 
 namespace tasklane {
 
+namespace {
+constexpr int kMostLooks = 64;
+}
+
 CGFloat UITableViewDelegate::heightForRowAtIndexPath(UITableView& tableView, NSIndexPath) {
   return tableView.rowHeight();
 }
@@ -202,8 +206,9 @@ CGRect UITableView::rectForHeaderInSection(std::size_t section) {
 
 void UITableView::scrollToRowAtIndexPath(NSIndexPath indexPath, UITableViewScrollPosition position,
                                          bool animated) {
-  // Heights on the way are estimates until the rows are there: look again once they are.
-  for (int look = 0; look < 4; ++look) {
+  // Heights on the way are estimates until the rows are there: look again once they are. The higher
+  // they turn out, the fewer rows a look makes.
+  for (int look = 0; look < kMostLooks; ++look) {
     tileIfNeeded();
     learnCounts();
     if (!tiling_->geometry.contains(indexPath)) return;
