@@ -6,9 +6,7 @@
 #include "uikit/Backend.h"
 
 namespace tasklane {
-namespace {
-constexpr CGFloat kChevronWidth = 18;  // the chevron and the gap to the title
-}
+namespace {}
 
 UIButton::UIButton(CGRect frame)
     : UIView(frame), font_(UIFont::preferredFontForTextStyle(UIFontTextStyleBody)) {
@@ -52,7 +50,7 @@ void UIButton::press() {
 CGSize UIButton::sizeThatFits(CGSize size) {
   (void)size;
   const CGSize text = backend::sizeOfText(title_, font_, CGFLOAT_MAX, 1);
-  return {std::ceil(text.width) + (pointsBack_ ? kChevronWidth : 0), std::ceil(font_.lineHeight())};
+  return {std::ceil(text.width) + (pointsBack_ ? kChevronRoom : 0), std::ceil(font_.lineHeight())};
 }
 
 CGSize UIButton::intrinsicContentSize() { return sizeThatFits({}); }

@@ -11,6 +11,9 @@ namespace tasklane {
 /// A text in the tint colour that does something when pressed, by pointer or keyboard.
 class UIButton : public UIView {
  public:
+  /// What a chevron takes of the width, with the gap to the title.
+  static constexpr CGFloat kChevronRoom = 18;
+
   explicit UIButton(CGRect frame = {});
 
   const std::string& title() const { return title_; }

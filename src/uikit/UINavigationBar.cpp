@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "uikit/Backend.h"
 #include "uikit/SystemText.h"
 #include "uikit/UIButton.h"
 #include "uikit/UILabel.h"
@@ -14,6 +15,23 @@ namespace {
 
 constexpr CGFloat kMargin = 15;
 constexpr CGFloat kGap = 10;
+/// What texts are by default. Larger ones give way.
+constexpr CGFloat kUsualPoints = 17;
+
+UIFont fontOfButton(const std::shared_ptr<UIBarButtonItem>& item) {
+  const bool done = item && item->style() == UIBarButtonItemStyle::Done;
+  return UIFont::preferredFontForTextStyle(done ? UIFontTextStyle::Headline
+                                                : UIFontTextStyle::Body);
+}
+
+CGFloat widthOf(const std::string& text, const UIFont& font) {
+  return std::ceil(backend::sizeOfText(text, font, CGFLOAT_MAX, 1).width);
+}
+
+UIFont resized(const UIFont& font, CGFloat factor) {
+  if (factor == 1) return font;
+  return UIFont::systemFontOfSize(std::floor(font.pointSize() * factor), font.weight());
+}
 
 struct BarColors {
   UIColor background, title, hairline;
@@ -106,7 +124,6 @@ void UINavigationBar::itemDidChange() {
   if (goesBack) {
     leftButton_->setHidden(false);
     leftButton_->setEnabled(true);
-    leftButton_->setFont(UIFont::preferredFontForTextStyle(UIFontTextStyleBody));
   }
   setNeedsLayout();
 }
@@ -127,9 +144,6 @@ void UINavigationBar::showButton(UIButton& button, const std::shared_ptr<UIBarBu
   item->changeHandler_ = [weakBar] {
     if (const auto bar = weakBar.lock()) bar->itemDidChange();
   };
-  const auto style = item->style() == UIBarButtonItemStyle::Done ? UIFontTextStyle::Headline
-                                                                 : UIFontTextStyle::Body;
-  button.setFont(UIFont::preferredFontForTextStyle(style));
   button.setTitle(item->title());
   button.setEnabled(item->isEnabled());
 }
@@ -158,6 +172,29 @@ CGFloat UINavigationBar::placeButton(UIButton& button, bool atLeadingEdge, CGFlo
   return kMargin + width + kGap;
 }
 
+/// Makes the bar's texts smaller, as far as what is usual, before one of them is cut.
+void UINavigationBar::fitTexts() {
+  const auto top = topItem();
+  const UIFont leftFont = fontOfButton(top ? top->left_ : nullptr);
+  const UIFont rightFont = fontOfButton(top ? top->right_ : nullptr);
+  const UIFont titleFont = UIFont::preferredFontForTextStyle(UIFontTextStyle::Headline);
+  CGFloat room = bounds().size.width - 2 * kMargin, wanted = 0;
+  if (!leftButton_->isHidden()) {
+    wanted += widthOf(leftButton_->title(), leftFont);
+    room -= kGap + (leftButton_->pointsBack() ? UIButton::kChevronRoom : 0);
+  }
+  if (!rightButton_->isHidden()) {
+    wanted += widthOf(rightButton_->title(), rightFont);
+    room -= kGap;
+  }
+  wanted += widthOf(titleLabel_->text().value_or(""), titleFont);
+  const CGFloat smallest = std::min<CGFloat>(kUsualPoints / leftFont.pointSize(), 1);
+  const CGFloat factor = wanted > 0 ? std::clamp<CGFloat>(room / wanted, smallest, 1) : 1;
+  leftButton_->setFont(resized(leftFont, factor));
+  rightButton_->setFont(resized(rightFont, factor));
+  titleLabel_->setFont(resized(titleFont, factor));
+}
+
 void UINavigationBar::layoutSubviews() {
   UIView::layoutSubviews();
   const CGSize whole = bounds().size;
@@ -166,20 +203,22 @@ void UINavigationBar::layoutSubviews() {
   const CGFloat hair = 1 / std::max<CGFloat>(UIScreen::mainScreen().scale(), 1);
   hairline_->setFrame({0, whole.height - hair, whole.width, hair});
 
-  // The trailing button is what the screen is there for: it gets its width before the others.
-  const CGFloat half = std::max<CGFloat>(whole.width / 2 - kMargin - kGap, 0);
-  const CGFloat trailing = placeButton(*rightButton_, false, half);
-  const CGFloat widestLeading = leftButton_->pointsBack() ? whole.width * 0.35 : half;
   if (leftButton_->pointsBack()) {
     // A long title is not cut but left out.
     const auto back = backItem();
     const std::string title = back ? back->title() : "";
-    leftButton_->setTitle(title.empty() ? detail::systemText("Back") : title);
-    if (leftButton_->sizeThatFits({CGFLOAT_MAX, whole.height}).width > widestLeading) {
-      leftButton_->setTitle(detail::systemText("Back"));
-    }
+    const bool shows = !title.empty() && widthOf(title, fontOfButton(nullptr)) <
+                                             whole.width * 0.35 - UIButton::kChevronRoom;
+    leftButton_->setTitle(shows ? title : detail::systemText("Back"));
   }
-  const CGFloat leading = placeButton(*leftButton_, true, widestLeading);
+  fitTexts();
+  // The trailing button is what the screen is there for: it gets its width before the others.
+  const CGFloat half = std::max<CGFloat>(whole.width / 2 - kMargin - kGap, 0);
+  const CGFloat besideLeading =
+      whole.width - 2 * kMargin - kGap - leftButton_->sizeThatFits(whole).width;
+  const CGFloat trailing = placeButton(*rightButton_, false, std::max(half, besideLeading));
+  const CGFloat leading =
+      placeButton(*leftButton_, true, std::max<CGFloat>(whole.width - trailing - kMargin, 0));
   const CGFloat left = leftToRight ? leading : trailing;
   const CGFloat right = leftToRight ? trailing : leading;
   const CGFloat room = std::max<CGFloat>(whole.width - left - right, 0);

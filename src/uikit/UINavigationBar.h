@@ -49,6 +49,7 @@ class UINavigationBar : public UIView {
   void showButton(UIButton& button, const std::shared_ptr<UIBarButtonItem>& item);
   void pressLeft();
   void pressRight();
+  void fitTexts();
   CGFloat placeButton(UIButton& button, bool atLeadingEdge, CGFloat widest);
   std::vector<std::shared_ptr<UINavigationItem>> items_;
   std::shared_ptr<UILabel> titleLabel_;

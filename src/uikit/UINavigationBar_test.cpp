@@ -110,5 +110,23 @@ TEST_F(UINavigationBarTest, TheTitleIsInTheMiddleAndNeverOverlapsTheButtons) {
   }
 }
 
+TEST_F(UINavigationBarTest, LargeTextsGetSmallerBeforeOneIsCut) {
+  headless::setTextSizeFactor(2);
+  bar = std::make_shared<UINavigationBar>(CGRect{0, 0, 360, 60});
+  top->setTitle("Tasklane");
+  top->setLeftBarButtonItem(button("Abbrechen"));
+  top->setRightBarButtonItem(button("Speichern"));
+  bar->setItems({top});
+  for (int i = 0; i < 2; ++i) {
+    parts();
+    for (const auto& view : bar->subviews()) {
+      EXPECT_GE(view->frame().size.width, view->sizeThatFits({1000, 60}).width);
+    }
+    top->rightBarButtonItem()->setTitle("OK");
+  }
+  EXPECT_EQ(parts()[0].second.minX(), 15);
+  EXPECT_EQ(parts()[2].second.maxX(), 345);
+}
+
 }  // namespace
 }  // namespace tasklane
