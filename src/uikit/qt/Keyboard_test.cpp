@@ -4,7 +4,9 @@
 
 #include <QInputMethodEvent>
 
+#include <QInputMethod>
 #include "uikit/UIButton.h"
+
 #include "uikit/qt/Fixture.h"
 
 namespace tasklane::qt {
@@ -107,9 +109,33 @@ TEST(Keyboard, CtrlReturnSavesFromAnywhere) {
   }
 }
 
+/// Where an input method believes the caret to be, and where it is, in the window.
+std::pair<QPoint, QPoint> carets(const QWidget* editor, QPoint caret) {
+  return {QGuiApplication::inputMethod()->cursorRectangle().topLeft().toPoint(),
+          editor->mapTo(editor->window(), caret)};
+}
+
+TEST(Keyboard, CandidatesAreShownAtTheCaretAlsoAfterAListHasScrolled) {
+  const auto list = std::make_shared<ListScreen>(100);
+  const ShownWindow shown(list);
+  const auto* field = widgetOf<QLineEdit>(list->search->searchBar());
+  list->search->searchBar()->becomeFirstResponder();
+  UpdateQueue::shared().flush();
+  const auto before = carets(field, {});
+  list->tableView()->setContentOffset({0, 20});
+  UpdateQueue::shared().flush();
+  const auto after = carets(field, {});
+  EXPECT_EQ(after.second, before.second - QPoint(0, 20));
+  EXPECT_EQ(after.first, before.first - QPoint(0, 20));
+}
+
 TEST(Keyboard, ReturnThatConfirmsACandidateDoesNothingElse) {
   const auto sheet = std::make_shared<Sheet>();
   const ShownWindow shown(sheet);
+  const auto* edit = widgetOf<QPlainTextEdit>(sheet->textView());
+  const auto [believed, caret] =
+      carets(edit, edit->viewport()->pos() + edit->cursorRect().topLeft());
+  EXPECT_EQ(believed, caret);
   QInputMethodEvent composing(QStringLiteral("か"), {});
   QApplication::sendEvent(widgetOf(sheet->textView()), &composing);
   EXPECT_EQ(sheet->contentText(), "");

@@ -57,6 +57,13 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
 
   void setPlaceholder(const QString& placeholder) { placeholder_ = placeholder; }
 
+  QVariant inputMethodQuery(Qt::InputMethodQuery query) const override {
+    const QVariant answer = QPlainTextEdit::inputMethodQuery(query);
+    // The editor forgets the margins around its viewport; candidates would cover the text.
+    if (query != Qt::ImCursorRectangle && query != Qt::ImAnchorRectangle) return answer;
+    return answer.toRectF().translated(viewport()->pos());
+  }
+
  protected:
   bool event(QEvent* event) override {
     if (event->type() == QEvent::Paint && view()) {

@@ -1,7 +1,9 @@
 #include "uikit/qt/UpdateQueue.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QEvent>
+#include <QInputMethod>
+#include <QWidget>
 #include <algorithm>
 #include <utility>
 
@@ -14,6 +16,16 @@ namespace {
 // Layout may change views, and an applied change may ask for layout (a text that wraps anew). Views
 // that never come to rest must not hang the program.
 constexpr int kMaximumRounds = 16;
+
+/// Where candidates are shown. Qt follows the editor's own moves, not those of what it stands on.
+void tellInputMethodWhereTheEditorIs() {
+  const QWidget* editor = QApplication::focusWidget();
+  if (!editor || !editor->testAttribute(Qt::WA_InputMethodEnabled)) return;
+  const QPoint place = editor->mapTo(editor->window(), QPoint());
+  const QTransform transform = QTransform::fromTranslate(place.x(), place.y());
+  QInputMethod* method = QGuiApplication::inputMethod();
+  if (method->inputItemTransform() != transform) method->setInputItemTransform(transform);
+}
 }  // namespace
 
 UpdateQueue& UpdateQueue::shared() {
@@ -66,6 +78,7 @@ void UpdateQueue::flush() {
       if (ViewPeer* peer = changed_[i]) peer->applyPendingChanges();
     changed_.erase(changed_.begin(), changed_.begin() + static_cast<std::ptrdiff_t>(count));
   }
+  tellInputMethodWhereTheEditorIs();
   std::erase(windows_, nullptr);
   flushing_ = false;
   if (!changed_.empty()) schedule();
