@@ -4,6 +4,7 @@
 #include <QImage>
 #include <QLineEdit>
 #include <QPlainTextEdit>
+#include <QPointingDevice>
 #include <QTest>
 #include <chrono>
 #include <memory>
@@ -35,6 +36,23 @@ Widget* widgetOf(const std::shared_ptr<UIView>& view) {
 }
 
 inline QPoint centerOf(const QWidget* widget) { return widget->rect().center(); }
+
+/// A finger on a touch screen: every call is one event at a place in the window.
+class Finger {
+ public:
+  explicit Finger(const QWidget* window) : window_(window->windowHandle()) {}
+  void press(QPoint place) { QTest::touchEvent(window_, screen()).press(0, place, window_); }
+  void move(QPoint place) { QTest::touchEvent(window_, screen()).move(0, place, window_); }
+  void lift(QPoint place) { QTest::touchEvent(window_, screen()).release(0, place, window_); }
+  /// To be called before the window is made.
+  static QPointingDevice* screen() {
+    static QPointingDevice* device = QTest::createTouchDevice();
+    return device;
+  }
+
+ private:
+  QWindow* window_;
+};
 
 /// A window on the screen with one controller in it, active, closed at the end.
 class ShownWindow {

@@ -29,6 +29,10 @@ int whole(double length) { return static_cast<int>(std::lround(std::clamp(length
 
 }  // namespace
 
+void letFingersScroll(QWidget* viewport) {
+  if (hasTouchScreen()) QScroller::grabGesture(viewport, QScroller::TouchGesture);
+}
+
 ScrollWidget::ScrollWidget(ScrollPeer* peer) : ViewWidget(peer) {
   setFrameShape(QFrame::NoFrame);
   setFocusPolicy(Qt::NoFocus);
@@ -44,7 +48,7 @@ ScrollWidget::ScrollWidget(ScrollPeer* peer) : ViewWidget(peer) {
   overlay_->hide();
   connect(overlay_, &QScrollBar::valueChanged, verticalScrollBar(), &QScrollBar::setValue);
   connect(verticalScrollBar(), &QScrollBar::valueChanged, overlay_, &QScrollBar::setValue);
-  if (hasTouchScreen()) QScroller::grabGesture(viewport(), QScroller::TouchGesture);
+  letFingersScroll(viewport());
 }
 
 void ScrollWidget::setRange(Qt::Orientation orientation, int minimum, int maximum, int page,

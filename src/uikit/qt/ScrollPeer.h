@@ -11,6 +11,9 @@ namespace tasklane::qt {
 
 class ScrollWidget;
 
+/// Has a finger scroll the content of a viewport, with its swing, where there is a touch screen.
+void letFingersScroll(QWidget* viewport);
+
 /// A scroll view: a QAbstractScrollArea whose viewport holds the subviews' widgets. Its bars lie
 /// over the content's trailing edge, so that they take no room from the layout.
 class ScrollPeer : public ViewPeer {

@@ -92,5 +92,30 @@ TEST_F(TablePeerTest, TheSearchFieldTellsOnceAndDoesNotEcho) {
   EXPECT_EQ(list->tableView()->numberOfRowsInSection(0), 280u);
 }
 
+TEST(TablePeer, AFingersTapChoosesAndItsDragScrollsWithSwing) {
+  Finger::screen();
+  const auto list = std::make_shared<ListScreen>(1000);
+  const ShownWindow shown(list);
+  Finger finger(shown.widget());
+  QPoint place(200, 400);
+  finger.press(place);
+  finger.lift(place);
+  EXPECT_TRUE(waitFor([&] { return list->chosen.size() == 1; }));
+  const auto offset = [&] { return list->tableView()->contentOffset().y; };
+  finger.press(place);
+  for (int i = 0; i < 15; ++i) {
+    const double before = offset();
+    finger.move(place -= QPoint(0, 20));
+    EXPECT_TRUE(i < 2 || waitFor([&] { return offset() > before; }));
+  }
+  const double dragged = offset();
+  finger.lift(place);
+  EXPECT_TRUE(waitFor([&] { return offset() > dragged + 100; }));
+  EXPECT_EQ(list->chosen.size(), 1u);
+  for (const auto path : list->tableView()->indexPathsForVisibleRows()) {
+    EXPECT_FALSE(list->tableView()->cellForRowAtIndexPath(path)->isHighlighted());
+  }
+}
+
 }  // namespace
 }  // namespace tasklane::qt

@@ -8,6 +8,8 @@
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QScrollEvent>
+#include <QScrollPrepareEvent>
 #include <QTextBlock>
 #include <QTextDocument>
 #include <cmath>
@@ -15,6 +17,7 @@
 
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
+#include "uikit/qt/ScrollPeer.h"
 #include "uikit/qt/Text.h"
 
 namespace tasklane::qt {
@@ -41,6 +44,7 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
     setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     document()->setDocumentMargin(0);
     viewport()->setAutoFillBackground(false);
+    letFingersScroll(viewport());
     setAttribute(Qt::WA_NoSystemBackground);
     connect(this, &QPlainTextEdit::textChanged, this, [this] {
       if (auto* owner = static_cast<TextViewPeer*>(this->peer())) owner->personDidEdit();
@@ -77,6 +81,22 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
       return QPlainTextEdit::event(event);
     }
     return QPlainTextEdit::event(event);
+  }
+
+  bool viewportEvent(QEvent* event) override {
+    if (event->type() == QEvent::ScrollPrepare)
+      return prepareToScroll(*static_cast<QScrollPrepareEvent*>(event));
+    if (event->type() == QEvent::Scroll) {
+      const double y = static_cast<QScrollEvent*>(event)->contentPos().y();
+      verticalScrollBar()->setValue(static_cast<int>(std::lround(y / fontMetrics().lineSpacing())));
+      return true;
+    }
+    return QPlainTextEdit::viewportEvent(event);
+  }
+
+  void mouseMoveEvent(QMouseEvent* event) override {
+    // A finger scrolls; only a pointer selects by dragging.
+    if (event->source() == Qt::MouseEventNotSynthesized) QPlainTextEdit::mouseMoveEvent(event);
   }
 
   void paintEvent(QPaintEvent* event) override {
@@ -118,6 +138,18 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
   }
 
  private:
+  /// A finger moves by points, the editor's bar by lines.
+  bool prepareToScroll(QScrollPrepareEvent& event) {
+    const QScrollBar& bar = *verticalScrollBar();
+    if (bar.maximum() <= 0) return false;  // what is around the text may scroll
+    const double line = fontMetrics().lineSpacing();
+    event.setViewportSize(viewport()->size());
+    event.setContentPosRange({0, 0, 0, bar.maximum() * line});
+    event.setContentPos({0, bar.value() * line});
+    event.accept();
+    return true;
+  }
+
   void tellCaretMoved() {
     if (auto* owner = static_cast<TextViewPeer*>(peer()); owner && hasFocus())
       owner->personDidMoveCaret();

@@ -138,5 +138,26 @@ TEST_F(TextViewPeerTest, TheWidgetIsGivenBackWhenTheViewLeaves) {
   EXPECT_EQ(shown->window->firstResponder(), nullptr);
 }
 
+TEST(TextViewPeer, AFingerScrollsALongTextAndSelectsNothing) {
+  Finger::screen();
+  const auto screen = std::make_shared<UIViewController>();
+  const auto textView = std::make_shared<UITextView>(CGRect{0, 0, 300, 400});
+  std::string text;
+  for (int i = 0; i < 200; ++i) text += "line\n";
+  textView->setText(text);
+  screen->view()->addSubview(textView);
+  const ShownWindow shown(screen);
+  auto* edit = widgetOf<QPlainTextEdit>(textView);
+  edit->moveCursor(QTextCursor::Start);
+  Finger finger(shown.widget());
+  QPoint place(100, 300);
+  finger.press(place);
+  for (int i = 0; i < 20; ++i) finger.move(place -= QPoint(0, 10));
+  EXPECT_TRUE(waitFor([&] { return edit->verticalScrollBar()->value() > 5; }));
+  finger.lift(place);
+  EXPECT_LT(edit->verticalScrollBar()->value(), 40);
+  EXPECT_FALSE(edit->textCursor().hasSelection());
+}
+
 }  // namespace
 }  // namespace tasklane::qt
