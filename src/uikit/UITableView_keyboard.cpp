@@ -70,8 +70,10 @@ void UITableView::showFocus() {
 
 bool UITableView::becomeFirstResponder() {
   if (!UIScrollView::becomeFirstResponder()) return false;
-  if (!focusedRow_) {
-    const auto visible = indexPathsForVisibleRows();
+  // A row that is out of sight when the keyboard comes must not be chosen by the next Return.
+  const auto visible = indexPathsForVisibleRows();
+  const bool isSeen = focusedRow_ && std::ranges::find(visible, *focusedRow_) != visible.end();
+  if (!isSeen) {
     if (selectedRow_) {
       focusedRow_ = selectedRow_;
     } else if (!visible.empty()) {

@@ -278,6 +278,10 @@ TEST_F(UITableViewTest, KeysMoveTheKeyboardsRowAndKeepItInSight) {
   EXPECT_FALSE(cell->isSelected());
   table->resignFirstResponder();
   EXPECT_FALSE(cell->isFocused());
+  scroll(0);
+  ASSERT_TRUE(table->becomeFirstResponder());
+  EXPECT_EQ(table->focusedRow(), (NSIndexPath{0, 0})) << "the one before is out of sight";
+  table->handleKey(Key::End);
   list->rows = {2};
   table->reloadData();
   table->layoutIfNeeded();
