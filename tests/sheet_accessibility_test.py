@@ -68,7 +68,10 @@ class SheetAccessibility(unittest.TestCase):
             while self.glib.MainContext.default().iteration(False):
                 pass
             return heard[-len(last):] == list(last)
-        wait_for(f"{last} among {heard}", pump)
+        try:
+            wait_for("what is heard", pump)
+        finally:
+            self.assertEqual(heard[-len(last):], list(last))
         self.find("dialog", "Tasklane")  # its answer comes after all that it told before
         self.assertTrue(pump(), heard)
 
@@ -118,6 +121,18 @@ class SheetAccessibility(unittest.TestCase):
         self.hears(focused, ("list item", "Project, Homework"))
         self.assertEqual([name for role, name in shown if role == "notification"], ["2 projects"])
         self.desktop.keys("Escape")
+        wait_for("the sheet to close", lambda: program.poll() is not None)
+
+    def test_the_menu_of_an_editor_speaks_the_persons_language(self):
+        self.desktop.environment["LANG"] = "de_DE.UTF-8"
+        self.addCleanup(self.desktop.environment.update, LANG="C.UTF-8")
+        program = self.desktop.share("--title", "Milch kaufen")
+        focused = self.listen("object:state-changed:focused")
+        self.desktop.click(100, 70, button=3)
+        self.desktop.keys("Up")
+        self.hears(focused, ("menu item", "Alles auswählen\tStrg+A"))
+        self.desktop.keys("Escape")
+        self.do(self.find("push button", "Abbrechen"))
         wait_for("the sheet to close", lambda: program.poll() is not None)
 
 

@@ -74,10 +74,13 @@ void performPrimaryAction(UIView& view) {
 void collect(UIView& view, std::vector<QWidget*>& found) {
   const ViewPeer* peer = ViewPeer::of(&view);
   if (!peer || !peer->widget() || view.isHidden()) return;
-  if (QWidget* target = peer->focusTarget(); target && target->isEnabled() &&
-                                             target->isVisibleTo(target->window()) &&
-                                             view.canBecomeFirstResponder())
-    found.push_back(target);
+  QWidget* target = peer->focusTarget();
+  if (target && (!target->isEnabled() || !target->isVisibleTo(target->window()) ||
+                 !view.canBecomeFirstResponder()))
+    target = nullptr;
+  // What stands in a list stands above its rows.
+  const bool isList = dynamic_cast<UITableView*>(&view) != nullptr;
+  if (target && !isList) found.push_back(target);
   auto subviews = view.subviews();
   const bool mirrored =
       view.effectiveUserInterfaceLayoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
@@ -88,6 +91,7 @@ void collect(UIView& view, std::vector<QWidget*>& found) {
   std::stable_sort(subviews.begin(), subviews.end(),
                    [&](const auto& a, const auto& b) { return key(a) < key(b); });
   for (const auto& subview : subviews) collect(*subview, found);
+  if (target && isList) found.push_back(target);
 }
 
 }  // namespace

@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QInputMethod>
 #include <QInputMethodEvent>
 
-#include <QInputMethod>
 #include "uikit/UIButton.h"
-
 #include "uikit/qt/Fixture.h"
 
 namespace tasklane::qt {
@@ -92,6 +91,10 @@ TEST(Keyboard, TheListMovesByEveryKeyAndReturnOrSpaceChooses) {
   EXPECT_EQ(list->chosen, (std::vector<std::string>{"Project 0", "Project 1"}));
   shown.key(Qt::Key_Home);
   shown.key(Qt::Key_Up);
+  EXPECT_EQ(focused(*shown.window), "search");
+  shown.key(Qt::Key_Tab);
+  EXPECT_EQ(focused(*shown.window), "Project 0");
+  shown.key(Qt::Key_Backtab, Qt::ShiftModifier);
   EXPECT_EQ(focused(*shown.window), "search");
 }
 

@@ -13,6 +13,7 @@
 #include "uikit/UITableView.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
+#include "uikit/qt/Settings.h"
 #include "uikit/qt/Text.h"
 
 namespace tasklane::qt {
@@ -93,6 +94,11 @@ class SearchField : public QLineEdit {
       default:
         QLineEdit::keyPressEvent(event);
     }
+  }
+
+  void contextMenuEvent(QContextMenuEvent* event) override {
+    translateToolkit();
+    QLineEdit::contextMenuEvent(event);
   }
 
   void inputMethodEvent(QInputMethodEvent* event) override {

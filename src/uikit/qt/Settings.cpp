@@ -2,8 +2,11 @@
 
 #include <QApplication>
 #include <QFont>
+#include <QLibraryInfo>
+#include <QLocale>
 #include <QScreen>
 #include <QStyle>
+#include <QTranslator>
 #include <algorithm>
 #include <cstdlib>
 #include <string>
@@ -93,6 +96,16 @@ namespace tasklane::qt {
 
 ScaleForPicture::ScaleForPicture(double scale)
     : before_(std::exchange(backend::overriddenScale, scale)) {}
+
+void translateToolkit() {
+  static const bool translated = [] {
+    auto* translator = new QTranslator(qApp);
+    return translator->load(QLocale::system(), QStringLiteral("qtbase"), QStringLiteral("_"),
+                            QLibraryInfo::path(QLibraryInfo::TranslationsPath)) &&
+           QCoreApplication::installTranslator(translator);
+  }();
+  (void)translated;
+}
 
 ScaleForPicture::~ScaleForPicture() { backend::overriddenScale = before_; }
 

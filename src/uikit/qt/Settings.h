@@ -14,4 +14,8 @@ class ScaleForPicture {
   double before_;
 };
 
+/// Has the toolkit's own texts, which are those of an editor's menu, in the person's language.
+/// Reads them at the first call.
+void translateToolkit();
+
 }  // namespace tasklane::qt

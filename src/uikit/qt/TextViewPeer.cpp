@@ -18,6 +18,7 @@
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
 #include "uikit/qt/ScrollPeer.h"
+#include "uikit/qt/Settings.h"
 #include "uikit/qt/Text.h"
 
 namespace tasklane::qt {
@@ -92,6 +93,11 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
       return true;
     }
     return QPlainTextEdit::viewportEvent(event);
+  }
+
+  void contextMenuEvent(QContextMenuEvent* event) override {
+    translateToolkit();
+    QPlainTextEdit::contextMenuEvent(event);
   }
 
   void mouseMoveEvent(QMouseEvent* event) override {
