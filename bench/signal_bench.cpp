@@ -17,6 +17,7 @@
 #include "bench/Report.h"
 #include "foundation/CFNotificationCenter.h"
 #include "foundation/NSRunLoop.h"
+#include "foundation/SharedFutex.h"
 
 /// Posts between two processes against signals over a message bus of the program's own.
 namespace tasklane {
@@ -81,6 +82,30 @@ void listenToFile(Exchange& exchange) {
   exchange.ready = true;
   alignas(inotify_event) char events[4096];
   while (read(watcher, events, sizeof events) > 0) noteHeard(&exchange);
+}
+
+/// The least that any wake-up of another process takes: a word in memory that both have mapped.
+SharedFutex::Word& limitWord() {
+  static SharedFutex::Word& word = *static_cast<SharedFutex::Word*>(
+      mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, limitFile, 0));
+  return word;
+}
+
+void listenToWord(Exchange& exchange) {
+  std::uint32_t value = limitWord();
+  exchange.ready = true;
+  for (;;) {
+    const SharedFutex::Awaited awaited{&limitWord(), value};
+    SharedFutex::sleep({&awaited, 1}, SharedFutex::kNever);
+    if (limitWord() == value) continue;
+    value = limitWord();
+    noteHeard(&exchange);
+  }
+}
+
+void postToWord() {
+  ++limitWord();
+  SharedFutex::wake(limitWord());
 }
 
 void postToFile() { mustHold(pwrite(limitFile, "x", 1, 0) == 1, "cannot write"); }
@@ -158,16 +183,21 @@ void benchmark() {
     Transport posts(listenToCenter, [&] { center.postNotification(kName); });
     limitPath = CFNotificationCenter::folder() + "/limit";
     limitFile = open(limitPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    mustHold(ftruncate(limitFile, 4096) == 0, "cannot lengthen a file");
+    Transport words(listenToWord, postToWord);
     Transport limit(listenToFile, postToFile);
     Transport signals(listenToBus, [&] { postToBus(bus); });
     for (int round = 0; round < kRounds; ++round) {
       for (int i = 0; i < kSamplesPerRound; ++i) posts.sample();
+      for (int i = 0; i < kSamplesPerRound; ++i) words.sample();
       for (int i = 0; i < kSamplesPerRound; ++i) limit.sample();
       for (int i = 0; i < kSamplesPerRound; ++i) signals.sample();
     }
     const double signal = bench::median(signals.microseconds);
     bench::report("post to a sleeping listener, one way", bench::median(posts.microseconds), "us",
                   signal, "bus signal");
+    bench::report("bare futex, one way", bench::median(words.microseconds), "us", signal,
+                  "bus signal");
     bench::report("bare inotify, one way", bench::median(limit.microseconds), "us", signal,
                   "bus signal");
     bench::report("bus signal, one way", signal, "us");

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -42,8 +43,24 @@ struct Listening {
   std::string name;
   CounterPointer counter;
   int watch = -1;
+  bool lost = false;  // there is no counter any more, and none could be made
   std::vector<std::shared_ptr<Observer>> observers;
+
+  /// Whether there is nothing to deliver.
+  bool settled() const {
+    const std::uint64_t count = counter->count();
+    return counter->usable() &&
+           std::all_of(observers.begin(), observers.end(),
+                       [&](const auto& observer) { return observer->seen == count; });
+  }
 };
+
+/// Tells this process's own wish to wake its main thread from that of the others that sleep on the
+/// same word; two that have it in common wake each other in vain.
+std::uint32_t ownBit() {
+  static const std::uint32_t bit = NotifyCounter::kPostBit << (1 + getpid() % 31);
+  return bit;
+}
 
 Result<void> ensureFolder(const std::string& folder) {
   struct stat status {};
@@ -75,20 +92,33 @@ struct CFNotificationCenter::State {
   void callEach(Listening& listening, std::uint64_t upTo);
   void moveToSuccessor(Listening& listening);
   void attend(Listening& listening, bool checkPlace);
+  void rearm(const Listening& listening) const;
   void readEvents();
+  std::uint32_t watched() const;
+  void setWaiting(Waiting way);
+  bool canSleep() const;
+  void sleep(std::chrono::steady_clock::time_point until);
+  void endSleep();
   std::shared_ptr<Listening> find(const std::string& name) const;
 
   std::string folder = "/dev/shm/tasklane-notify-" + std::to_string(geteuid());
 
-  std::mutex mutex;  // guards the two below; all else belongs to the main thread
+  std::mutex mutex;  // guards the three below; all else belongs to the main thread
   std::map<std::string, CounterPointer> counters;
   std::string lastProblem;
+  CounterPointer sleptOn;  // whose bell ends the sleep
+
+  std::atomic<bool> asleep = false;
+  std::atomic<bool> wakeUp = false;  // the sleep is to end, or not to begin
 
   CFNotificationCenter* center = nullptr;
   FileDescriptor inotify;
   std::shared_ptr<NSRunLoop::Source> source;
   std::shared_ptr<NSRunLoop::Source> pollTimer;
   std::map<std::string, std::shared_ptr<Listening>> listenings;
+  Waiting waiting = Waiting::Descriptor;
+  std::vector<SharedFutex::Awaited> awaited;
+  std::size_t mostNames = SharedFutex::kMostWords;  // that can be slept on at once
 };
 
 /// The counter of a name, opened when this process meets the name for the first time or when the
@@ -139,17 +169,23 @@ bool CFNotificationCenter::State::watch(Listening& listening) {
     const CounterPointer counter = counterFor(listening.name);
     if (!counter) return false;
     const char* const path = counter->path().c_str();
-    listening.watch = inotify ? inotify_add_watch(inotify.get(), path, kTouched | kHarmed) : -1;
+    listening.watch = inotify ? inotify_add_watch(inotify.get(), path, watched()) : -1;
     if (inotify && listening.watch < 0 && errno != ENOENT) startPolling();
     if (counter->inPlace()) {
       listening.counter = counter;
-      counter->arm();
+      listening.lost = false;
+      if (waiting == Waiting::Descriptor) counter->armWatcher();
       return true;
     }
     unwatch(listening);
     counter->retire();
   }
   return false;
+}
+
+/// Who sleeps is not to be woken a second time by the same post.
+std::uint32_t CFNotificationCenter::State::watched() const {
+  return waiting == Waiting::Descriptor ? kTouched | kHarmed : kHarmed;
 }
 
 void CFNotificationCenter::State::unwatch(Listening& listening) {
@@ -191,7 +227,9 @@ void CFNotificationCenter::State::deliver(Listening& listening, bool checkPlace)
 /// that the observers look for themselves.
 void CFNotificationCenter::State::moveToSuccessor(Listening& listening) {
   const CounterPointer old = listening.counter;
-  if (old->whole()) {
+  if (listening.lost) {
+    // Delivered when it was lost.
+  } else if (old->whole()) {
     old->retire();
     callEach(listening, old->count());
   } else {
@@ -201,7 +239,8 @@ void CFNotificationCenter::State::moveToSuccessor(Listening& listening) {
   // A callback may have ended the listening, or have moved it already.
   if (listening.observers.empty() || listening.counter != old) return;
   unwatch(listening);
-  if (!watch(listening)) return;
+  listening.lost = !watch(listening);
+  if (listening.lost) return;
   for (const auto& observer : listening.observers) observer->seen = 0;
   callEach(listening, listening.counter->count());
 }
@@ -209,14 +248,61 @@ void CFNotificationCenter::State::moveToSuccessor(Listening& listening) {
 /// After an event on a file: delivers, and makes sure that the next post is heard as well.
 void CFNotificationCenter::State::attend(Listening& listening, bool checkPlace) {
   deliver(listening, checkPlace);
-  if (listening.observers.empty()) return;
-  NotifyCounter& counter = *listening.counter;
-  counter.arm();
-  const std::uint64_t count = counter.count();
-  const bool caughtUp = std::all_of(listening.observers.begin(), listening.observers.end(),
-                                    [&](const auto& observer) { return observer->seen == count; });
+  if (!listening.observers.empty()) rearm(listening);
+}
+
+void CFNotificationCenter::State::rearm(const Listening& listening) const {
+  if (waiting != Waiting::Descriptor || listening.lost) return;
+  listening.counter->armWatcher();
   // Posted meanwhile, perhaps by the observers themselves: the run loop comes back to it.
-  if (!caughtUp) counter.touch();
+  if (!listening.settled()) listening.counter->wakeWatchers();
+}
+
+void CFNotificationCenter::State::setWaiting(Waiting way) {
+  if (std::exchange(waiting, way) == way) return;
+  for (const auto& [name, listening] : listenings) {
+    if (listening->watch < 0) continue;
+    // A file that has left its path is found out by its own event, or by the next look.
+    const char* const path = listening->counter->path().c_str();
+    if (listening->counter->inPlace()) inotify_add_watch(inotify.get(), path, watched());
+    rearm(*listening);
+  }
+}
+
+bool CFNotificationCenter::State::canSleep() const {
+  const auto names = std::count_if(listenings.begin(), listenings.end(),
+                                   [](const auto& entry) { return !entry.second->lost; });
+  return names > 0 && static_cast<std::size_t>(names) <= mostNames;
+}
+
+void CFNotificationCenter::State::sleep(std::chrono::steady_clock::time_point until) {
+  awaited.clear();
+  bool settled = true;
+  CounterPointer last;
+  for (const auto& [name, listening] : listenings) {
+    if (listening->lost) continue;
+    last = listening->counter;
+    awaited.push_back(last->armSleeper());
+    settled = settled && listening->settled();
+  }
+  if (sleptOn != last) {
+    const std::lock_guard lock(mutex);
+    sleptOn = last;
+  }
+  asleep = true;
+  if (settled && !wakeUp &&
+      !SharedFutex::sleep(awaited, until, NotifyCounter::kPostBit | ownBit())) {
+    mostNames = awaited.size() - 1;
+  }
+  asleep = false;
+  wakeUp = false;
+}
+
+void CFNotificationCenter::State::endSleep() {
+  wakeUp = true;
+  if (!asleep) return;
+  const std::lock_guard lock(mutex);
+  sleptOn->wakeSleepers(ownBit());
 }
 
 void CFNotificationCenter::State::readEvents() {
@@ -296,11 +382,24 @@ void CFNotificationCenter::deliverPending(const std::string& name) {
 }
 
 void CFNotificationCenter::deliverAllPending() {
-  const auto all = state_->listenings;
-  for (const auto& [name, listening] : all) {
+  std::vector<std::shared_ptr<Listening>> unsettled;  // observers come and go while they are called
+  for (const auto& [name, listening] : state_->listenings) {
+    if (!listening->settled()) unsettled.push_back(listening);
+  }
+  for (const auto& listening : unsettled) {
     if (!listening->observers.empty()) state_->deliver(*listening, false);
   }
 }
+
+void CFNotificationCenter::setWaiting(Waiting waiting) { state_->setWaiting(waiting); }
+
+bool CFNotificationCenter::canSleep() const { return state_->canSleep(); }
+
+void CFNotificationCenter::sleep(std::chrono::steady_clock::time_point until) {
+  state_->sleep(until);
+}
+
+void CFNotificationCenter::endSleep() { state_->endSleep(); }
 
 std::string CFNotificationCenter::folder() {
   return CFNotificationCenterGetDarwinNotifyCenter().state_->folder;

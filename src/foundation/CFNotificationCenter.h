@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -8,9 +9,13 @@ namespace tasklane {
 
 /// Names the notify center that carries posts between the processes of one user. There is no
 /// daemon: each name in use has one small mapped file, in a folder found from the user's id alone,
-/// that holds the whole name and a 64-bit counter of posts. A post adds one and touches the file
-/// only when a listener sleeps; a listener watches it with inotify and delivers as many calls as
-/// the counter has moved, so no post is lost or merged. Names are compared whole.
+/// that holds the whole name and a 64-bit counter of posts. A post adds one and enters the system
+/// only when a listener waits; a listener delivers as many calls as the counter has moved, so no
+/// post is lost or merged. Names are compared whole.
+///
+/// A program whose main thread has nothing but the run loop to wait in sleeps on a word of the file
+/// itself, the quickest way to be woken; where another loop watches the run loop's descriptor the
+/// file is watched with inotify. Programs of both kinds may listen to one name.
 ///
 /// A file that was removed, replaced or damaged is made anew, with a console line where it was
 /// damaged, and listeners go over to the new one. Of a damaged file nobody knows what it had
@@ -45,6 +50,20 @@ class CFNotificationCenter {
   /// The same for every name that this process listens to. The run loop calls it whenever it
   /// dispatches, so that a post whose sender was killed before it could wake anybody is heard then.
   void deliverAllPending();
+
+  /// For the run loop. How this process waits for posts: the descriptor is one that the run loop
+  /// watches. Starts with the descriptor; neither way misses what is posted while it is exchanged.
+  enum class Waiting { Descriptor, Sleep };
+  void setWaiting(Waiting waiting);
+
+  /// For the run loop, when it waits by sleeping: sleeps until a name that is listened to has
+  /// something to deliver, endSleep() is called or the moment comes; may end early for no reason.
+  /// It must be able to: something must be listened to, and no more names than the system allows.
+  bool canSleep() const;
+  void sleep(std::chrono::steady_clock::time_point until);
+
+  /// Ends the sleep that is under way, or else the next one. Any thread.
+  void endSleep();
 
   /// The folder that holds the counters. It belongs to the user alone (0700); one that belongs to
   /// somebody else is refused.

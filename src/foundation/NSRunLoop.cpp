@@ -12,8 +12,10 @@
 #include <utility>
 
 #include "foundation/CFNotificationCenter.h"
+#include "foundation/DescriptorLookout.h"
 #include "foundation/NSLog.h"
 #include "foundation/NSOperationQueue.h"
+#include "foundation/SharedFutex.h"
 
 namespace tasklane {
 namespace {
@@ -27,6 +29,7 @@ constexpr std::uint64_t kTimers = 1;
 constexpr std::uint64_t kFirstSource = 2;
 
 constexpr std::chrono::milliseconds kLongestWait = std::chrono::hours(1);
+constexpr auto kForever = std::chrono::milliseconds::max();
 
 void watch(int set, int fileDescriptor, std::uint64_t identifier) {
   epoll_event event{};
@@ -38,6 +41,8 @@ void watch(int set, int fileDescriptor, std::uint64_t identifier) {
   }
 }
 
+CFNotificationCenter& center() { return CFNotificationCenterGetDarwinNotifyCenter(); }
+
 }  // namespace
 
 struct NSRunLoop::State {
@@ -47,14 +52,18 @@ struct NSRunLoop::State {
     if (set < 0 || timer < 0) {
       NSLog(stringWithFormat("cannot make the run loop: %@", {std::strerror(errno)}));
     }
-    watch(set, timer, kTimers);
-    watch(set, NSOperationQueue::mainQueue().fileDescriptor(), kMainQueue);
+    watchOwn();
   }
 
+  void watchOwn() const;
+  void unwatchOwn() const;
   void armTimer() const;
   void fireTimers();
   void dispatchSource(std::uint64_t identifier);
   void dispatch(std::chrono::milliseconds wait);
+  bool waitAsleep(std::chrono::milliseconds limit);
+  bool startSleeping();
+  void stopSleeping();
 
   const int set;
   const int timer;
@@ -63,6 +72,11 @@ struct NSRunLoop::State {
   std::map<std::pair<SteadyClock::time_point, std::uint64_t>, Source*> timers;  // soonest first
   std::function<void(std::chrono::milliseconds)> waiter;
   bool stopped = false;
+
+  // How to wait: on the set, or asleep on posts while the lookout waits on the set.
+  bool mayWaitAsleep = true;
+  bool waitsAsleep = false;
+  std::unique_ptr<DescriptorLookout> lookout;
 };
 
 class NSRunLoop::Source : public std::enable_shared_from_this<Source> {
@@ -112,7 +126,19 @@ class NSRunLoop::Source : public std::enable_shared_from_this<Source> {
   SteadyClock::time_point due_;
 };
 
+void NSRunLoop::State::watchOwn() const {
+  watch(set, timer, kTimers);
+  watch(set, NSOperationQueue::mainQueue().fileDescriptor(), kMainQueue);
+}
+
+/// Timers and blocks end a sleep directly, so that the lookout need not be troubled with them.
+void NSRunLoop::State::unwatchOwn() const {
+  epoll_ctl(set, EPOLL_CTL_DEL, timer, nullptr);
+  epoll_ctl(set, EPOLL_CTL_DEL, NSOperationQueue::mainQueue().fileDescriptor(), nullptr);
+}
+
 void NSRunLoop::State::armTimer() const {
+  if (waitsAsleep) return;
   itimerspec due{};
   if (!timers.empty()) {
     const auto delay = std::max(timers.begin()->first.first - SteadyClock::now(),
@@ -141,10 +167,15 @@ void NSRunLoop::State::dispatchSource(std::uint64_t identifier) {
 }
 
 void NSRunLoop::State::dispatch(std::chrono::milliseconds wait) {
+  const bool slept = wait.count() > 0 && waitAsleep(wait);
   std::array<epoll_event, 32> events;
-  const int count = epoll_wait(set, events.data(), static_cast<int>(events.size()),
-                               static_cast<int>(wait.count()));
-  CFNotificationCenterGetDarwinNotifyCenter().deliverAllPending();
+  const auto look = [&](std::chrono::milliseconds limit) {
+    return epoll_wait(set, events.data(), static_cast<int>(events.size()),
+                      limit == kForever ? -1 : static_cast<int>(limit.count()));
+  };
+  int count = slept ? 0 : look(wait);
+  center().deliverAllPending();
+  if (slept) count = look(std::chrono::milliseconds(0));
   for (int i = 0; i < count; ++i) {
     const std::uint64_t identifier = events[static_cast<std::size_t>(i)].data.u64;
     if (identifier == kMainQueue) {
@@ -155,6 +186,39 @@ void NSRunLoop::State::dispatch(std::chrono::milliseconds wait) {
       dispatchSource(identifier);
     }
   }
+  if (!waitsAsleep) return;
+  NSOperationQueue::mainQueue().runPending();
+  if (!timers.empty()) fireTimers();
+}
+
+/// False, at once, when the descriptors have to be waited on.
+bool NSRunLoop::State::waitAsleep(std::chrono::milliseconds limit) {
+  if (!center().canSleep() || !startSleeping()) {
+    stopSleeping();
+    return false;
+  }
+  auto until = limit == kForever ? SharedFutex::kNever : SteadyClock::now() + limit;
+  if (!timers.empty()) until = std::min(until, timers.begin()->first.first);
+  lookout->resume();
+  center().sleep(until);
+  return true;
+}
+
+bool NSRunLoop::State::startSleeping() {
+  if (waitsAsleep || !mayWaitAsleep) return waitsAsleep;
+  if (!lookout) lookout = DescriptorLookout::start(set, wakeUp);
+  waitsAsleep = mayWaitAsleep = lookout != nullptr;
+  if (!waitsAsleep) return false;
+  unwatchOwn();
+  center().setWaiting(CFNotificationCenter::Waiting::Sleep);
+  return true;
+}
+
+void NSRunLoop::State::stopSleeping() {
+  if (!std::exchange(waitsAsleep, false)) return;
+  watchOwn();
+  armTimer();
+  center().setWaiting(CFNotificationCenter::Waiting::Descriptor);
 }
 
 NSRunLoop::NSRunLoop() : state_(std::make_unique<State>()) {}
@@ -179,14 +243,20 @@ std::shared_ptr<NSRunLoop::Source> NSRunLoop::addTimer(std::chrono::milliseconds
   return source;
 }
 
-int NSRunLoop::fileDescriptor() const { return state_->set; }
+int NSRunLoop::fileDescriptor() {
+  state_->mayWaitAsleep = false;
+  state_->stopSleeping();
+  return state_->set;
+}
 
 void NSRunLoop::dispatch() { state_->dispatch(std::chrono::milliseconds(0)); }
 
 void NSRunLoop::run() {
   state_->stopped = false;
-  runUntil([] { return false; }, std::chrono::milliseconds::max());
+  runUntil([] { return false; }, kForever);
 }
+
+void NSRunLoop::wakeUp() { center().endSleep(); }
 
 void NSRunLoop::stop() { state_->stopped = true; }
 
@@ -204,7 +274,7 @@ bool NSRunLoop::runUntil(const std::function<bool()>& condition, std::chrono::mi
       waiter(wait);
       dispatch();
     } else {
-      state_->dispatch(wait);
+      state_->dispatch(limit == kForever ? kForever : wait);
     }
   }
 }

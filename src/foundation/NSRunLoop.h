@@ -7,10 +7,12 @@
 namespace tasklane {
 
 /// The main thread's loop over the notify center, the main operation queue, timers and the
-/// program's own descriptors.
+/// program's own descriptors. Main thread only, but for wakeUp().
 ///
-/// Everything hangs on one descriptor (an epoll set): without a screen run() waits on it, under Qt
-/// the backend watches fileDescriptor() and calls dispatch() when it is readable. Main thread only.
+/// A program that only calls run() and runUntil() waits on whatever wakes it soonest: as soon as it
+/// listens to other processes it sleeps on their posts, and a thread of the loop's own waits for
+/// descriptors. From the first call of fileDescriptor() on everything hangs on that one descriptor
+/// (an epoll set), for a toolkit's loop that watches it and calls dispatch() when it is readable.
 class NSRunLoop {
  public:
   class Source;
@@ -26,7 +28,7 @@ class NSRunLoop {
                                                  std::function<void()> onFire);
 
   /// Readable when there is something to dispatch.
-  int fileDescriptor() const;
+  int fileDescriptor();
 
   /// Delivers all that is ready, without waiting.
   void dispatch();
@@ -38,9 +40,12 @@ class NSRunLoop {
   void stop();
   bool runUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);
 
+  /// Makes the loop, if it waits or is about to, look around for work. Any thread.
+  static void wakeUp();
+
   /// Under a toolkit with a loop of its own: how to wait for at most the given time until there is
-  /// something to dispatch, handling the toolkit's events meanwhile. An empty function restores
-  /// poll(2).
+  /// something to dispatch, handling the toolkit's events meanwhile. An empty function restores the
+  /// loop's own way.
   void setWaiter(std::function<void(std::chrono::milliseconds)> waiter);
 
  private:

@@ -4,11 +4,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <ctime>
+#include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
 #include "foundation/FileDescriptor.h"
 #include "foundation/NSOperationQueue.h"
+#include "foundation/NotificationTesting.h"
 
 namespace tasklane {
 namespace {
@@ -20,7 +25,51 @@ constexpr milliseconds kLimit{10'000};
 
 NSRunLoop& loop() { return NSRunLoop::mainRunLoop(); }
 
-TEST(NSRunLoopTest, RunsBlocksOfAnyThreadInOrder) {
+/// The loop waits in other ways as soon as the program listens to posts: to so many names.
+class NSRunLoopTest : public testing::NotificationTest, public ::testing::WithParamInterface<int> {
+ protected:
+  NSRunLoopTest() {
+    for (int i = 0; i < GetParam(); ++i) {
+      listeners_.push_back(std::make_unique<testing::Listener>("loop " + std::to_string(i)));
+    }
+  }
+
+ private:
+  std::vector<std::unique_ptr<testing::Listener>> listeners_;
+};
+INSTANTIATE_TEST_SUITE_P(Names, NSRunLoopTest, ::testing::Values(0, 1, 2));
+
+double processorMilliseconds() {
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) / 1e6;
+}
+
+TEST_P(NSRunLoopTest, TakesNoTimeWhileItWaits) {
+  int fired = 0;
+  const auto before = processorMilliseconds();
+  const auto timer = loop().addTimer(milliseconds(100), [&] { ++fired; });
+  EXPECT_TRUE(loop().runUntil([&] { return fired == 1; }, kLimit));
+  EXPECT_LT(processorMilliseconds() - before, 50);
+}
+
+TEST_P(NSRunLoopTest, WakesForEachBlockOfAnotherThread) {
+  constexpr int kBlocks = 1000;
+  std::atomic<int> run = 0;
+  std::thread worker([&] {
+    for (int i = 0; i < kBlocks; ++i) {
+      NSOperationQueue::mainQueue().addOperationWithBlock([&] {
+        ++run;
+        run.notify_one();
+      });
+      run.wait(i);  // so that the loop is on its way to sleep
+    }
+  });
+  EXPECT_TRUE(loop().runUntil([&] { return run == kBlocks; }, kLimit));
+  worker.join();
+}
+
+TEST_P(NSRunLoopTest, RunsBlocksOfAnyThreadInOrder) {
   std::vector<int> order;
   std::thread worker([&] {
     for (int i = 0; i < 100; ++i) {
@@ -44,7 +93,7 @@ TEST(NSRunLoopTest, RunsBlocksOfAnyThreadInOrder) {
   EXPECT_THAT(order, ::testing::UnorderedElementsAre(1, 2, 3, 4));
 }
 
-TEST(NSRunLoopTest, TimersFireOnceSoonestFirstUnlessCancelled) {
+TEST_P(NSRunLoopTest, TimersFireOnceSoonestFirstUnlessCancelled) {
   std::vector<int> order;
   auto late = loop().addTimer(milliseconds(20), [&] { order.push_back(20); });
   auto cancelled = loop().addTimer(milliseconds(2), [&] { order.push_back(2); });
@@ -58,7 +107,7 @@ TEST(NSRunLoopTest, TimersFireOnceSoonestFirstUnlessCancelled) {
   EXPECT_THAT(order, ElementsAre(1, 20));
 }
 
-TEST(NSRunLoopTest, WatchesDescriptorsUntilTheSourceEnds) {
+TEST_P(NSRunLoopTest, WatchesDescriptorsUntilTheSourceEnds) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   const FileDescriptor reading(ends[0]);
@@ -76,7 +125,7 @@ TEST(NSRunLoopTest, WatchesDescriptorsUntilTheSourceEnds) {
   EXPECT_EQ(calls, 2) << "one byte is still there, but nobody asks any more";
 }
 
-TEST(NSRunLoopTest, StopEndsTheInnermostRunAndAWaiterReplacesPoll) {
+TEST_P(NSRunLoopTest, StopEndsTheInnermostRunAndAWaiterReplacesPoll) {
   int waits = 0;
   loop().setWaiter([&](milliseconds atMost) {
     EXPECT_GT(atMost.count(), 0);

@@ -16,7 +16,7 @@
 namespace tasklane {
 namespace {
 
-constexpr std::uint64_t kMark = 0x3130'7966'6974'6F6Eu;  // "notify01" in the file
+constexpr std::uint64_t kMark = 0x3230'7966'6974'6F6Eu;  // "notify02" in the file
 constexpr std::uint64_t kRetired = std::uint64_t{1} << 63;
 constexpr std::size_t kPageSize = 4096;
 constexpr std::size_t kLongestName = 64 * 1024;
@@ -25,14 +25,17 @@ constexpr int kMostAttempts = 1000;
 
 }  // namespace
 
-/// What the file holds; the name follows. Numbers that different processes change at once lie 64
-/// bytes apart, one cache line each.
+/// What the file holds; the name follows. What posters change, what listeners change and what both
+/// read only lie 64 bytes apart, one cache line each.
 struct NotifyCounter::Layout {
   std::atomic<std::uint64_t> mark;
   std::atomic<std::uint64_t> posts;
   std::atomic<std::uint64_t> nameLength;
-  alignas(64) std::atomic<std::uint32_t> armed;
-  alignas(64) std::atomic<std::uint32_t> served;
+  alignas(64) std::atomic<std::uint32_t> watchersArmed;
+  std::atomic<std::uint32_t> sleepersArmed;
+  alignas(64) std::atomic<std::uint32_t> watchersServed;
+  std::atomic<std::uint32_t> sleepersServed;
+  alignas(64) SharedFutex::Word bell;  // changes whenever sleepers are woken
 };
 
 namespace {
@@ -67,35 +70,62 @@ std::shared_ptr<NotifyCounter> NotifyCounter::map(const std::string& path, FileD
       new NotifyCounter(path, std::move(file), std::move(mapping)));
 }
 
+namespace {
+
+template <class Wake>
+void serve(const std::atomic<std::uint32_t>& armedNow, std::atomic<std::uint32_t>& served,
+           const Wake& wake) {
+  const std::uint32_t armed = armedNow.load();
+  std::uint32_t last = served.load();
+  if (armed == last) return;
+  wake();
+  // Only forwards: a slower poster must not take back what a later one has served.
+  while (static_cast<std::int32_t>(armed - last) > 0 &&
+         !served.compare_exchange_weak(last, armed)) {
+  }
+}
+
+}  // namespace
+
 bool NotifyCounter::post() {
   std::uint64_t posts = layout().posts.load(std::memory_order_relaxed);
   do {
     if (posts & kRetired) return false;
   } while (!layout().posts.compare_exchange_weak(posts, posts + 1));
   if (layout().mark.load() != kMark) return false;
-  const std::uint32_t armed = layout().armed.load();
-  std::uint32_t served = layout().served.load();
-  if (armed == served) return true;
-  touch();
-  // Only forwards: a slower poster must not take back what a later one has served.
-  while (static_cast<std::int32_t>(armed - served) > 0 &&
-         !layout().served.compare_exchange_weak(served, armed)) {
-  }
+  serve(layout().sleepersArmed, layout().sleepersServed, [this] { wakeSleepers(kPostBit); });
+  serve(layout().watchersArmed, layout().watchersServed, [this] { wakeWatchers(); });
   return true;
 }
 
 std::uint64_t NotifyCounter::count() const { return layout().posts.load() & ~kRetired; }
 
-void NotifyCounter::arm() { layout().armed.fetch_add(1); }
+void NotifyCounter::armWatcher() { layout().watchersArmed.fetch_add(1); }
 
-void NotifyCounter::touch() {
+SharedFutex::Awaited NotifyCounter::armSleeper() {
+  // The bell first: if it rings from now on, the sleep does not begin.
+  const SharedFutex::Awaited awaited{&layout().bell, layout().bell.load()};
+  layout().sleepersArmed.fetch_add(1);
+  return awaited;
+}
+
+void NotifyCounter::wakeWatchers() {
   // Reading is an event for whoever watches the file as writing is, but takes less, and neither a
   // full disk nor a limit on the size of files stands in its way.
   char byte;
   [[maybe_unused]] const ssize_t got = pread(file_.get(), &byte, 1, 0);
 }
 
-void NotifyCounter::retire() { layout().posts.fetch_or(kRetired); }
+void NotifyCounter::wakeSleepers(std::uint32_t bits) {
+  layout().bell.fetch_add(1);
+  SharedFutex::wake(layout().bell, bits);
+}
+
+void NotifyCounter::retire() {
+  layout().posts.fetch_or(kRetired);
+  wakeSleepers();
+  wakeWatchers();
+}
 
 void NotifyCounter::spoil() { layout().mark.store(0); }
 
@@ -166,7 +196,6 @@ Result<void> NotifyCounter::replaceAt(const std::string& path, const std::string
   FileDescriptor file(::open(displaced, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (const auto old = file ? map(path, std::move(file)) : nullptr) {
     old->retire();
-    old->touch();
   }
   std::error_code ignored;
   std::filesystem::remove_all(displaced, ignored);

@@ -8,15 +8,21 @@
 #include "foundation/FileDescriptor.h"
 #include "foundation/GuardedMapping.h"
 #include "foundation/NSError.h"
+#include "foundation/SharedFutex.h"
 
 namespace tasklane {
 
 /// How often one name was posted: a counter in a small file that all processes of the user map.
 ///
-/// No lock is ever held, so a process that is killed holds up nobody. Posters and listeners agree
-/// through two numbers: a listener raises `armed` before it looks at the counter for the last time
-/// and sleeps; a poster that finds `armed` ahead of `served` touches the file, which wakes every
-/// listener, and then sets `served`. While nobody sleeps a post enters no system call.
+/// Listeners wait in one of two ways: a sleeper sleeps on a word of the file itself, a watcher is
+/// told of every access to the file by inotify. A process waits in one way at a time, and one file
+/// may have both kinds.
+///
+/// No lock is ever held, so a process that is killed holds up nobody. Posters and the listeners of
+/// a kind agree through two numbers: a listener raises `armed` before it looks at the counter for
+/// the last time and waits; a poster that finds `armed` ahead of `served` wakes every listener of
+/// that kind and then sets `served`. While nobody waits a post enters no system call. A poster that
+/// is killed in between leaves `armed` ahead, so that the next one wakes whoever it forgot.
 ///
 /// A counter that is no longer at its path is retired: the highest bit of the count is set, and
 /// later posts are turned away to its successor. So each post is counted in one file only. Any
@@ -34,11 +40,19 @@ class NotifyCounter {
   [[nodiscard]] bool post();
   std::uint64_t count() const;
 
-  /// Says that the caller is about to sleep; afterwards it looks at count() once more.
-  void arm();
-  /// Wakes whoever watches the file.
-  void touch();
+  /// Says that the caller, a watcher, is about to wait; afterwards it looks at count() once more.
+  void armWatcher();
+  /// The same of a sleeper: what it sleeps on. The memory is the counter's.
+  SharedFutex::Awaited armSleeper();
 
+  /// Wakes every watcher, or the sleepers that one of the bits is meant for, whatever they wait
+  /// for.
+  void wakeWatchers();
+  void wakeSleepers(std::uint32_t bits = SharedFutex::kEverybody);
+  /// The bit that every sleeper hears; the others are free for a process's own use.
+  static constexpr std::uint32_t kPostBit = 1;
+
+  /// Turns later posts away and wakes everybody, to look for the successor.
   void retire();
   bool retired() const;
   /// Says that the contents are nonsense, so that nobody uses them any more.
