@@ -194,12 +194,18 @@ void CFNotificationCenter::State::unwatch(Listening& listening) {
 }
 
 void CFNotificationCenter::State::callEach(Listening& listening, std::uint64_t upTo) {
-  const auto observers = listening.observers;  // callbacks may add and remove
-  for (const auto& observer : observers) {
+  const auto callOne = [&](const std::shared_ptr<Observer>& observer) {
     while (!observer->removed && observer->seen < upTo) {
       ++observer->seen;  // before the call, which may deliver the rest itself
       observer->callback(*center, observer->observer, listening.name, nullptr, nullptr);
     }
+  };
+  // Callbacks may add and remove observers.
+  if (listening.observers.size() == 1) {
+    callOne(std::shared_ptr(listening.observers.front()));
+  } else {
+    const auto observers = listening.observers;
+    for (const auto& observer : observers) callOne(observer);
   }
 }
 
@@ -382,12 +388,17 @@ void CFNotificationCenter::deliverPending(const std::string& name) {
 }
 
 void CFNotificationCenter::deliverAllPending() {
-  std::vector<std::shared_ptr<Listening>> unsettled;  // observers come and go while they are called
-  for (const auto& [name, listening] : state_->listenings) {
-    if (!listening->settled()) unsettled.push_back(listening);
-  }
-  for (const auto& listening : unsettled) {
-    if (!listening->observers.empty()) state_->deliver(*listening, false);
+  // Callbacks may end listenings and begin others. Each name is looked at once, so that a callback
+  // that posts does not keep the loop here.
+  auto& listenings = state_->listenings;
+  for (auto next = listenings.begin(); next != listenings.end();) {
+    if (next->second->settled()) {
+      ++next;
+      continue;
+    }
+    const auto listening = next->second;
+    state_->deliver(*listening, false);
+    next = listenings.upper_bound(listening->name);
   }
 }
 

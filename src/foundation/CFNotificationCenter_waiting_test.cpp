@@ -70,7 +70,7 @@ TEST_F(CFNotificationCenterWaitingTest, EveryKindOfListenerHearsEveryPost) {
 /// next one wakes for both.
 TEST_F(CFNotificationCenterWaitingTest, APostIsAtMostOneLateWhenItsPosterIsKilled) {
   constexpr std::size_t kPosts = 8;  // where the file holds them
-  constexpr std::size_t kBell = 192;
+  constexpr std::size_t kBell = 80;
   const Echoes echoes("killed midway");
   const auto counter = NotifyCounter::open(CFNotificationCenter::folder(), "killed midway").value();
   const FileDescriptor file(open(counter->path().c_str(), O_RDWR | O_CLOEXEC));

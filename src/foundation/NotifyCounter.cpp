@@ -25,17 +25,17 @@ constexpr int kMostAttempts = 1000;
 
 }  // namespace
 
-/// What the file holds; the name follows. What posters change, what listeners change and what both
-/// read only lie 64 bytes apart, one cache line each.
+/// What the file holds; the name follows. What only posters change and what listeners change when
+/// they begin to wait lie 64 bytes apart, a cache line each.
 struct NotifyCounter::Layout {
   std::atomic<std::uint64_t> mark;
   std::atomic<std::uint64_t> posts;
   std::atomic<std::uint64_t> nameLength;
-  alignas(64) std::atomic<std::uint32_t> watchersArmed;
-  std::atomic<std::uint32_t> sleepersArmed;
-  alignas(64) std::atomic<std::uint32_t> watchersServed;
+  alignas(64) std::atomic<std::uint32_t> sleepersArmed;
   std::atomic<std::uint32_t> sleepersServed;
-  alignas(64) SharedFutex::Word bell;  // changes whenever sleepers are woken
+  std::atomic<std::uint32_t> watchersArmed;
+  std::atomic<std::uint32_t> watchersServed;
+  SharedFutex::Word bell;  // changes whenever sleepers are woken
 };
 
 namespace {

@@ -1,7 +1,9 @@
 #include "foundation/StagedFile.h"
 
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,6 +45,21 @@ std::string realFolder(const std::string& folder, std::error_code& problem) {
   return fs::weakly_canonical(folder, problem).string();
 }
 
+/// Whether an absolute path is its own real path, asked in one step; false also when the system
+/// does not say or nothing is there yet.
+bool leadsThroughNoLink(const std::string& path) {
+  if (!path.starts_with('/')) return false;
+  for (const char* const detour : {"//", "/./", "/../"}) {
+    if ((path + '/').find(detour) != std::string::npos) return false;
+  }
+  open_how how{};
+  how.flags = O_PATH | O_CLOEXEC;
+  how.resolve = RESOLVE_NO_SYMLINKS;
+  const FileDescriptor found(
+      static_cast<int>(syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how)));
+  return static_cast<bool>(found);
+}
+
 std::string stagingPath(const std::string& target, const std::string& tag) {
   std::string name = nameOf(target);
   if (name.size() > kLongestReadableName) {
@@ -67,6 +84,7 @@ std::string deepestFolderOf(std::string path) {
 }  // namespace
 
 Result<std::string> pathWithLinksFollowed(const std::string& path) {
+  if (leadsThroughNoLink(path)) return path;
   std::error_code problem;
   std::string current = path.starts_with('/') ? path : fs::absolute(path, problem).string();
   for (int links = 0; !problem && links < kLongestLinkChain; ++links) {
@@ -108,10 +126,12 @@ void StagedFile::discard() {
   unusable_ = exists();
 }
 
-Result<void> StagedFile::flushContents() const {
+/// False when nothing was written.
+Result<bool> StagedFile::flushContents() const {
   // O_NONBLOCK: whatever else than a file stands there must not hold up the opening.
   const FileDescriptor file(
       open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
+  if (!file && errno == ENOENT) return false;
   struct stat staged {};
   if (!file || fstat(file.get(), &staged) != 0) {
     return NSError::fromErrno(errno, "cannot open the new contents of " + target_);
@@ -132,7 +152,7 @@ Result<void> StagedFile::flushContents() const {
     return NSError::fromErrno(errno, "cannot set the mode of " + target_);
   }
   if (fsync(file.get()) != 0) return NSError::fromErrno(errno, "cannot flush " + target_);
-  return {};
+  return true;
 }
 
 Result<void> StagedFile::flushFolders() const {
@@ -146,8 +166,9 @@ Result<void> StagedFile::commit() {
   if (unusable_) {
     return NSError{NSError::Kind::Io, "failed contents of " + target_ + " could not be removed"};
   }
-  if (!exists()) return {};
-  if (auto flushed = flushContents(); !flushed) return flushed;
+  const auto flushed = flushContents();
+  if (!flushed) return flushed.error();
+  if (!flushed.value()) return {};
   if (auto moved = moveTo(target_); !moved) return moved;
   return flushFolders();
 }

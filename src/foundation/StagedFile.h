@@ -42,7 +42,7 @@ class StagedFile {
   Result<void> moveTo(const std::string& path);
 
  private:
-  Result<void> flushContents() const;
+  Result<bool> flushContents() const;
   Result<void> flushFolders() const;
 
   std::string target_;
