@@ -1,6 +1,7 @@
 #include "foundation/CFNotificationCenter.h"
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
@@ -28,7 +29,12 @@ namespace fs = std::filesystem;
 using testing::center;
 using testing::Listener;
 using testing::Peer;
-using CFNotificationCenterTest = testing::NotificationTest;
+
+class CFNotificationCenterTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { testing::makeCounterFolder(); }
+  static void TearDownTestSuite() { testing::removeCounterFolder(); }
+};
 using CFNotificationCenterDeathTest = CFNotificationCenterTest;
 
 using Peers = std::vector<std::unique_ptr<Peer>>;

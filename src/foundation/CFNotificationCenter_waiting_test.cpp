@@ -1,8 +1,8 @@
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 
-#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -19,7 +19,12 @@ namespace {
 using testing::center;
 using testing::Listener;
 using testing::Peer;
-using CFNotificationCenterWaitingTest = testing::NotificationTest;
+
+class CFNotificationCenterWaitingTest : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { testing::makeCounterFolder(); }
+  static void TearDownTestSuite() { testing::removeCounterFolder(); }
+};
 
 #ifdef SYS_epoll_wait
 const std::vector<long> kDescriptorCalls = {SYS_epoll_wait, SYS_epoll_pwait};

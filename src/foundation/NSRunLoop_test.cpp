@@ -26,8 +26,10 @@ constexpr milliseconds kLimit{10'000};
 NSRunLoop& loop() { return NSRunLoop::mainRunLoop(); }
 
 /// The loop waits in other ways as soon as the program listens to posts: to so many names.
-class NSRunLoopTest : public testing::NotificationTest, public ::testing::WithParamInterface<int> {
+class NSRunLoopTest : public ::testing::TestWithParam<int> {
  protected:
+  static void SetUpTestSuite() { testing::makeCounterFolder(); }
+  static void TearDownTestSuite() { testing::removeCounterFolder(); }
   NSRunLoopTest() {
     for (int i = 0; i < GetParam(); ++i) {
       listeners_.push_back(std::make_unique<testing::Listener>("loop " + std::to_string(i)));

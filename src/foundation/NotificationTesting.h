@@ -1,7 +1,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -28,16 +27,13 @@ constexpr std::chrono::milliseconds kLimit{10'000};
 
 inline CFNotificationCenter& center() { return CFNotificationCenterGetDarwinNotifyCenter(); }
 
-/// Tests with counters of their own, gone afterwards.
-class NotificationTest : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    std::string pattern = "/dev/shm/notification-test-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    CFNotificationCenter::setFolder(pattern);
-  }
-  static void TearDownTestSuite() { std::filesystem::remove_all(CFNotificationCenter::folder()); }
-};
+/// Counters of a test program's own, gone afterwards.
+inline void makeCounterFolder() {
+  std::string pattern = "/dev/shm/notification-test-XXXXXX";
+  if (!mkdtemp(pattern.data())) std::abort();
+  CFNotificationCenter::setFolder(pattern);
+}
+inline void removeCounterFolder() { std::filesystem::remove_all(CFNotificationCenter::folder()); }
 
 /// Counts what it hears under one name, and may do something each time.
 class Listener {
@@ -61,7 +57,7 @@ class Listener {
   static void heard(CFNotificationCenter&, void* observer, const std::string& name, const void*,
                     const void*) {
     auto& listener = *static_cast<Listener*>(observer);
-    EXPECT_EQ(name, listener.name_);
+    if (name != listener.name_) std::abort();
     ++listener.count_;
     if (listener.then_) listener.then_();
   }
@@ -90,7 +86,7 @@ class Peer {
     close(output[1]);
     input_ = FileDescriptor(input[1]);
     output_ = FileDescriptor(output[0]);
-    EXPECT_EQ(readLine(), "ready");
+    if (readLine() != "ready") std::abort();
   }
   ~Peer() { kill(); }
   Peer(const Peer&) = delete;
@@ -112,7 +108,7 @@ class Peer {
 
   void write(std::uint64_t number) {
     const std::string line = std::to_string(number) + "\n";
-    EXPECT_EQ(::write(input_.get(), line.data(), line.size()), std::ssize(line));
+    if (::write(input_.get(), line.data(), line.size()) != std::ssize(line)) std::abort();
   }
   std::string readLine() {
     std::string line;
