@@ -42,7 +42,8 @@ json JSONFromPlist(const PropertyList& plist) {
   switch (plist.type()) {
     case PropertyList::Type::Dictionary: {
       json object = json::object();
-      for (const auto& [key, value] : *plist.dictionary()) object[key] = JSONFromPlist(value);
+      for (const auto& [key, value] : *plist.dictionary())
+        object[std::string(key)] = JSONFromPlist(value);
       return object;
     }
     case PropertyList::Type::Array: {

@@ -84,8 +84,10 @@ class Checker {
     const std::string entriesPlace = std::string("/") + entriesKey;
     const std::string orderPlace = std::string("/") + orderKey;
     if (require(entries, PropertyList::Type::Dictionary, entriesPlace))
-      for (const auto& [identifier, entry] : *entries->dictionary())
+      for (const auto& [key, entry] : *entries->dictionary()) {
+        const std::string identifier(key);
         checkEntry(identifier, entry, entriesPlace + "/" + identifier);
+      }
     if (!require(order, PropertyList::Type::Array, orderPlace)) return;
     for (std::size_t i = 0; i < order->array()->size(); ++i) {
       const auto& identifier = order->array()->at(i);

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <thread>
 
 namespace tasklane {
 namespace {
@@ -256,6 +257,69 @@ TEST(PropertyListXML, RefusesWhatIsNoPropertyList) {
                                 "<array>&amp;</array>"};
   for (const char* const body : bodies)
     EXPECT_FALSE(Serialization::propertyListWithData(document(body)).ok()) << body;
+}
+
+// Texts are copied a block at a time, into memory that many of them share.
+TEST(PropertyListXML, CarriesTextsOfEveryLengthWithEveryCharacterAtEveryPlace) {
+  const std::pair<std::string, std::string> characters[] = {
+      {"", ""},         {"&", "&amp;"},
+      {"<", "&lt;"},    {">", "&gt;"},
+      {"\r", "&#13;"},  {"\t", "\t"},
+      {"é", "é"},       {"東", "東"},
+      {"🙂", "🙂"}, {"é東🙂&é", "é東🙂&amp;é"}};
+  const std::string letters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  for (const auto& [character, escaped] : characters)
+    for (std::size_t before = 0; before < 36; ++before)
+      for (std::size_t after = 0; after < 20; ++after) {
+        const std::string start = letters.substr(0, before), end = letters.substr(20, after);
+        const PropertyList value = start + character + end;
+        const std::string text = start + escaped + end;
+        ASSERT_EQ(written(value), document("<string>" + text + "</string>\n"));
+        ASSERT_EQ(parsed(document("<string>" + text + "</string>\n")), value);
+        const PropertyList entry = PropertyListDictionary{{start + character + end, true}};
+        ASSERT_EQ(parsed(written(entry)), entry);
+      }
+}
+
+TEST(PropertyListXML, CarriesLongTextsBesideShortOnes) {
+  PropertyList::Array texts;
+  for (std::size_t length = 1; length < 200'000; length = length * 5 / 3 + 1)
+    for (const char* const part : {"x", "&", "é"}) {
+      std::string text;
+      while (text.size() < length) text += part;
+      texts.push_back(PropertyListDictionary{{text, text}, {"short", "y"}});
+    }
+  EXPECT_EQ(parsed(written(texts)), PropertyList(texts));
+}
+
+TEST(PropertyListXML, KeepsWhatIsTakenOutOfADocument) {
+  const std::string longKey(40, 'k'), longText(40, 't');
+  PropertyList dictionary, array, string, data;
+  {
+    const PropertyList whole = parsed(written(PropertyListDictionary{
+        {"array", PropertyList::Array{longText, bytes("z")}}, {longKey, longText}}));
+    EXPECT_EQ(*whole.valueForKey(longKey)->string(), longText);
+    dictionary = *whole.dictionary();
+    array = *whole.valueForKey("array");
+    string = *whole.valueForKey(longKey);
+    data = array.array()->at(1);
+  }
+  auto changed = *dictionary.dictionary();
+  changed.set("new", array);
+  changed.erase("array");
+  EXPECT_EQ(changed, (PropertyListDictionary{{longKey, longText}, {"new", array}}));
+  EXPECT_EQ(*dictionary.valueForKey("array"), array) << "the one it was copied from";
+  dictionary = changed = {};
+  EXPECT_EQ(array, PropertyList(PropertyList::Array{longText, bytes("z")}));
+  array = {};
+  EXPECT_EQ(data, bytes("z"));
+
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i)
+    threads.emplace_back([copy = string, &longText] { EXPECT_EQ(*copy.string(), longText); });
+  const std::string* const known = string.string();
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(string.string(), known);
 }
 
 TEST(PropertyListXML, RefusesEveryTruncation) {

@@ -1,173 +1,109 @@
 #include "foundation/PropertyList.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <limits>
 #include <memory>
 
-#include "foundation/PropertyListTextStore.h"
+#include "foundation/PropertyListContents.h"
 
 namespace tasklane {
 
-struct PropertyList::Counted {
-  mutable std::atomic<std::uint32_t> owners{1};
-};
-
-template <class T>
-struct PropertyList::Holder : Counted {
-  explicit Holder(T contents) : value(std::move(contents)) {}
-  T value;
-};
-
-/// Allocations for the strings of one document, kept while any of them lives.
-struct PropertyList::TextChunks {
-  std::vector<std::unique_ptr<char[]>> chunks;
-  std::atomic<std::size_t> users{1};  // its strings, and the store while it makes more
-
-  void leave() {
-    if (users.fetch_sub(1, std::memory_order_acq_rel) == 1)
-      const std::unique_ptr<TextChunks> last(this);
-  }
-};
-
-/// A string in such an allocation; its bytes follow it.
-struct PropertyList::StoredText : Counted {
-  TextChunks* chunks;
-  std::size_t size;
-  mutable std::atomic<const std::string*> made{nullptr};
-
-  StoredText(TextChunks* home, std::size_t length) : chunks(home), size(length) {}
-  ~StoredText() { const std::unique_ptr<const std::string> last(made.load()); }
-
-  std::string_view bytes() const { return {reinterpret_cast<const char*>(this + 1), size}; }
-
-  const std::string* string() const {
-    if (const std::string* const known = made.load(std::memory_order_acquire)) return known;
-    auto fresh = std::make_unique<const std::string>(bytes());
-    const std::string* other = nullptr;
-    if (made.compare_exchange_strong(other, fresh.get(), std::memory_order_acq_rel))
-      return fresh.release();
-    return other;  // another thread was faster
-  }
-};
-
-PropertyList::PropertyList() {}
-
-PropertyList::PropertyList(Dictionary dictionary) : type_(Type::Dictionary) {
-  if (!dictionary.empty())
-    counted_ = std::make_unique<Holder<Dictionary>>(std::move(dictionary)).release();
+PropertyList::PropertyList(Dictionary dictionary) : kind_{Type::Dictionary} {
+  if (dictionary.empty()) return;
+  kind_.owner = true;
+  contents_ = std::make_unique<Holder<Dictionary>>(std::move(dictionary)).release();
 }
 
-PropertyList::PropertyList(Array array) : type_(Type::Array) {
-  counted_ = std::make_unique<Holder<Array>>(std::move(array)).release();
+PropertyList::PropertyList(Array array) : kind_{Type::Array, false, false, true} {
+  contents_ = std::make_unique<Holder<Array>>(std::move(array)).release();
 }
 
-PropertyList::PropertyList(std::string string) : type_(Type::String) {
-  counted_ = std::make_unique<Holder<std::string>>(std::move(string)).release();
+PropertyList::PropertyList(std::string string) : kind_{Type::String, false, false, true} {
+  contents_ = std::make_unique<Holder<std::string>>(std::move(string)).release();
 }
 
-PropertyList::PropertyList(Data data) : type_(Type::Data) {
-  counted_ = std::make_unique<Holder<Data>>(std::move(data)).release();
+PropertyList::PropertyList(Data data) : kind_{Type::Data, false, false, true} {
+  contents_ = std::make_unique<Holder<Data>>(std::move(data)).release();
 }
 
-PropertyList::PropertyList(double real) : type_(Type::Real) { real_ = real; }
+PropertyList::PropertyList(double real) : kind_{Type::Real} { real_ = real; }
 
-PropertyList::PropertyList(NSDate date) : type_(Type::Date) { date_ = date; }
+PropertyList::PropertyList(NSDate date) : kind_{Type::Date} { date_ = date; }
 
-PropertyList::PropertyList(BooleanTag, bool boolean) : type_(Type::Boolean) { boolean_ = boolean; }
+PropertyList::PropertyList(BooleanTag, bool boolean) : kind_{Type::Boolean} { boolean_ = boolean; }
 
 PropertyList::PropertyList(IntegerTag, std::uint64_t bits, bool negative)
-    : type_(Type::Integer), negative_(negative), bits_(bits) {}
+    : kind_{Type::Integer, negative}, bits_(bits) {}
 
-PropertyList::PropertyList(const PropertyList& other) noexcept
-    : type_(other.type_), negative_(other.negative_), stored_(other.stored_), bits_(other.bits_) {
-  if (type_ >= Type::Dictionary && counted_)
-    counted_->owners.fetch_add(1, std::memory_order_relaxed);
-}
-
-PropertyList& PropertyList::operator=(const PropertyList& other) noexcept {
-  return *this = PropertyList(other);
-}
-
-PropertyList& PropertyList::operator=(PropertyList&& other) noexcept {
-  std::swap(type_, other.type_);
-  std::swap(negative_, other.negative_);
-  std::swap(stored_, other.stored_);
-  std::swap(bits_, other.bits_);
-  return *this;
+void PropertyList::own() {
+  auto& owners = kind_.stored ? contents_->document->owners : contents_->owners;
+  owners.fetch_add(1, std::memory_order_relaxed);
+  kind_.owner = true;
 }
 
 void PropertyList::release() {
-  if (!counted_ || counted_->owners.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  auto& owners = kind_.stored ? contents_->document->owners : contents_->owners;
+  if (owners.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
   // The last owner takes the allocation back, as what it was made as.
-  switch (type_) {
-    case Type::Dictionary:
-      std::unique_ptr<const Holder<Dictionary>>(static_cast<const Holder<Dictionary>*>(counted_));
-      break;
-    case Type::Array:
-      std::unique_ptr<const Holder<Array>>(static_cast<const Holder<Array>*>(counted_));
-      break;
-    case Type::String:
-      if (stored_) {
-        const auto* const text = static_cast<const StoredText*>(counted_);
-        TextChunks* const chunks = text->chunks;
-        std::destroy_at(text);
-        chunks->leave();
-      } else {
-        std::unique_ptr<const Holder<std::string>>(
-            static_cast<const Holder<std::string>*>(counted_));
-      }
-      break;
-    default:
-      std::unique_ptr<const Holder<Data>>(static_cast<const Holder<Data>*>(counted_));
+  if (kind_.stored) {
+    std::unique_ptr<const Document>(contents_->document);
+  } else if (kind_.type == Type::Dictionary) {
+    std::unique_ptr<const Holder<Dictionary>>(static_cast<const Holder<Dictionary>*>(contents_));
+  } else if (kind_.type == Type::Array) {
+    std::unique_ptr<const Holder<Array>>(static_cast<const Holder<Array>*>(contents_));
+  } else if (kind_.type == Type::String) {
+    std::unique_ptr<const Holder<std::string>>(static_cast<const Holder<std::string>*>(contents_));
+  } else {
+    std::unique_ptr<const Holder<Data>>(static_cast<const Holder<Data>*>(contents_));
   }
 }
 
 template <class T>
 const T* PropertyList::held(Type type) const {
-  return type_ == type ? &static_cast<const Holder<T>*>(counted_)->value : nullptr;
+  return kind_.type == type ? &static_cast<const Holder<T>*>(contents_)->value : nullptr;
 }
 
 const PropertyList::Dictionary* PropertyList::dictionary() const {
   static const Dictionary empty;
-  if (type_ == Type::Dictionary && !counted_) return &empty;
+  if (kind_.type == Type::Dictionary && !contents_) return &empty;
   return held<Dictionary>(Type::Dictionary);
 }
 
 const PropertyList::Array* PropertyList::array() const { return held<Array>(Type::Array); }
 const std::string* PropertyList::string() const {
-  if (stored_ && type_ == Type::String) return static_cast<const StoredText*>(counted_)->string();
+  if (kind_.stored && kind_.type == Type::String)
+    return static_cast<const StoredText*>(contents_)->string();
   return held<std::string>(Type::String);
 }
 
 std::string_view PropertyList::stringView() const {
-  if (type_ != Type::String) return {};
-  if (stored_) return static_cast<const StoredText*>(counted_)->bytes();
-  return *held<std::string>(Type::String);
+  return kind_.type == Type::String ? text() : std::string_view();
 }
 
 const PropertyList::Data* PropertyList::data() const { return held<Data>(Type::Data); }
-const NSDate* PropertyList::date() const { return type_ == Type::Date ? &date_ : nullptr; }
-const bool* PropertyList::boolean() const { return type_ == Type::Boolean ? &boolean_ : nullptr; }
-const double* PropertyList::real() const { return type_ == Type::Real ? &real_ : nullptr; }
+const NSDate* PropertyList::date() const { return kind_.type == Type::Date ? &date_ : nullptr; }
+const bool* PropertyList::boolean() const {
+  return kind_.type == Type::Boolean ? &boolean_ : nullptr;
+}
+const double* PropertyList::real() const { return kind_.type == Type::Real ? &real_ : nullptr; }
 
 std::optional<std::int64_t> PropertyList::int64() const {
   constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
-  if (type_ != Type::Integer || (!negative_ && bits_ > largest)) return std::nullopt;
+  if (kind_.type != Type::Integer || (!kind_.negative && bits_ > largest)) return std::nullopt;
   return static_cast<std::int64_t>(bits_);
 }
 
 std::optional<std::uint64_t> PropertyList::uint64() const {
-  if (type_ != Type::Integer || negative_) return std::nullopt;
+  if (kind_.type != Type::Integer || kind_.negative) return std::nullopt;
   return bits_;
 }
 
 double PropertyList::doubleValue() const {
-  switch (type_) {
+  switch (kind_.type) {
     case Type::Integer:
-      return negative_ ? static_cast<double>(static_cast<std::int64_t>(bits_))
-                       : static_cast<double>(bits_);
+      return kind_.negative ? static_cast<double>(static_cast<std::int64_t>(bits_))
+                            : static_cast<double>(bits_);
     case Type::Real:
       return real_;
     case Type::Boolean:
@@ -178,7 +114,7 @@ double PropertyList::doubleValue() const {
 }
 
 std::int64_t PropertyList::integerValue() const {
-  if (type_ == Type::Integer) return static_cast<std::int64_t>(bits_);
+  if (kind_.type == Type::Integer) return static_cast<std::int64_t>(bits_);
   const double value = doubleValue();
   if (std::isnan(value)) return 0;
   if (value >= 0x1p63) return std::numeric_limits<std::int64_t>::max();
@@ -187,7 +123,7 @@ std::int64_t PropertyList::integerValue() const {
 }
 
 bool PropertyList::boolValue() const {
-  return type_ == Type::Integer ? bits_ != 0 : doubleValue() != 0;
+  return kind_.type == Type::Integer ? bits_ != 0 : doubleValue() != 0;
 }
 
 const PropertyList* PropertyList::valueForKey(std::string_view key) const {
@@ -196,10 +132,10 @@ const PropertyList* PropertyList::valueForKey(std::string_view key) const {
 }
 
 bool PropertyList::operator==(const PropertyList& other) const {
-  if (type_ != other.type_) return false;
-  switch (type_) {
+  if (kind_.type != other.kind_.type) return false;
+  switch (kind_.type) {
     case Type::Integer:
-      return bits_ == other.bits_ && negative_ == other.negative_;
+      return bits_ == other.bits_ && kind_.negative == other.kind_.negative;
     case Type::Real:
       return real_ == other.real_ || (std::isnan(real_) && std::isnan(other.real_));
     case Type::Boolean:
@@ -207,96 +143,126 @@ bool PropertyList::operator==(const PropertyList& other) const {
     case Type::Date:
       return date_ == other.date_;
     case Type::Dictionary:
-      return counted_ == other.counted_ || *dictionary() == *other.dictionary();
+      return contents_ == other.contents_ || *dictionary() == *other.dictionary();
     case Type::Array:
-      return counted_ == other.counted_ || *array() == *other.array();
+      return contents_ == other.contents_ || *array() == *other.array();
     case Type::String:
-      return counted_ == other.counted_ || stringView() == other.stringView();
+      return contents_ == other.contents_ || stringView() == other.stringView();
     case Type::Data:
-      return counted_ == other.counted_ || *data() == *other.data();
+      return contents_ == other.contents_ || *data() == *other.data();
   }
   return false;
 }
 
-namespace plist {
-
-TextStore::TextStore(std::size_t documentSize)
-    : chunks_(std::make_unique<PropertyList::TextChunks>().release()),
-      chunkSize_(std::clamp<std::size_t>(documentSize, 256, 1 << 16)) {}
-
-TextStore::~TextStore() { chunks_->leave(); }
-
-PropertyList TextStore::string(std::string_view text) {
-  using Stored = PropertyList::StoredText;
-  const std::size_t size =
-      (sizeof(Stored) + text.size() + alignof(Stored) - 1) & ~(alignof(Stored) - 1);
-  if (size > left_) {
-    left_ = std::max(size, chunkSize_);
-    chunks_->chunks.push_back(std::make_unique_for_overwrite<char[]>(left_));
-    free_ = chunks_->chunks.back().get();
+const std::string* PropertyList::StoredText::string() const {
+  if (const Document::MadeString* const known = made.load(std::memory_order_acquire))
+    return &known->text;
+  auto fresh = std::make_unique<Document::MadeString>(std::string(bytes()));
+  const Document::MadeString* other = nullptr;
+  if (!made.compare_exchange_strong(other, fresh.get(), std::memory_order_acq_rel))
+    return &other->text;  // another thread was faster
+  Document::MadeString* const kept = fresh.release();
+  kept->next = document->madeStrings.load(std::memory_order_relaxed);
+  while (
+      !document->madeStrings.compare_exchange_weak(kept->next, kept, std::memory_order_release)) {
   }
-  const auto* const stored =
-      std::construct_at(reinterpret_cast<Stored*>(free_), chunks_, text.size());
-  std::copy(text.begin(), text.end(), free_ + sizeof(Stored));
-  chunks_->users.fetch_add(1, std::memory_order_relaxed);
-  free_ += size;
-  left_ -= size;
-
-  PropertyList value;
-  value.type_ = PropertyList::Type::String;
-  value.stored_ = true;
-  value.counted_ = stored;
-  return value;
+  return &kept->text;
 }
 
-}  // namespace plist
-
-namespace {
-
-bool keyIsLess(const PropertyListDictionary::Entry& entry, std::string_view key) {
-  return entry.first < key;
+PropertyList::Document::~Document() {
+  std::unique_ptr<MadeString> made(madeStrings.load(std::memory_order_acquire));
+  while (made) made.reset(std::exchange(made->next, nullptr));
+  for (const Holder<Array>* const array : arrays) std::destroy_at(array);
+  for (const Holder<Data>* const data : datas) std::destroy_at(data);
 }
 
-}  // namespace
+PropertyListKey::PropertyListKey(std::string_view text) {
+  if (text.size() > sizeof short_.bytes) {
+    std::construct_at(&long_, text);
+    return;
+  }
+  short_ = {static_cast<std::uint8_t>(mark | text.size()), {}};
+  for (std::size_t i = 0; i < text.size(); ++i) short_.bytes[i] = text[i];
+}
 
 PropertyListDictionary::PropertyListDictionary(std::initializer_list<Entry> entries)
     : PropertyListDictionary(std::vector<Entry>(entries)) {}
 
 PropertyListDictionary::PropertyListDictionary(std::vector<Entry> entries)
-    : entries_(std::move(entries)) {
-  const auto notBefore = [](const Entry& a, const Entry& b) { return a.first >= b.first; };
-  if (std::adjacent_find(entries_.begin(), entries_.end(), notBefore) == entries_.end()) return;
+    : own_(std::move(entries)) {
+  own_.erase(own_.begin() + static_cast<std::ptrdiff_t>(sortByKey(own_)), own_.end());
+  entries_ = own_;
+}
 
-  const auto isBefore = [](const Entry& a, const Entry& b) { return a.first < b.first; };
-  if (entries_.size() < 16) {  // without the allocation that the library's sorting makes
-    for (auto next = entries_.begin() + 1; next != entries_.end(); ++next)
-      std::rotate(std::upper_bound(entries_.begin(), next, *next, isBefore), next, next + 1);
+PropertyListDictionary::PropertyListDictionary(const PropertyListDictionary& other)
+    : own_(other.begin(), other.end()), entries_(own_) {}
+
+PropertyListDictionary::PropertyListDictionary(PropertyListDictionary&& other) noexcept
+    : own_(std::move(other.own_)), entries_(std::exchange(other.entries_, {})) {}
+
+PropertyListDictionary& PropertyListDictionary::operator=(PropertyListDictionary other) noexcept {
+  own_.swap(other.own_);
+  std::swap(entries_, other.entries_);
+  return *this;
+}
+
+bool PropertyListDictionary::isBefore(const Entry& entry, std::string_view key) {
+  const std::string_view own = entry.first;
+  // The first byte tells most of the time.
+  if (own.empty() || key.empty() || own.front() == key.front()) return own < key;
+  return static_cast<unsigned char>(own.front()) < static_cast<unsigned char>(key.front());
+}
+
+std::size_t PropertyListDictionary::sortByKey(std::span<Entry> entries) {
+  const auto before = [](const Entry& a, const Entry& b) { return isBefore(a, b.first); };
+  const auto notBefore = [&](const Entry& a, const Entry& b) { return !before(a, b); };
+  if (std::adjacent_find(entries.begin(), entries.end(), notBefore) == entries.end())
+    return entries.size();
+
+  if (entries.size() < 16) {  // without the allocation that the library's sorting makes
+    for (auto next = entries.begin() + 1; next != entries.end(); ++next)
+      std::rotate(std::upper_bound(entries.begin(), next, *next, before), next, next + 1);
   } else {
-    std::stable_sort(entries_.begin(), entries_.end(), isBefore);
+    std::stable_sort(entries.begin(), entries.end(), before);
   }
-  // Of a run of equal keys the last one is kept: erasing from the back meets it first.
-  const auto sameKey = [](const Entry& a, const Entry& b) { return a.first == b.first; };
-  const auto kept = std::unique(entries_.rbegin(), entries_.rend(), sameKey);
-  entries_.erase(entries_.begin(), kept.base());
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < entries.size(); ++i) {
+    if (i + 1 < entries.size() && entries[i].first == entries[i + 1].first) continue;
+    if (kept != i) entries[kept] = std::move(entries[i]);
+    ++kept;
+  }
+  return kept;
+}
+
+std::size_t PropertyListDictionary::placeOf(std::string_view key) const {
+  return static_cast<std::size_t>(
+      std::lower_bound(entries_.begin(), entries_.end(), key, isBefore) - entries_.begin());
 }
 
 const PropertyList* PropertyListDictionary::find(std::string_view key) const {
-  const auto place = std::lower_bound(entries_.begin(), entries_.end(), key, keyIsLess);
-  return place != entries_.end() && place->first == key ? &place->second : nullptr;
+  const std::size_t place = placeOf(key);
+  const bool found = place < size() && std::string_view(entries_[place].first) == key;
+  return found ? &entries_[place].second : nullptr;
 }
 
-void PropertyListDictionary::set(std::string key, PropertyList value) {
-  const auto place =
-      std::lower_bound(entries_.begin(), entries_.end(), std::string_view(key), keyIsLess);
-  if (place != entries_.end() && place->first == key)
-    place->second = std::move(value);
+void PropertyListDictionary::set(PropertyListKey key, PropertyList value) {
+  const std::size_t place = placeOf(key);
+  if (place < size() && entries_[place].first == key)
+    own_[place].second = std::move(value);
   else
-    entries_.emplace(place, std::move(key), std::move(value));
+    own_.emplace(own_.begin() + static_cast<std::ptrdiff_t>(place), std::move(key),
+                 std::move(value));
+  entries_ = own_;
 }
 
 void PropertyListDictionary::erase(std::string_view key) {
-  const auto place = std::lower_bound(entries_.begin(), entries_.end(), key, keyIsLess);
-  if (place != entries_.end() && place->first == key) entries_.erase(place);
+  if (!contains(key)) return;
+  own_.erase(own_.begin() + static_cast<std::ptrdiff_t>(placeOf(key)));
+  entries_ = own_;
+}
+
+bool PropertyListDictionary::operator==(const PropertyListDictionary& other) const {
+  return std::equal(begin(), end(), other.begin(), other.end());
 }
 
 }  // namespace tasklane

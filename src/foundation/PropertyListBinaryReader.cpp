@@ -199,10 +199,11 @@ class Reader {
       const std::size_t keyAt = at + i * referenceSize_, valueAt = keyAt + count * referenceSize_;
       const Object* const key = readMember(object, keyAt, depth);
       if (!key) return false;
-      if (!key->value.string()) return fail(keyAt, "a key that is no string");
+      if (key->value.type() != PropertyList::Type::String)
+        return fail(keyAt, "a key that is no string");
       const Object* const value = readMember(object, valueAt, depth);
       if (!value) return false;
-      entries.emplace_back(*key->value.string(), value->value);
+      entries.emplace_back(key->value.stringView(), value->value);
     }
     object.value = PropertyList(PropertyListDictionary(std::move(entries)));
     return true;

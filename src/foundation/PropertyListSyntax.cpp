@@ -6,77 +6,44 @@
 #include <charconv>
 #include <cmath>
 
-#ifdef __SSE2__
-#include <emmintrin.h>
-#endif
-
+#include "foundation/PropertyListScan.h"
 #include "foundation/UTF8.h"
 
 namespace tasklane::plist {
 
 namespace {
 
-/// The ASCII characters that stand in an XML text as they are.
-constexpr auto plain = [] {
-  std::array<bool, 256> table{};
-  for (std::size_t c = 0x20; c < 0x80; ++c) table[c] = c != '&' && c != '<' && c != '>';
-  table['\t'] = table['\n'] = true;
-  return table;
-}();
-
-#ifdef __SSE2__
-/// One bit for each of 16 bytes that is not plain, the lowest for the first byte.
-unsigned specialAmong16(const char* bytes) {
-  const __m128i block = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
-  const auto is = [&](char c) { return _mm_cmpeq_epi8(block, _mm_set1_epi8(c)); };
-  // As signed bytes, what is not ASCII lies below the space, too.
-  const __m128i low =
-      _mm_andnot_si128(_mm_or_si128(is('\n'), is('\t')), _mm_cmplt_epi8(block, _mm_set1_epi8(' ')));
-  const __m128i markup = _mm_or_si128(is('&'), _mm_or_si128(is('<'), is('>')));
-  return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(low, markup)));
-}
-#endif
-
 /// The offset of the first byte that is not plain ASCII, or the text's end.
 std::size_t endOfASCII(std::string_view text, std::size_t at) {
 #ifdef __SSE2__
   if (at < text.size() && text.size() >= 16) {
     for (; at + 16 <= text.size(); at += 16)
-      if (const unsigned special = specialAmong16(text.data() + at))
+      if (const unsigned special = specialAmong16(load16(text.data() + at)))
         return at + static_cast<std::size_t>(std::countr_zero(special));
     // What is left over, together with some bytes before it.
     const std::size_t last = text.size() - 16;
-    const unsigned special = specialAmong16(text.data() + last) >> (at - last);
+    const unsigned special = specialAmong16(load16(text.data() + last)) >> (at - last);
     return special ? at + static_cast<std::size_t>(std::countr_zero(special)) : text.size();
   }
 #endif
-  while (at < text.size() && plain[static_cast<unsigned char>(text[at])]) ++at;
+  while (at < text.size() && isPlainASCII(text[at])) ++at;
   return at;
 }
 
-/// The length of the character at an offset when it is valid, not ASCII and XML can carry it, or 0.
-std::size_t wideLength(std::string_view text, std::size_t at) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[at + i]); };
-  const auto continues = [&](std::size_t i) { return (byte(i) & 0xC0) == 0x80; };
-  const unsigned lead = byte(0);
-  const std::size_t left = text.size() - at;
-  // The frequent cases first: two bytes, and three without those that need a closer look.
-  if (lead >= 0xC2 && lead <= 0xDF) return left >= 2 && continues(1) ? 2 : 0;
-  if (lead > 0xE0 && lead < 0xEF && lead != 0xED)
-    return left >= 3 && continues(1) && continues(2) ? 3 : 0;
-  if (lead < 0xE0) return 0;
-  const utf8::Character character = utf8::characterAt(text, at);
-  return character.valid && isXMLCharacter(character.codePoint) ? character.length : 0;
-}
-
 }  // namespace
+
+std::size_t wideLengthChecked(const char* at, const char* end) {
+  const utf8::Character character = utf8::characterAt({at, static_cast<std::size_t>(end - at)}, 0);
+  const bool wide = static_cast<unsigned char>(*at) >= 0x80;
+  return wide && character.valid && isXMLCharacter(character.codePoint) ? character.length : 0;
+}
 
 std::size_t plainRun(std::string_view text, std::size_t offset) {
   for (std::size_t at = offset;;) {
     at = endOfASCII(text, at);
     if (at == text.size() || static_cast<unsigned char>(text[at]) < 0x80) return at - offset;
     while (at < text.size() && static_cast<unsigned char>(text[at]) >= 0x80) {
-      const std::size_t length = wideLength(text, at);
+      const std::size_t length = wideLength(text.data() + at, text.data() + text.size());
       if (length == 0) return at - offset;
       at += length;
     }

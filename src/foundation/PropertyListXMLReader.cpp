@@ -1,12 +1,13 @@
 #include "foundation/PropertyListXMLReader.h"
 
-#include <charconv>
 #include <cstring>
-#include <iterator>
+#include <span>
+#include <vector>
 
+#include "foundation/PropertyListScan.h"
+#include "foundation/PropertyListStore.h"
 #include "foundation/PropertyListSyntax.h"
-#include "foundation/PropertyListTextStore.h"
-#include "foundation/UTF8.h"
+#include "foundation/PropertyListXMLSource.h"
 
 namespace tasklane::plist {
 
@@ -64,56 +65,36 @@ std::optional<PropertyList> scalar(Element element, std::string_view text) {
       return realFromText(text);
     case Element::Date:
       return dateFromText(text);
-    case Element::Data:
-      return dataFromBase64(text);
     default:
       if (!trimmed(text).empty()) return std::nullopt;
       return PropertyList(element == Element::True);
   }
 }
 
-/// The character of a reference, "amp" or "#x26", or none.
-std::optional<char32_t> characterOf(std::string_view reference) {
-  constexpr std::pair<std::string_view, char32_t> named[] = {
-      {"amp", U'&'}, {"lt", U'<'}, {"gt", U'>'}, {"quot", U'"'}, {"apos", U'\''}};
-  for (const auto& [name, c] : named)
-    if (reference == name) return c;
-  if (!reference.starts_with('#')) return std::nullopt;
-  reference.remove_prefix(1);
-  const int base = reference.starts_with('x') ? 16 : 10;
-  if (base == 16) reference.remove_prefix(1);
-  std::uint32_t c = 0;
-  const char* const end = reference.data() + reference.size();
-  const auto [stop, fault] = std::from_chars(reference.data(), end, c, base);
-  if (reference.empty() || fault != std::errc() || stop != end || !isXMLCharacter(c))
-    return std::nullopt;
-  return static_cast<char32_t>(c);
-}
-
 bool endsName(char c) { return c == '>' || c == '/' || c == '<' || isSpace(c); }
 
-class Reader {
+class Reader : public XMLSource {
  public:
-  explicit Reader(std::string_view document) : document_(document), store_(document.size()) {}
+  explicit Reader(std::string_view document) : XMLSource(document), store_(document.size()) {}
 
-  std::optional<PropertyList> read() {
-    Tag tag;
-    if (!skipProlog() || !readStartTag(tag)) return std::nullopt;
-    if (tag.name != "plist") return fail(tag.start, "the root element must be <plist>");
-    if (!skipBetween("text between elements")) return std::nullopt;
-    if (tag.empty || rest().starts_with("</")) return fail(tag.start, "<plist> holds no value");
-    auto plist = readValue(0);
-    if (!plist || !skipBetween("text between elements")) return std::nullopt;
-    if (at_ == document_.size()) return fail(at_, "the document is cut off");
-    if (!rest().starts_with("</")) return fail(at_, "<plist> holds more than one value");
-    if (!readEndTag(tag) || !skipBetween("text after the end of the property list"))
-      return std::nullopt;
-    if (at_ == document_.size()) return plist;
-    return fail(at_, rest().starts_with("<!") ? "a document type after the root element"
-                                              : "a second root element");
+  bool read(PropertyList& into) {
+    Tag tag, valueTag;
+    if (!skipProlog() || !readStartTag(tag)) return false;
+    if (tag.name != "plist") return refuse(tag.start, "the root element must be <plist>");
+    if (!skipBetween("text between elements")) return false;
+    if (tag.empty || follows("</")) return refuse(tag.start, "<plist> holds no value");
+    PropertyList root;
+    if (!readStartTag(valueTag) || !readElement(valueTag, 0, root)) return false;
+    if (!skipBetween("text between elements")) return false;
+    if (atEnd()) return refuse(at_, "the document is cut off");
+    if (!follows("</")) return refuse(at_, "<plist> holds more than one value");
+    if (!readEndTag(tag) || !skipBetween("text after the end of the property list")) return false;
+    if (!atEnd())
+      return refuse(
+          at_, follows("<!") ? "a document type after the root element" : "a second root element");
+    into = store_.finish(std::move(root));
+    return true;
   }
-
-  NSError error() const { return errorAt(document_, faultOffset_, fault_); }
 
  private:
   struct Tag {
@@ -123,325 +104,226 @@ class Reader {
     bool empty = false;     // "<name/>"
   };
 
-  std::string_view rest() const { return document_.substr(at_); }
-  bool startsName() const {
-    const char c = at_ + 1 < document_.size() ? document_[at_ + 1] : '\0';
-    return (c | 0x20) >= 'a' && (c | 0x20) <= 'z';
-  }
-
   // ---- values
 
-  std::optional<PropertyList> readValue(int depth) {
-    Tag tag;
-    if (!readStartTag(tag)) return std::nullopt;
-    return readElement(tag, depth);
-  }
-
-  std::optional<PropertyList> readElement(const Tag& tag, int depth) {
+  bool readElement(const Tag& tag, int depth, PropertyList& into) {
     switch (tag.element) {
+      case Element::String:
+        if (!tag.empty && readCommonString(into)) return true;
+        break;
       case Element::Dict:
-        return readDictionary(tag, depth);
+        return readDictionary(tag, depth, into);
       case Element::Array:
-        return readArray(tag, depth);
+        return readArray(tag, depth, into);
       case Element::Key:
-        return fail(tag.start, "a <key> outside of a dictionary");
+        return refuse(tag.start, "a <key> outside of a dictionary");
       case Element::Unknown:
-        return fail(tag.start, "unknown element <" + shown(tag.name) + ">");
+        return refuse(tag.start, "unknown element <" + shown(tag.name) + ">");
       default:
         break;
     }
     std::string_view text;
-    if (!readText(tag, text)) return std::nullopt;
-    if (tag.element == Element::String) return store_.string(text);
-    auto value = scalar(tag.element, text);
-    if (!value)
-      return fail(tag.start,
+    if (!readText(tag, text)) return false;
+    if (tag.element == Element::String) {
+      into = store_.string(text);
+      return true;
+    }
+    if (tag.element == Element::Data) {
+      if (auto bytes = dataFromBase64(text)) {
+        into = store_.data(std::move(*bytes));
+        return true;
+      }
+    } else if (auto value = scalar(tag.element, text)) {
+      into = std::move(*value);
+      return true;
+    }
+    return refuse(tag.start,
                   "<" + std::string(tag.name) + "> does not hold " + contentsOf(tag.element));
-    return value;
   }
 
-  std::optional<PropertyList> readDictionary(const Tag& tag, int depth) {
+  bool readDictionary(const Tag& tag, int depth, PropertyList& into) {
     const std::size_t first = entries_.size();
     while (!tag.empty) {
       Tag keyTag;
-      if (!nextMember(tag, depth, keyTag)) return std::nullopt;
+      if (!nextMember(tag, depth, keyTag)) return false;
       if (keyTag.name.empty()) break;
       if (keyTag.element != Element::Key)
-        return fail(keyTag.start, "a <key> is missing before this value");
+        return refuse(keyTag.start, "a <key> is missing before this value");
       std::string_view text;
-      if (!readText(keyTag, text)) return std::nullopt;
-      std::string key(text);
+      if (!readKeyText(keyTag, text)) return false;
+      PropertyListKey key = store_.key(text);
       Tag valueTag;
-      if (!nextMember(tag, depth, valueTag)) return std::nullopt;
+      if (!nextMember(tag, depth, valueTag)) return false;
       if (valueTag.name.empty() || valueTag.element == Element::Key)
-        return fail(keyTag.start, "the key \"" + shown(key) + "\" has no value");
-      auto value = readElement(valueTag, depth + 1);
-      if (!value) return std::nullopt;
-      entries_.emplace_back(std::move(key), std::move(*value));
+        return refuse(keyTag.start, "the key \"" + shown(key) + "\" has no value");
+      PropertyList value;
+      if (!readElement(valueTag, depth + 1, value)) return false;
+      entries_.emplace_back(std::move(key), std::move(value));
     }
-    return PropertyList(PropertyListDictionary(takeFrom(entries_, first)));
+    const auto entries = std::span(entries_).subspan(first);
+    into = store_.dictionary(entries);
+    entries_.erase(entries_.end() - static_cast<std::ptrdiff_t>(entries.size()), entries_.end());
+    return true;
   }
 
-  std::optional<PropertyList> readArray(const Tag& tag, int depth) {
+  bool readArray(const Tag& tag, int depth, PropertyList& into) {
     const std::size_t first = values_.size();
     while (!tag.empty) {
       Tag member;
-      if (!nextMember(tag, depth, member)) return std::nullopt;
+      if (!nextMember(tag, depth, member)) return false;
       if (member.name.empty()) break;
-      auto value = readElement(member, depth + 1);
-      if (!value) return std::nullopt;
-      values_.push_back(std::move(*value));
+      PropertyList value;
+      if (!readElement(member, depth + 1, value)) return false;
+      values_.push_back(std::move(value));
     }
-    return PropertyList(takeFrom(values_, first));
+    const auto members = std::span(values_).subspan(first);
+    into = store_.array(members);
+    values_.erase(values_.end() - static_cast<std::ptrdiff_t>(members.size()), values_.end());
+    return true;
   }
 
   /// The start tag of a container's next member; without a name when the container ended.
   bool nextMember(const Tag& container, int depth, Tag& member) {
     if (!skipBetween("text between elements")) return false;
-    if (rest().starts_with("</")) return readEndTag(container);
+    if (follows("</")) return readEndTag(container);
     if (depth >= maximumDepth)
       return refuse(container.start,
                     "nested more deeply than " + std::to_string(maximumDepth) + " levels");
     return readStartTag(member);
   }
 
-  /// The members that a container has gathered at the end of the common list, as a list of its own.
-  template <class T>
-  static std::vector<T> takeFrom(std::vector<T>& gathered, std::size_t first) {
-    const auto start = gathered.begin() + static_cast<std::ptrdiff_t>(first);
-    std::vector<T> members(std::make_move_iterator(start), std::make_move_iterator(gathered.end()));
-    gathered.erase(start, gathered.end());
-    return members;
+  // ---- text
+
+  /// The string of a text that holds nothing but characters and references, decoded where the
+  /// string is stored; nothing happens when there is more to it.
+  bool readCommonString(PropertyList& string) {
+    const std::span<char> room = store_.room();
+    char *to = room.data(), *const toEnd = to + room.size();
+    const char *from = here(), *const stop = end();
+    for (;;) {
+      copyPlain(from, stop, to, toEnd);
+      if (stop - from < 9 || toEnd - to < 4) return false;
+      if (*from == '<') break;
+      if (*from == '&') {
+        if (!decodeCommonReference(from, to)) return false;
+      } else {
+        const std::size_t length = wideLength(from, stop);
+        if (length == 0) return false;
+        for (std::size_t i = 0; i < length; ++i) *to++ = *from++;
+      }
+    }
+    if (std::memcmp(from, "</string>", 9) != 0) return false;
+    at_ = static_cast<std::size_t>(from - document_.data()) + 9;
+    string = store_.stringOfRoom(static_cast<std::size_t>(to - room.data()));
+    return true;
   }
 
-  // ---- text
+  /// At least eight bytes are left.
+  static bool decodeCommonReference(const char*& from, char*& to) {
+    const auto is = [&]<std::size_t N>(const char(&word)[N], char c) {
+      if (std::memcmp(from, word, N - 1) != 0) return false;
+      *to++ = c;
+      from += N - 1;
+      return true;
+    };
+    return is("&amp;", '&') || is("&lt;", '<') || is("&gt;", '>') || is("&quot;", '"') ||
+           is("&apos;", '\'');
+  }
+
+  /// The text of a key. Keys are short and most often plain.
+  bool readKeyText(const Tag& tag, std::string_view& text) {
+    const char *const from = here(), *const stop = tag.empty ? end() : skipPlain(from, end());
+    if (end() - stop < 6 || std::memcmp(stop, "</key>", 6) != 0) return readText(tag, text);
+    text = {from, stop};
+    at_ += text.size() + 6;
+    return true;
+  }
 
   /// The text of an element, up to and with its end tag. It lies in the document, or in a buffer
   /// that the next text is decoded into.
   bool readText(const Tag& tag, std::string_view& text) {
     text = {};
-    if (tag.empty) return true;
-    const std::size_t start = at_;
-    if (!skipCharacters(document_.size())) return false;
-    text = document_.substr(start, at_ - start);
-    if (rest().starts_with("</")) return readEndTag(tag);
-
-    decoded_ = text;
-    while (!rest().starts_with("</"))
-      if (!decodeSpecial() || !decodeCharacters(document_.size())) return false;
-    text = decoded_;
-    return readEndTag(tag);
-  }
-
-  /// Goes to the next character that does not stand for itself ("<", "&", a carriage return), or to
-  /// an end.
-  bool skipCharacters(std::size_t end) {
-    const std::string_view text = document_.substr(0, end);
-    for (;; ++at_) {
-      at_ += plainRun(text, at_);
-      if (at_ == end || text[at_] == '<' || text[at_] == '&' || text[at_] == '\r') return true;
-      if (text[at_] == '>') continue;
-      return refuse(at_, utf8::characterAt(text, at_).valid ? "a character that XML forbids"
-                                                            : "invalid UTF-8");
-    }
-  }
-
-  bool decodeCharacters(std::size_t end) {
-    const std::size_t start = at_;
-    if (!skipCharacters(end)) return false;
-    decoded_.append(document_, start, at_ - start);
-    return true;
-  }
-
-  /// What does not stand for itself in a text: references, line ends, comments, sections.
-  bool decodeSpecial() {
-    if (at_ == document_.size()) return refuse(at_, "the document is cut off");
-    if (document_[at_] == '\r') {
-      decodeReturn();
-      return true;
-    }
-    if (document_[at_] == '&') return decodeReference();
-    if (rest().starts_with("<![CDATA[")) return decodeSection();
-    bool skipped = false;
-    if (!skipComment(skipped)) return false;
-    return skipped || refuse(at_, "an element inside of a text");
-  }
-
-  /// A carriage return, with or without a line feed, is one line end.
-  void decodeReturn() {
-    decoded_ += '\n';
-    at_ += rest().starts_with("\r\n") ? 2 : 1;
-  }
-
-  bool decodeReference() {
-    const std::size_t end = document_.substr(0, at_ + 16).find(';', at_);
-    const auto c = end == document_.npos ? std::nullopt
-                                         : characterOf(document_.substr(at_ + 1, end - at_ - 1));
-    if (!c) return refuse(at_, "an unknown or malformed reference after \"&\"");
-    utf8::append(decoded_, *c);
-    at_ = end + 1;
-    return true;
-  }
-
-  bool decodeSection() {
-    const std::size_t start = at_, end = document_.find("]]>", at_);
-    if (end == document_.npos) return refuse(start, "a character data section does not end");
-    for (at_ += 9; at_ < end;) {
-      if (!decodeCharacters(end)) return false;
-      if (at_ < end && document_[at_] == '\r')
-        decodeReturn();
-      else if (at_ < end)
-        decoded_ += document_[at_++];
-    }
-    at_ = end + 3;
-    return true;
+    return tag.empty || (readCharacters(text) && readEndTag(tag));
   }
 
   // ---- markup
 
-  bool skipProlog() {
-    bool documentType = false;
-    for (;;) {
-      if (!skipBetween("text before the <plist> element")) return false;
-      if (at_ == document_.size()) return refuse(at_, "the document holds no property list");
-      if (!rest().starts_with("<!DOCTYPE")) return true;
-      if (documentType) return refuse(at_, "a second document type");
-      documentType = true;
-      if (!skipDocumentType()) return false;
+  /// A start tag without attributes of a known element.
+  bool readCommonTag(Tag& tag) {
+    if (document_.size() - at_ < 9) return false;
+    const char* const start = document_.data() + at_;
+    const auto is = [&]<std::size_t N>(const char(&word)[N], Element element) {
+      if (std::memcmp(start, word, N - 1) != 0) return false;
+      const bool empty = word[N - 3] == '/';
+      tag.name = {start + 1, N - 3u - empty};
+      tag.element = element;
+      tag.empty = empty;
+      at_ += N - 1;
+      return true;
+    };
+    switch (start[1]) {
+      case 'k':
+        return is("<key>", Element::Key);
+      case 's':
+        return is("<string>", Element::String);
+      case 'd':
+        return is("<dict>", Element::Dict) || is("<date>", Element::Date);
+      case 'i':
+        return is("<integer>", Element::Integer);
+      case 't':
+        return is("<true/>", Element::True);
+      case 'f':
+        return is("<false/>", Element::False);
+      case 'r':
+        return is("<real>", Element::Real);
+      case 'a':
+        return is("<array>", Element::Array);
+      default:
+        return false;
     }
-  }
-
-  /// The document type says nothing that matters here. It may describe elements, but must not
-  /// declare entities, which are a way to blow a document up.
-  bool skipDocumentType() {
-    const std::size_t start = at_;
-    char quote = 0;
-    for (int brackets = 0; at_ < document_.size(); ++at_) {
-      const char c = document_[at_];
-      if (quote != 0) {
-        quote = c == quote ? '\0' : quote;
-      } else if (c == '"' || c == '\'') {
-        quote = c;
-      } else if (rest().starts_with("<!ENTITY")) {
-        return refuse(at_, "the document type declares entities");
-      } else if (c == '[' || c == ']') {
-        brackets += c == '[' ? 1 : -1;
-      } else if (c == '>' && brackets == 0) {
-        ++at_;
-        return true;
-      }
-    }
-    return refuse(start, "the document type does not end");
-  }
-
-  /// Goes over white space, comments and instructions to the next tag, or to the end.
-  bool skipBetween(const char* textHere) {
-    for (bool skipped = true; skipped;) {
-      while (at_ < document_.size() && isSpace(document_[at_])) ++at_;
-      if (at_ == document_.size()) return true;
-      if (document_[at_] != '<' || rest().starts_with("<![")) return refuse(at_, textHere);
-      if (startsName()) return true;
-      if (!skipComment(skipped)) return false;
-    }
-    return true;
-  }
-
-  /// Goes over a comment or an instruction when there is one here.
-  bool skipComment(bool& skipped) {
-    const bool comment = rest().starts_with("<!--");
-    skipped = comment || rest().starts_with("<?");
-    if (!skipped) return true;
-    const std::string_view close = comment ? "-->" : "?>";
-    const std::size_t start = at_, end = document_.find(close, at_ + (comment ? 4 : 2));
-    if (end == document_.npos) return refuse(start, "a comment does not end");
-    for (at_ = start; at_ < end; ++at_)
-      if (!skipCharacters(end)) return false;
-    at_ = end + close.size();
-    return true;
   }
 
   bool readStartTag(Tag& tag) {
     tag.start = at_;
     if (at_ == document_.size()) return refuse(at_, "the document is cut off");
+    if (readCommonTag(tag)) return true;
     const std::size_t nameStart = ++at_;
     while (at_ < document_.size() && !endsName(document_[at_])) ++at_;
     tag.name = document_.substr(nameStart, at_ - nameStart);
     tag.element = elementNamed(tag.name);
     if (tag.name.empty()) return refuse(tag.start, "a malformed tag");
     if (at_ < document_.size() && isSpace(document_[at_]) && !skipAttributes()) return false;
-    tag.empty = rest().starts_with('/');
+    tag.empty = follows("/");
     if (tag.empty) ++at_;
-    if (!rest().starts_with('>')) return refuse(tag.start, "a malformed tag");
+    if (!follows(">")) return refuse(tag.start, "a malformed tag");
     ++at_;
     return true;
-  }
-
-  /// No attribute says anything that matters here.
-  bool skipAttributes() {
-    const std::size_t start = at_;
-    char quote = 0;
-    for (; at_ < document_.size(); ++at_) {
-      const char c = document_[at_];
-      if (quote == 0 && (c == '>' || c == '/')) return true;
-      if (c == '<') break;
-      if (quote == 0 && (c == '"' || c == '\''))
-        quote = c;
-      else if (c == quote)
-        quote = 0;
-    }
-    return refuse(start, "attributes that do not end");
   }
 
   bool readEndTag(const Tag& tag) {
     const std::size_t start = at_;
     at_ += 2;
-    const bool same = rest().starts_with(tag.name);
+    const bool same = document_.substr(at_).starts_with(tag.name);
     at_ += same ? tag.name.size() : 0;
     while (same && at_ < document_.size() && isSpace(document_[at_])) ++at_;
-    if (!same || !rest().starts_with('>'))
+    if (!same || !follows(">"))
       return refuse(start, "</" + std::string(tag.name) + "> is missing here");
     ++at_;
     return true;
   }
 
-  // ---- faults
-
-  std::nullopt_t fail(std::size_t offset, std::string what) {
-    refuse(offset, std::move(what));
-    return std::nullopt;
-  }
-  bool refuse(std::size_t offset, std::string what) {
-    faultOffset_ = offset;
-    fault_ = std::move(what);
-    return false;
-  }
-  /// A name or a key as an error shows it.
-  static std::string shown(std::string_view text) {
-    std::string out;
-    for (std::size_t at = 0; at < text.size() && at < 60;) {
-      const utf8::Character character = utf8::characterAt(text, at);
-      utf8::append(out, character.codePoint);
-      at += character.length;
-    }
-    return out;
-  }
-
-  std::string_view document_;
-  std::size_t at_ = 0;
-  TextStore store_;
+  Store store_;
   std::vector<PropertyListDictionary::Entry> entries_;  // of all dictionaries that are open
   std::vector<PropertyList> values_;                    // of all arrays that are open
-  std::string decoded_;
-  std::size_t faultOffset_ = 0;
-  std::string fault_;
 };
 
 }  // namespace
 
 Result<PropertyList> readXML(std::string_view document) {
   Reader reader(document);
-  if (auto plist = reader.read()) return std::move(*plist);
-  return reader.error();
+  PropertyList plist;
+  if (!reader.read(plist)) return reader.error();
+  return plist;
 }
 
 }  // namespace tasklane::plist

@@ -1,7 +1,11 @@
 #include "foundation/PropertyListXMLWriter.h"
 
+#include <algorithm>
+#include <cstring>
 #include <string_view>
 
+#include "foundation/PropertyListContents.h"
+#include "foundation/PropertyListScan.h"
 #include "foundation/PropertyListSyntax.h"
 #include "foundation/UTF8.h"
 
@@ -15,7 +19,6 @@ constexpr std::string_view header =
     "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
     "<plist version=\"1.0\">\n";
 constexpr std::string_view footer = "</plist>\n";
-constexpr std::string_view replacement = "\uFFFD";
 
 /// About the size of a value as XML, a little more rather than less where nothing needs escaping: a
 /// text that grows by doubling touches three times the memory.
@@ -23,150 +26,207 @@ std::size_t expectedSize(const PropertyList& value, std::size_t depth) {
   constexpr std::size_t tags = 20, scalar = 60;
   if (depth > maximumDepth) return 0;  // writing it will fail
   std::size_t size = 2 * depth + tags;
-  if (const auto* const dictionary = value.dictionary()) {
-    for (const auto& [key, member] : *dictionary)
-      size += depth + tags + key.size() + expectedSize(member, depth + 1);
-  } else if (const auto* const array = value.array()) {
-    for (const PropertyList& member : *array) size += expectedSize(member, depth + 1);
-  } else if (const auto* const data = value.data()) {
-    size += data->size() / 3 * 4 + data->size() / 12 * (depth + 1) / 4;
-  } else {
-    size += value.type() == PropertyList::Type::String ? value.stringView().size() : scalar;
+  switch (value.type()) {
+    case PropertyList::Type::Dictionary:
+      for (const auto& [key, member] : Inside::entries(value))
+        size += depth + tags + std::string_view(key).size() + expectedSize(member, depth + 1);
+      return size;
+    case PropertyList::Type::Array:
+      for (const PropertyList& member : Inside::array(value))
+        size += expectedSize(member, depth + 1);
+      return size;
+    case PropertyList::Type::String:
+      return size + Inside::text(value).size();
+    case PropertyList::Type::Data:
+      return size + value.data()->size() / 3 * 4 + value.data()->size() / 12 * (depth + 1) / 4;
+    default:
+      return size + scalar;
   }
-  return size;
 }
+
+/// A text that is written through a place in it; what lies behind the place is room.
+class Output {
+ public:
+  explicit Output(std::size_t expectedSize) : text_(expectedSize, '\0') { place(0); }
+
+  /// Makes room for that many bytes, which may then be written at the place.
+  void need(std::size_t bytes) {
+    if (static_cast<std::size_t>(end - at) < bytes) grow(bytes);
+  }
+  template <std::size_t N>
+  void put(const char (&literal)[N]) {
+    std::memcpy(at, literal, N - 1);
+    at += N - 1;
+  }
+  void append(std::string_view text) {
+    need(text.size());
+    at = std::copy(text.begin(), text.end(), at);
+  }
+  std::string take() {
+    text_.resize(static_cast<std::size_t>(at - text_.data()));
+    return std::move(text_);
+  }
+
+  char* at;
+  char* end;
+
+ private:
+  void place(std::size_t offset) {
+    at = text_.data() + offset;
+    end = text_.data() + text_.size();
+  }
+  void grow(std::size_t bytes) {
+    const auto used = static_cast<std::size_t>(at - text_.data());
+    text_.resize(used + std::max(bytes, used));
+    place(used);
+  }
+
+  std::string text_;
+};
 
 class Writer {
  public:
-  bool write(const PropertyList& value, int depth) {
+  explicit Writer(std::size_t expectedSize) : out(expectedSize) { out.append(header); }
+
+  bool write(const PropertyList& value, std::size_t depth) {
     switch (value.type()) {
       case PropertyList::Type::Dictionary:
-        return writeDictionary(*value.dictionary(), depth);
+        return writeDictionary(Inside::entries(value), depth);
       case PropertyList::Type::Array:
-        return writeArray(*value.array(), depth);
+        return writeArray(Inside::array(value), depth);
       case PropertyList::Type::String:
-        writeText("<string>", "</string>\n", value.stringView(), depth);
+        writeText("<string>", "</string>\n", Inside::text(value), depth);
         break;
       case PropertyList::Type::Data:
         writeData(*value.data(), depth);
         break;
       case PropertyList::Type::Boolean:
-        indent(depth);
-        out += *value.boolean() ? "<true/>\n" : "<false/>\n";
+        writeTag(*value.boolean() ? "<true/>\n" : "<false/>\n", depth);
         break;
       case PropertyList::Type::Integer:
-        indent(depth);
-        out += "<integer>";
-        appendInteger(out, value);
-        out += "</integer>\n";
+        scratch_.clear();
+        appendInteger(scratch_, value);
+        writeText("<integer>", "</integer>\n", scratch_, depth);
         break;
       case PropertyList::Type::Real:
-        indent(depth);
-        out += "<real>";
-        appendReal(out, *value.real());
-        out += "</real>\n";
+        scratch_.clear();
+        appendReal(scratch_, *value.real());
+        writeText("<real>", "</real>\n", scratch_, depth);
         break;
       case PropertyList::Type::Date:
-        indent(depth);
-        out += "<date>";
-        appendDate(out, *value.date());
-        out += "</date>\n";
+        scratch_.clear();
+        appendDate(scratch_, *value.date());
+        writeText("<date>", "</date>\n", scratch_, depth);
         break;
     }
     return true;
   }
 
-  std::string out{header};
+  Output out;
 
  private:
-  void indent(int depth) { out.append(static_cast<std::size_t>(depth), '\t'); }
+  void indent(std::size_t depth) {
+    std::memset(out.at, '\t', depth);
+    out.at += depth;
+  }
 
-  bool writeDictionary(const PropertyListDictionary& dictionary, int depth) {
+  void writeTag(std::string_view tag, std::size_t depth) {
+    out.need(depth + tag.size());
     indent(depth);
-    if (dictionary.empty()) {
-      out += "<dict/>\n";
+    out.append(tag);
+  }
+
+  bool writeDictionary(std::span<const PropertyListDictionary::Entry> entries, std::size_t depth) {
+    if (entries.empty()) {
+      writeTag("<dict/>\n", depth);
       return true;
     }
-    if (depth >= maximumDepth) return false;
-    out += "<dict>\n";
-    for (const auto& [key, value] : dictionary) {
+    if (depth >= std::size_t{maximumDepth}) return false;
+    writeTag("<dict>\n", depth);
+    for (const auto& [key, value] : entries) {
       writeText("<key>", "</key>\n", key, depth + 1);
       if (!write(value, depth + 1)) return false;
     }
-    indent(depth);
-    out += "</dict>\n";
+    writeTag("</dict>\n", depth);
     return true;
   }
 
-  bool writeArray(const PropertyList::Array& array, int depth) {
-    indent(depth);
+  bool writeArray(const PropertyList::Array& array, std::size_t depth) {
     if (array.empty()) {
-      out += "<array/>\n";
+      writeTag("<array/>\n", depth);
       return true;
     }
-    if (depth >= maximumDepth) return false;
-    out += "<array>\n";
+    if (depth >= std::size_t{maximumDepth}) return false;
+    writeTag("<array>\n", depth);
     for (const PropertyList& value : array)
       if (!write(value, depth + 1)) return false;
-    indent(depth);
-    out += "</array>\n";
+    writeTag("</array>\n", depth);
     return true;
   }
 
-  void writeData(const PropertyList::Data& data, int depth) {
-    indent(depth);
-    out += "<data>\n";
-    const auto tabs = static_cast<std::size_t>(depth);
-    const std::size_t width = tabs * 8 < 60 ? 76 - tabs * 8 : 16;
-    appendBase64Lines(out, data, std::string(tabs, '\t'), width);
-    indent(depth);
-    out += "</data>\n";
+  void writeData(const PropertyList::Data& data, std::size_t depth) {
+    writeTag("<data>\n", depth);
+    const std::size_t width = depth * 8 < 60 ? 76 - depth * 8 : 16;
+    scratch_.clear();
+    appendBase64Lines(scratch_, data, std::string(depth, '\t'), width);
+    out.append(scratch_);
+    writeTag("</data>\n", depth);
   }
 
-  void writeText(std::string_view open, std::string_view close, std::string_view text, int depth) {
+  template <std::size_t N, std::size_t M>
+  void writeText(const char (&open)[N], const char (&close)[M], std::string_view text,
+                 std::size_t depth) {
+    // More than the end tag and an escaped character, so that a block can be copied as a whole.
+    constexpr std::size_t margin = M + 32;
+    out.need(depth + N + text.size() + margin);
     indent(depth);
-    out += open;
-    for (std::size_t at = 0; at < text.size();) {
-      const std::size_t run = plainRun(text, at);
-      out.append(text, at, run);
-      at += run;
-      if (at < text.size()) at += writeSpecial(text, at);
+    out.put(open);
+    char* to = out.at;
+    for (const char *from = text.data(), *const end = from + text.size();;) {
+      copyPlainText(from, end, to);
+      if (from == end) break;
+      from += writeSpecial(from, end, to);
+      out.at = to;
+      out.need(static_cast<std::size_t>(end - from) + margin);
+      to = out.at;
     }
-    out += close;
+    out.at = to;
+    out.put(close);
   }
 
   /// Writes a character that is not plain; its length in the text.
-  std::size_t writeSpecial(std::string_view text, std::size_t at) {
-    switch (text[at]) {
+  static std::size_t writeSpecial(const char* from, const char* end, char*& to) {
+    const auto put = [&]<std::size_t N>(const char(&escaped)[N]) {
+      to = std::copy(escaped, escaped + N - 1, to);
+      return std::size_t{1};
+    };
+    switch (*from) {
       case '&':
-        out += "&amp;";
-        return 1;
+        return put("&amp;");
       case '<':
-        out += "&lt;";
-        return 1;
+        return put("&lt;");
       case '>':
-        out += "&gt;";
-        return 1;
+        return put("&gt;");
       case '\r':
-        out += "&#13;";
-        return 1;
+        return put("&#13;");
       default:
-        out += replacement;
-        return utf8::characterAt(text, at).length;
+        put("\uFFFD");
+        return utf8::characterAt({from, end}, 0).length;
     }
   }
+
+  std::string scratch_;
 };
 
 }  // namespace
 
 Result<std::string> writeXML(const PropertyList& plist) {
-  Writer writer;
-  writer.out.reserve(header.size() + expectedSize(plist, 0));
+  Writer writer(header.size() + footer.size() + expectedSize(plist, 0));
   if (!writer.write(plist, 0))
     return NSError{NSError::Kind::Unsupported, "the property list is nested more deeply than " +
                                                    std::to_string(maximumDepth) + " levels"};
-  writer.out += footer;
-  return std::move(writer.out);
+  writer.out.append(footer);
+  return writer.out.take();
 }
 
 }  // namespace tasklane::plist

@@ -84,7 +84,7 @@ TEST(PropertyListDictionary, SortsByBytesAndKeepsTheLastOfEqualKeys) {
   entries.erase("Z");
   entries.erase("not there");
   std::string keys;
-  for (const auto& [key, value] : entries) keys += key + ",";
+  for (const auto& [key, value] : entries) keys.append(key).append(",");
   EXPECT_EQ(keys, "a,aa,b,é,");
   EXPECT_EQ(entries.find("a")->integerValue(), 9);
   EXPECT_EQ(entries.find("A"), nullptr);

@@ -40,9 +40,10 @@ std::vector<KAAppearanceComplaint> KAAppearancePropertyList::readValues(
   }
   if (known == dictionary->size()) return complaints;
   for (const auto& [name, value] : *dictionary) {
-    const bool isKey =
-        std::any_of(keys.begin(), keys.end(), [&](const auto& key) { return key.name == name; });
-    if (!isKey) complaints.push_back({name, "is not a key of this palette"});
+    const bool isKey = std::any_of(keys.begin(), keys.end(), [&spelled = name](const auto& key) {
+      return key.name == std::string_view(spelled);
+    });
+    if (!isKey) complaints.push_back({std::string(name), "is not a key of this palette"});
   }
   return complaints;
 }
