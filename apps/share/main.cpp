@@ -2,21 +2,27 @@
 //
 //   share [--request FILE]                        shows the sheet
 //   share [--request FILE] --snapshot PNG [--scale N]   draws it, without a display
+//   share --standby                     waits, started, for a request that somebody hands over
 //
 // The request is a JSON document, from standard input unless a file is named.
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "common/ShareRequest.h"
+#include "common/Standby.h"
+#include "foundation/NSBundle.h"
 #include "foundation/NSExtensionContext.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSLog.h"
+#include "foundation/NSRunLoop.h"
 #include "foundation/NSURL.h"
 #include "share-sheet/ShareViewController.h"
 #include "uikit/Backend.h"
@@ -27,19 +33,29 @@ namespace tasklane {
 namespace {
 
 constexpr int kDone = 0, kUsage = 64, kBadData = 65, kMissingInput = 66, kWriteFailed = 74;
+// The sheet is on the screen by then, and the person reads.
+constexpr std::chrono::milliseconds kUntilNextIsStarted{250};
+// Whoever shares again does it sooner; until then the memory is better used.
+constexpr std::chrono::milliseconds kLongestStandby = std::chrono::hours(1);
 constexpr double kSmallestScale = 0.5, kLargestScale = 8;
 constexpr const char* kUsageText =
-    "share [--request FILE] [--snapshot PNG [--scale N]]; the request is a JSON document, from "
+    "share [--request FILE] [--snapshot PNG [--scale N]], or share --standby; the request is a "
+    "JSON document, from "
     "standard input unless a file is named.";
 
 struct Arguments {
   std::optional<std::string> request, snapshot;
   double scale = 1;
+  bool standsBy = false;
 };
 
 /// None when the person has to be told how it is done.
 std::optional<Arguments> parse(int argc, char** argv) {
   Arguments arguments;
+  if (argc == 2 && std::string_view(argv[1]) == "--standby") {
+    arguments.standsBy = true;
+    return arguments;
+  }
   for (int i = 1; i < argc; i += 2) {
     const std::string_view name = argv[i];
     if (i + 1 == argc) return {};
@@ -77,6 +93,10 @@ int codeFor(const NSError& error) {
   }
 }
 
+int failOnRequest(const NSError& error) {
+  return fail(codeFor(error), "the request cannot be used: " + error.description + ".");
+}
+
 Result<std::vector<std::shared_ptr<NSExtensionItem>>> inputItems(const Arguments& arguments) {
   const std::string file = arguments.request.value_or("/dev/stdin");
   const auto document = NSFileManager::defaultManager().contentsAtPath(file);
@@ -89,20 +109,73 @@ Result<std::vector<std::shared_ptr<NSExtensionItem>>> inputItems(const Arguments
   return request.value().inputItems();
 }
 
-int run(int argc, char** argv) {
-  const auto arguments = parse(argc, argv);
-  if (!arguments) return fail(kUsage, kUsageText);
-  auto items = inputItems(*arguments);
-  if (!items)
-    return fail(codeFor(items.error()),
-                "the request cannot be used: " + items.error().description + ".");
-  const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
-  if (arguments->snapshot) ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+std::string programPath() { return NSBundle::mainBundle()->bundlePath() + "/share"; }
+
+/// The toolkit goes on using argc.
+void startToolkit(int& argc, char** argv) {
   backend::start(argc, argv, "com.kestrelworks.Tasklane", [] {
     std::_Exit(fail(kUsage, "the display cannot be reached; --post saves without a window."));
   });
   ShareViewController::registerPrincipalClass();
-  if (!arguments->snapshot) return NSExtensionMain(context);
+}
+
+/// Shows the sheet of a request until its end, and has a process started for the next one.
+int runSheet(const std::shared_ptr<NSExtensionContext>& context,
+             const standby::Environment& environment) {
+  bool isStarted = false;
+  const auto startNext = [&] {
+    if (!std::exchange(isStarted, true)) standby::startProcess(programPath(), environment);
+  };
+  const auto soon = NSRunLoop::mainRunLoop().addTimer(kUntilNextIsStarted, startNext);
+  const int code = NSExtensionMain(context);
+  startNext();
+  return code;
+}
+
+/// Everything that can be done before there is a request; then waits for one.
+int standBy(int& argc, char** argv, const standby::Environment& environment) {
+  const auto place = standby::Place::take(programPath(), environment);
+  if (!place) return kDone;
+  startToolkit(argc, argv);
+  NSExtensionRehearse();
+  if (const auto open = place->open(); !open) return fail(kWriteFailed, open.error().description);
+
+  NSRunLoop& loop = NSRunLoop::mainRunLoop();
+  auto call = standby::Place::Call::Nobody;
+  {
+    const auto bell = loop.addDescriptor(place->fileDescriptor(), [&] {
+      if (call == standby::Place::Call::Nobody) call = place->answer();
+    });
+    loop.runUntil([&] { return call != standby::Place::Call::Nobody; }, kLongestStandby);
+  }
+  if (call != standby::Place::Call::Taken) return kDone;
+
+  auto items = inputItems({});
+  if (!items) {
+    const int code = failOnRequest(items.error());
+    place->finish(code);
+    return code;
+  }
+  const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
+  const auto hangUp = loop.addDescriptor(place->caller(), [&] {
+    context->cancelRequestWithError({NSError::Kind::Cancelled, "Who shared this is gone."});
+  });
+  const int code = runSheet(context, environment);
+  place->finish(code);
+  return code;
+}
+
+int run(int argc, char** argv) {
+  const auto environment = standby::currentEnvironment();
+  const auto arguments = parse(argc, argv);
+  if (!arguments) return fail(kUsage, kUsageText);
+  if (arguments->standsBy) return standBy(argc, argv, environment);
+  auto items = inputItems(*arguments);
+  if (!items) return failOnRequest(items.error());
+  const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
+  if (arguments->snapshot) ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  startToolkit(argc, argv);
+  if (!arguments->snapshot) return runSheet(context, environment);
   const auto drawn = NSExtensionSnapshot(context, *arguments->snapshot, arguments->scale);
   if (!drawn) return fail(kWriteFailed, drawn.error().description + ".");
   return kDone;

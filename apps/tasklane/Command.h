@@ -20,6 +20,7 @@ enum class ExitCode {
   Usage = 64,
   BadData = 65,
   MissingInput = 66,
+  SheetGone = 70,
   NoContainer = 73,
   WriteFailed = 74
 };

@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "Command.h"
+#include "common/Standby.h"
 #include "foundation/NSBundle.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSURL.h"
@@ -64,6 +65,13 @@ void openSheet(const ShareRequest& request, const std::optional<std::string>& sn
   const int document = fileHolding(request.JSON());
   if (::dup2(document, STDIN_FILENO) < 0 || (document != STDIN_FILENO && ::close(document) != 0))
     throw Failure{ExitCode::WriteFailed, "The request cannot be handed over."};
+  if (!snapshot) {
+    const auto code = standby::handOver(program, STDIN_FILENO);
+    if (!code)
+      throw Failure{ExitCode::SheetGone, "The sheet was lost: " + code.error().description + "."};
+    // Like the takeover below: nothing of this process is left to do.
+    if (code.value()) ::_exit(*code.value());
+  }
   // The extension takes this process over, so that its end, however it comes, is this one's.
   std::string name = "share";
   std::string option = "--snapshot";

@@ -13,8 +13,9 @@ namespace tasklane {
 /// The request of a JSON file, or of standard input for "-".
 ShareRequest requestFromFile(const std::string& file);
 
-/// Becomes the extension's program, which shows the sheet for the request, or only draws it into a
-/// PNG file. Its exit code is the share's. Returns only by a Failure.
+/// Has a process of the extension's program that waits show the sheet for the request, or becomes
+/// that program, also to only draw the sheet into a PNG file. Its exit code is the share's. Returns
+/// only by a Failure.
 [[noreturn]] void openSheet(const ShareRequest& request,
                             const std::optional<std::string>& snapshot);
 

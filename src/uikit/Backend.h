@@ -64,6 +64,10 @@ void hideWindow(UIWindow& window);
 /// Draws a window as it would appear into a PNG file, without a display; scale is pixels per point.
 Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat scale);
 
+/// Draws a window to nowhere, so that what its first showing needs (fonts, glyphs, styles) is at
+/// hand for the next one.
+void rehearseWindow(UIWindow& window);
+
 /// Starts the toolkit, once, before the first window; argc and argv as main() got them. The name is
 /// what the desktop knows the program by. When no display can be reached, displayUnreachable is
 /// called, which may end the program its own way; otherwise the toolkit aborts it.

@@ -126,4 +126,12 @@ Result<void> NSExtensionSnapshot(const std::shared_ptr<NSExtensionContext>& cont
   return outcome;
 }
 
+void NSExtensionRehearse() {
+  ExtensionWindow extension(
+      std::make_shared<NSExtensionContext>(std::vector<std::shared_ptr<NSExtensionItem>>{}));
+  if (!extension.window()) return;
+  backend::rehearseWindow(*extension.window());
+  extension.cancelRequest();
+}
+
 }  // namespace tasklane

@@ -20,4 +20,8 @@ int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context);
 Result<void> NSExtensionSnapshot(const std::shared_ptr<NSExtensionContext>& context,
                                  const std::string& path, CGFloat scale);
 
+/// Has a sheet made and drawn to nowhere for a request of nothing, so that the next one, which may
+/// come much later, appears sooner. The backend has been started before.
+void NSExtensionRehearse();
+
 }  // namespace tasklane

@@ -101,6 +101,8 @@ Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat s
                  "cannot draw a picture to " + path + ": this program was built without a screen"};
 }
 
+void rehearseWindow(UIWindow& window) { (void)window; }
+
 void start(int& argc, char** argv, const std::string& applicationName, void (*)()) {
   (void)argc, (void)argv, (void)applicationName;
 }

@@ -49,8 +49,9 @@ void hideWindow(UIWindow& window) {
   if (auto* peer = qt::WindowPeer::of(window)) peer->hide();
 }
 
-Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat scale) {
-  const qt::ScaleForPicture scaled(scale);
+namespace {
+
+Result<QImage> pictureOf(UIWindow& window, CGFloat scale) {
   const HiddenShowing showing(window);
   qt::UpdateQueue::shared().flush();
   const auto* peer = qt::WindowPeer::of(window);
@@ -66,9 +67,20 @@ Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat s
   image.setDevicePixelRatio(scale);
   image.fill(Qt::transparent);
   widget->render(&image, {}, {}, QWidget::DrawChildren);
-  if (!image.save(qt::toQString(path), "PNG"))
+  return image;
+}
+
+}  // namespace
+
+Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat scale) {
+  const qt::ScaleForPicture scaled(scale);
+  const auto picture = pictureOf(window, scale);
+  if (!picture) return picture.error();
+  if (!picture.value().save(qt::toQString(path), "PNG"))
     return NSError{NSError::Kind::Io, "cannot write the picture " + path};
   return {};
 }
+
+void rehearseWindow(UIWindow& window) { (void)pictureOf(window, mainScreenScale()); }
 
 }  // namespace tasklane::backend

@@ -1,0 +1,318 @@
+#include "common/Standby.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "foundation/NSLog.h"
+
+namespace tasklane::standby {
+
+namespace {
+
+// A process that waits answers in well under a millisecond; one that does not is stopped or swapped
+// out, and a new one is faster.
+constexpr std::chrono::milliseconds kLongestAnswer{500};
+constexpr char kTaken = 'T';
+// Request, working folder, output, error output.
+constexpr std::size_t kLentDescriptors = 4;
+
+/// What only says where a caller sits, or is handed over with each call.
+constexpr std::string_view kOfTheCaller[] = {"_",
+                                             "SHLVL",
+                                             "PWD",
+                                             "OLDPWD",
+                                             "TERM",
+                                             "COLUMNS",
+                                             "LINES",
+                                             "WINDOWID",
+                                             "XDG_ACTIVATION_TOKEN",
+                                             "DESKTOP_STARTUP_ID"};
+constexpr const char* kActivationToken = "XDG_ACTIVATION_TOKEN";
+
+bool isOfTheCaller(const std::string& variable) {
+  const auto name = std::string_view(variable).substr(0, variable.find('='));
+  return std::find(std::begin(kOfTheCaller), std::end(kOfTheCaller), name) !=
+         std::end(kOfTheCaller);
+}
+
+/// What a process must have in common with its caller: the program's very file, and the
+/// environment.
+std::string conditions(const std::string& program, Environment environment) {
+  std::string text;
+  struct stat file {};
+  if (::stat(program.c_str(), &file) == 0)
+    for (const auto part :
+         {static_cast<long long>(file.st_dev), static_cast<long long>(file.st_ino),
+          static_cast<long long>(file.st_mtim.tv_sec),
+          static_cast<long long>(file.st_mtim.tv_nsec)})
+      text += std::to_string(part) + ' ';
+  std::erase_if(environment, isOfTheCaller);
+  std::sort(environment.begin(), environment.end());
+  for (const auto& variable : environment) text += '\0' + variable;
+  return text;
+}
+
+/// Where a process waits; none where it must not.
+std::optional<std::string> placePath() {
+  const char* wished = std::getenv("TASKLANE_STANDBY");
+  if (wished && std::string_view(wished) == "0") return {};
+  const char* folder = std::getenv("XDG_RUNTIME_DIR");
+  struct stat state {};
+  if (!folder || ::stat(folder, &state) != 0) return {};
+  // Requests are private; the base directory specification asks for just this of the folder.
+  if (!S_ISDIR(state.st_mode) || state.st_uid != ::geteuid() || (state.st_mode & 077) != 0)
+    return {};
+  const std::string path = std::string(folder) + "/tasklane-sheet";
+  if (path.size() >= sizeof(sockaddr_un::sun_path)) return {};
+  return path;
+}
+
+sockaddr_un addressOf(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+  return address;
+}
+
+FileDescriptor newSocket(int flags) {
+  return FileDescriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | flags, 0));
+}
+
+FileDescriptor lockOf(const std::string& path) {
+  FileDescriptor lock(::open((path + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  if (lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return {};
+  return lock;
+}
+
+bool isOfThisUser(int socket) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  return ::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+         peer.uid == ::geteuid();
+}
+
+bool becomesReadable(int descriptor, std::chrono::milliseconds limit) {
+  pollfd waiting{descriptor, POLLIN, 0};
+  return ::poll(&waiting, 1, static_cast<int>(limit.count())) == 1;
+}
+
+/// Room for the control message that carries descriptors.
+union DescriptorMessage {
+  cmsghdr header;
+  char bytes[CMSG_SPACE(kLentDescriptors * sizeof(int))];
+};
+
+/// A caller's letter: its file mode mask, its activation token, and its conditions.
+std::string letter(const std::string& conditions) {
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  const char* token = std::getenv(kActivationToken);
+  return std::to_string(mask) + '\n' + (token ? token : "") + '\n' + conditions;
+}
+
+bool sendCall(int socket, const std::string& text,
+              const std::array<int, kLentDescriptors>& descriptors) {
+  iovec part{const_cast<char*>(text.data()), text.size()};
+  DescriptorMessage control{};
+  msghdr message{};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = control.bytes;
+  message.msg_controllen = sizeof control.bytes;
+  control.header.cmsg_level = SOL_SOCKET;
+  control.header.cmsg_type = SCM_RIGHTS;
+  control.header.cmsg_len = CMSG_LEN(sizeof descriptors);
+  std::memcpy(CMSG_DATA(&control.header), descriptors.data(), sizeof descriptors);
+  return ::sendmsg(socket, &message, MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+}
+
+struct Letter {
+  mode_t mask = 0;
+  std::string activationToken;
+  std::string conditions;
+  std::array<FileDescriptor, kLentDescriptors> descriptors;
+};
+
+std::optional<Letter> receiveCall(int socket) {
+  const ssize_t size = ::recv(socket, nullptr, 0, MSG_PEEK | MSG_TRUNC);
+  if (size <= 0) return {};
+  std::string text(static_cast<std::size_t>(size), '\0');
+  iovec part{text.data(), text.size()};
+  DescriptorMessage control{};
+  msghdr message{};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = control.bytes;
+  message.msg_controllen = sizeof control.bytes;
+  if (::recvmsg(socket, &message, MSG_CMSG_CLOEXEC) != size) return {};
+  const cmsghdr* header = CMSG_FIRSTHDR(&message);
+  if (!header || header->cmsg_type != SCM_RIGHTS) return {};
+  Letter call;
+  std::array<int, kLentDescriptors> numbers;
+  numbers.fill(-1);
+  std::memcpy(numbers.data(), CMSG_DATA(header),
+              std::min(sizeof numbers, header->cmsg_len - CMSG_LEN(0)));
+  std::transform(numbers.begin(), numbers.end(), call.descriptors.begin(),
+                 [](int number) { return FileDescriptor(number); });
+  const auto maskEnd = text.find('\n');
+  const auto tokenEnd = text.find('\n', maskEnd + 1);
+  if (maskEnd == std::string::npos || tokenEnd == std::string::npos) return {};
+  if (!call.descriptors.back()) return {};
+  call.mask = static_cast<mode_t>(std::strtoul(text.c_str(), nullptr, 10));
+  call.activationToken = text.substr(maskEnd + 1, tokenEnd - maskEnd - 1);
+  call.conditions = text.substr(tokenEnd + 1);
+  return call;
+}
+
+/// This process reads, writes and looks for files where the caller does.
+void become(const Letter& call) {
+  const auto& [request, folder, output, errors] = call.descriptors;
+  ::dup2(request.get(), STDIN_FILENO);
+  ::dup2(output.get(), STDOUT_FILENO);
+  ::dup2(errors.get(), STDERR_FILENO);
+  if (::fchdir(folder.get()) != 0)
+    NSLog(NSError::fromErrno(errno, "cannot work in the caller's folder").description);
+  ::umask(call.mask);
+  if (!call.activationToken.empty()) ::setenv(kActivationToken, call.activationToken.c_str(), 1);
+}
+
+}  // namespace
+
+Environment currentEnvironment() {
+  Environment environment;
+  for (char** variable = environ; variable && *variable; ++variable)
+    environment.emplace_back(*variable);
+  return environment;
+}
+
+Result<std::optional<int>> handOver(const std::string& program, int request) {
+  const std::optional<int> nobody;
+  const auto path = placePath();
+  // An X11 desktop that waits for a window of this start learns of it from a process of its own.
+  if (!path || std::getenv("DESKTOP_STARTUP_ID")) return nobody;
+  const FileDescriptor socket = newSocket(0);
+  const sockaddr_un address = addressOf(*path);
+  if (!socket ||
+      ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      !isOfThisUser(socket.get()))
+    return nobody;
+  const FileDescriptor folder(::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!folder || !sendCall(socket.get(), letter(conditions(program, currentEnvironment())),
+                           {request, folder.get(), STDOUT_FILENO, STDERR_FILENO}))
+    return nobody;
+  char word = 0;
+  if (!becomesReadable(socket.get(), kLongestAnswer) || ::recv(socket.get(), &word, 1, 0) != 1 ||
+      word != kTaken)
+    return nobody;
+  unsigned char code = 0;
+  ssize_t count;
+  do {
+    count = ::recv(socket.get(), &code, 1, 0);
+  } while (count < 0 && errno == EINTR);
+  if (count != 1)
+    return NSError{NSError::Kind::Io,
+                   "its process has ended without saying how; `tasklane queue` shows what "
+                   "it has saved"};
+  return std::optional<int>(code);
+}
+
+void startProcess(const std::string& program, const Environment& environment) {
+  const auto path = placePath();
+  if (!path || !lockOf(*path)) return;
+  std::vector<char*> variables;
+  for (const auto& variable : environment)
+    if (!isOfTheCaller(variable)) variables.push_back(const_cast<char*>(variable.c_str()));
+  variables.push_back(nullptr);
+  std::string name = "share", option = "--standby";
+  char* const arguments[] = {name.data(), option.data(), nullptr};
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    posix_spawn_file_actions_addopen(&files, descriptor, "/dev/null", O_RDWR, 0);
+  posix_spawn_file_actions_addchdir_np(&files, "/");
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  // It outlives who has it started, and the terminal that may be behind.
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+  pid_t process = -1;
+  const int failure =
+      ::posix_spawn(&process, program.c_str(), &files, &attributes, arguments, variables.data());
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&files);
+  if (failure != 0)
+    NSLog(NSError::fromErrno(failure, "cannot start " + program + " ahead of its next request")
+              .description);
+}
+
+Place::Place(std::string path, std::string conditions, FileDescriptor lock)
+    : path_(std::move(path)), conditions_(std::move(conditions)), lock_(std::move(lock)) {}
+
+std::unique_ptr<Place> Place::take(const std::string& program, const Environment& environment) {
+  const auto path = placePath();
+  if (!path) return nullptr;
+  FileDescriptor lock = lockOf(*path);
+  if (!lock) return nullptr;
+  return std::unique_ptr<Place>(
+      new Place(*path, conditions(program, environment), std::move(lock)));
+}
+
+Place::~Place() { leave(); }
+
+void Place::leave() {
+  if (!lock_) return;
+  if (listener_) ::unlink(path_.c_str());
+  listener_.close();
+  lock_.close();
+}
+
+Result<void> Place::open() {
+  // Who has the lock may remove what a process left that could not do it itself.
+  ::unlink(path_.c_str());
+  FileDescriptor listener = newSocket(SOCK_NONBLOCK);
+  const sockaddr_un address = addressOf(path_);
+  if (!listener ||
+      ::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(listener.get(), SOMAXCONN) != 0)
+    return NSError::fromErrno(errno, "cannot wait for a request at " + path_);
+  listener_ = std::move(listener);
+  return {};
+}
+
+Place::Call Place::answer() {
+  FileDescriptor caller(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+  if (!caller || !isOfThisUser(caller.get()) || !becomesReadable(caller.get(), kLongestAnswer))
+    return Call::Nobody;
+  const auto call = receiveCall(caller.get());
+  if (!call) return Call::Nobody;
+  if (call->conditions != conditions_) {
+    leave();
+    return Call::Refused;
+  }
+  // Whoever has waited too long has hung up, and shares by a process of its own.
+  if (::send(caller.get(), &kTaken, 1, MSG_NOSIGNAL) != 1) return Call::Nobody;
+  leave();
+  become(*call);
+  caller_ = std::move(caller);
+  return Call::Taken;
+}
+
+void Place::finish(int exitCode) {
+  const auto code = static_cast<unsigned char>(exitCode);
+  (void)::send(caller_.get(), &code, 1, MSG_NOSIGNAL);
+}
+
+}  // namespace tasklane::standby

@@ -1,0 +1,111 @@
+"""The sheet's process that waits, started, for the next request: who shares must not notice but for the time."""
+import os
+import pathlib
+import signal
+import struct
+import subprocess
+import unittest
+import zlib
+
+from desktop import TASKLANE, Desktop, wait_for
+
+
+class SheetStandbyTest(unittest.TestCase):
+    def setUp(self):
+        self.desktop = self.enterContext(Desktop())
+        self.desktop.environment.pop("TASKLANE_STANDBY")
+        self.place = pathlib.Path(self.desktop.folder) / "tasklane-sheet"
+        # The first sheet has the next one's process started.
+        first = self.share("--text", "First")
+        self.assertEqual(self.window_process(), first.pid)
+        self.waiting = self.waiting_process()
+        self.desktop.keys("Escape")
+        self.assertEqual(first.wait(20), 1)
+
+    def share(self, *arguments, **environment):
+        self.desktop.environment.update(environment)
+        return self.desktop.share(*arguments)
+
+    def window_process(self):
+        return int(self.desktop.output(["xdotool", "getwindowpid", self.desktop.window]))
+
+    def waiting_process(self, other_than=None):
+        """The process that waits at the socket, once there is one."""
+        def found():
+            users = subprocess.run(["pgrep", "-f", "share --standby"], stdout=subprocess.PIPE, text=True).stdout
+            mine = [int(pid) for pid in users.split() if int(pid) != other_than and self.is_mine(pid)]
+            return self.place.exists() and mine
+        return wait_for("the process that waits", found)[0]
+
+    def is_mine(self, pid):
+        try:
+            environment = pathlib.Path(f"/proc/{pid}/environ").read_bytes().split(b"\0")
+        except OSError:
+            return False
+        return f"XDG_RUNTIME_DIR={self.desktop.folder}".encode() in environment
+
+    def test_waiting_process_serves_next_request(self):
+        broken = pathlib.Path(self.desktop.folder) / "broken.png"
+        header = b"IHDR" + struct.pack(">IIBBBBB", 8, 8, 8, 2, 0, 0, 0)
+        broken.write_bytes(b"\x89PNG\r\n\x1a\n\0\0\0\x0d" + header + struct.pack(">I", zlib.crc32(header)) + b"and no more")
+        second = self.desktop.start([TASKLANE, "share", "--text", "Second", "--image", broken.name],
+                                    cwd=self.desktop.folder, stderr=subprocess.PIPE, text=True)
+        self.desktop.window = wait_for("the sheet's window", self.desktop.windows)[0]
+        self.desktop.output(["xdotool", "windowactivate", "--sync", self.desktop.window])
+        self.assertEqual(self.window_process(), self.waiting)
+        self.desktop.type(" thing")
+        self.desktop.keys("ctrl+Return")
+        self.assertEqual(second.wait(20), 0)
+        self.assertIn("broken.png", second.stderr.read(), "the caller's terminal shows what went wrong")
+        second.stderr.close()
+        self.assertEqual([a["info"]["title"] for a in self.desktop.queue()], ["Second thing"])
+        self.waiting_process(other_than=self.waiting)
+
+    def test_end_of_either_side_is_seen_by_the_other(self):
+        caller = self.share("--text", "Left alone")
+        self.assertEqual(self.window_process(), self.waiting)
+        caller.kill()
+        wait_for("the sheet to go with its caller", lambda: not self.desktop.windows())
+        self.waiting_process(other_than=self.waiting)
+
+        caller = self.desktop.start([TASKLANE, "share", "--text", "Lost"], stderr=subprocess.PIPE, text=True)
+        self.desktop.window = wait_for("the sheet's window", self.desktop.windows)[0]
+        self.assertNotEqual(self.window_process(), caller.pid)
+        os.kill(self.window_process(), signal.SIGKILL)
+        self.assertEqual(caller.wait(20), 70)
+        self.assertRegex(caller.stderr.read(), "^tasklane: The sheet was lost: .+[.]\n$")
+        caller.stderr.close()
+        self.assertEqual(self.desktop.queue(), [])
+
+    def test_two_callers_at_once_get_a_sheet_each(self):
+        callers = [self.desktop.start([TASKLANE, "share", "--text", text]) for text in ("One", "Two")]
+        for window in wait_for("both sheets", lambda: len(w := self.desktop.windows()) == 2 and w):
+            self.desktop.output(["xdotool", "windowactivate", "--sync", window])
+            self.desktop.keys("ctrl+Return")
+        self.assertEqual([caller.wait(20) for caller in callers], [0, 0])
+        self.assertEqual({a["info"]["title"] for a in self.desktop.queue()}, {"One", "Two"})
+
+    def test_who_waits_under_other_conditions_makes_room(self):
+        caller = self.share("--text", "Anders", LANGUAGE="de", LANG="de_DE.UTF-8")
+        self.assertEqual(self.window_process(), caller.pid)
+        german = self.waiting_process(other_than=self.waiting)
+        self.desktop.keys("Escape")
+        caller.wait(20)
+        self.share("--text", "Noch einmal")
+        self.assertEqual(self.window_process(), german)
+
+    def test_who_waits_and_does_not_answer_is_not_waited_for(self):
+        os.kill(self.waiting, signal.SIGSTOP)
+        caller = self.share("--text", "At once")
+        self.assertEqual(self.window_process(), caller.pid)
+        os.kill(self.waiting, signal.SIGCONT)
+        self.desktop.keys("ctrl+Return")
+        self.assertEqual(caller.wait(20), 0)
+        # Awake again, it serves the next one, and has not forgotten itself over the one that hung up.
+        self.share("--text", "Next")
+        self.assertEqual(self.window_process(), self.waiting)
+        self.assertEqual(len(self.desktop.queue()), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
