@@ -30,7 +30,7 @@ constexpr char kTaken = 'T';
 // Request, working folder, output, error output.
 constexpr std::size_t kLentDescriptors = 4;
 
-/// What only says where a caller sits, or is handed over with each call.
+/// What only says where a caller sits and who launched it, or is handed over with each call.
 constexpr std::string_view kOfTheCaller[] = {"_",
                                              "SHLVL",
                                              "PWD",
@@ -40,7 +40,12 @@ constexpr std::string_view kOfTheCaller[] = {"_",
                                              "LINES",
                                              "WINDOWID",
                                              "XDG_ACTIVATION_TOKEN",
-                                             "DESKTOP_STARTUP_ID"};
+                                             "DESKTOP_STARTUP_ID",
+                                             "GIO_LAUNCHED_DESKTOP_FILE",
+                                             "GIO_LAUNCHED_DESKTOP_FILE_PID",
+                                             "INVOCATION_ID",
+                                             "JOURNAL_STREAM",
+                                             "SYSTEMD_EXEC_PID"};
 constexpr const char* kActivationToken = "XDG_ACTIVATION_TOKEN";
 
 bool isOfTheCaller(const std::string& variable) {
