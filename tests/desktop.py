@@ -32,9 +32,9 @@ class Desktop:
     def __enter__(self):
         self.folder = tempfile.mkdtemp(prefix="tasklane-desktop-")
         self.environment = {
-            **os.environ, "XDG_RUNTIME_DIR": self.folder, "TASKLANE_GROUP_CONTAINERS": self.folder + "/groups",
-            "XDG_SESSION_TYPE": "x11", "LANG": "C.UTF-8", "TASKLANE_ANIMATIONS": "0",
-            "TASKLANE_STANDBY": "0"}
+            **os.environ, "XDG_RUNTIME_DIR": self.folder, "TMPDIR": self.folder,
+            "TASKLANE_GROUP_CONTAINERS": self.folder + "/groups", "XDG_SESSION_TYPE": "x11",
+            "LANG": "C.UTF-8", "TASKLANE_ANIMATIONS": "0", "TASKLANE_STANDBY": "0"}
         for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "LANGUAGE", "LC_ALL",
                      "DBUS_SESSION_BUS_ADDRESS"):
             self.environment.pop(name, None)

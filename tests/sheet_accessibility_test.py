@@ -3,7 +3,7 @@ import os
 import sys
 import unittest
 
-from desktop import Desktop, wait_for
+from desktop import TASKLANE, Desktop, wait_for
 
 
 def descendants(element, depth=0):
@@ -122,6 +122,20 @@ class SheetAccessibility(unittest.TestCase):
         self.assertEqual([name for role, name in shown if role == "notification"], ["2 projects"])
         self.desktop.keys("Escape")
         wait_for("the sheet to close", lambda: program.poll() is not None)
+
+    def test_an_option_says_whether_it_is_selected_and_whether_it_can_be_taken(self):
+        program = self.desktop.start([os.path.join(os.path.dirname(TASKLANE), "gallery"), "--show", "picker"])
+        self.find("heading", "Recent")
+        kinds = self.atspi.StateType
+        for name, selected, enabled in (("Garden", False, True), ("Kitchen renovation, Selected", True, True),
+                                        ("Tax return", False, False)):
+            option = self.find("list item", name)
+            states = option.get_state_set()
+            self.assertEqual([states.contains(kind) for kind in (kinds.SELECTED, kinds.ENABLED, kinds.SENSITIVE)],
+                             [selected, enabled, enabled], name)
+            self.assertEqual(option.get_n_actions() > 0, enabled, name)
+        program.terminate()
+        program.wait()
 
     def test_the_menu_of_an_editor_speaks_the_persons_language(self):
         self.desktop.environment["LANG"] = "de_DE.UTF-8"

@@ -1,5 +1,5 @@
 // Draws every view and cell of the product into a folder of pictures, without a display: in every
-// palette, at three scales, from left to right and from right to left.
+// palette, at three scales, from left to right and from right to left. Or shows one of them.
 
 #include <spawn.h>
 #include <sys/wait.h>
@@ -16,6 +16,7 @@
 #include "appearance/TasklaneAppearanceClient.h"
 #include "foundation/NSBundle.h"
 #include "foundation/NSLog.h"
+#include "foundation/NSRunLoop.h"
 #include "uikit/Backend.h"
 #include "uikit/UIWindow.h"
 
@@ -29,7 +30,9 @@ constexpr const char* kScales[] = {"1", "1.5", "2"};
 constexpr const char* kPalettes[] = {"default", "dark", "today"};
 constexpr const char* kLanguages[] = {"en", "he"};
 constexpr const char* kUsage =
-    "gallery: say which folder to draw the pictures into: gallery FOLDER";
+    "gallery: say which folder to draw the pictures into, or which of them to show: gallery "
+    "FOLDER, "
+    "gallery --show NAME";
 
 std::vector<Screen> allScreens() {
   std::vector<Screen> screens;
@@ -38,7 +41,13 @@ std::vector<Screen> allScreens() {
   return screens;
 }
 
-bool draw(const Screen& screen, const std::filesystem::path& file, CGFloat scale) {
+/// As the extension sees it: its own texts, and the application's resources around it.
+void enterExtension() {
+  NSBundle::setMainBundle(
+      NSBundle::bundleWithPath(NSBundle::mainBundle()->builtInPlugInsPath() + "/Share.appex"));
+}
+
+std::shared_ptr<UIWindow> windowWith(const Screen& screen) {
   const auto& palette = TasklaneAppearance::currentAppearance();
   const auto window = std::make_shared<UIWindow>(CGRect({0, 0}, screen.size));
   window->setBackgroundColor(palette.BackgroundColor());
@@ -48,6 +57,27 @@ bool draw(const Screen& screen, const std::filesystem::path& file, CGFloat scale
   window->makeKeyAndVisible();
   notifyChildrenThatAppearanceDidChange(controller, TasklaneAppearance::appearance());
   if (screen.arrange) screen.arrange(*controller);
+  return window;
+}
+
+/// Until the person closes it. Answers the exit status.
+int show(const std::string& name) {
+  enterExtension();
+  for (const auto& screen : allScreens()) {
+    if (screen.name != name) continue;
+    const auto window = windowWith(screen);
+    window->setCloseHandler([] { NSRunLoop::mainRunLoop().stop(); });
+    window->setTitle("Tasklane");
+    NSRunLoop::mainRunLoop().run();
+    window->close();
+    return EXIT_SUCCESS;
+  }
+  NSLog("gallery: there is no picture named " + name);
+  return EXIT_FAILURE;
+}
+
+bool draw(const Screen& screen, const std::filesystem::path& file, CGFloat scale) {
+  const auto window = windowWith(screen);
   const auto drawn = backend::snapshotWindow(*window, file, scale);
   window->close();
   if (!drawn) NSLog("gallery: " + drawn.error().description);
@@ -59,10 +89,7 @@ int drawAll(const std::filesystem::path& folder) {
   const CGFloat scale = backend::mainScreenScale();
   const bool isRightToLeft =
       backend::layoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft;
-  // As the extension sees it: its own texts, and the application's resources around it.
-  const auto application = NSBundle::mainBundle();
-  NSBundle::setMainBundle(
-      NSBundle::bundleWithPath(application->builtInPlugInsPath() + "/Share.appex"));
+  enterExtension();
   const auto screens = allScreens();
   bool good = true;
   for (unsigned palette = 0; palette < std::size(kPalettes); ++palette) {
@@ -101,14 +128,16 @@ int drawInProcess(const char* language, const char* scale, const char* folder) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE;
 }
 
-/// What the drawing processes work in: a shared store of their own, so that nobody's queue and
-/// catalogue are touched, and a pretended screen on which every window fits at every scale.
+/// A shared store of this program's own, so that nobody's queue and catalogue are touched.
 class TemporaryPlace {
  public:
   TemporaryPlace() {
     folder_ = (std::filesystem::temp_directory_path() / "tasklane-gallery-XXXXXX").string();
     if (!mkdtemp(folder_.data())) return;
     setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
+  }
+  /// For the drawing processes: every window fits on it at every scale.
+  void pretendScreen() const {
     const std::string screen = folder_ + "/screen.json";
     std::ofstream(screen) << R"({"screens": [{"name": "gallery", "x": 0, "y": 0, "width": 4000,
         "height": 4000, "logicalDpi": 96, "logicalBaseDpi": 96, "dpr": 1}]})";
@@ -131,11 +160,18 @@ int run(int argc, char** argv) {
     backend::start(argc, argv, "tasklane-gallery");
     return drawAll(folder);
   }
-  if (argc != 2 || argv[1][0] == '-') {
+  const bool shows = argc == 3 && std::string(argv[1]) == "--show";
+  if (!shows && (argc != 2 || argv[1][0] == '-')) {
     NSLog(kUsage);
     return 64;
   }
   const TemporaryPlace place;
+  if (shows) {
+    const std::string name = argv[2];
+    backend::start(argc, argv, "tasklane-gallery");
+    return show(name);
+  }
+  place.pretendScreen();
   int worst = EXIT_SUCCESS;
   for (const char* language : kLanguages)
     for (const char* scale : kScales)
