@@ -20,8 +20,8 @@ bool SharedFutex::sleep(std::span<const Awaited> words, std::chrono::steady_cloc
   long woken = -1;
   if (words.size() == 1) {
     // The shorter way through the kernel.
-    woken =
-        syscall(SYS_futex, words[0].word, FUTEX_WAIT_BITSET, words[0].value, timeout, nullptr, bits);
+    woken = syscall(SYS_futex, words[0].word, FUTEX_WAIT_BITSET, words[0].value, timeout, nullptr,
+                    bits);
   } else {
     if (words.size() > kMostWords) return false;
     std::array<futex_waitv, kMostWords> waiters;

@@ -30,8 +30,8 @@ class SharedFutex {
   /// The moment that never comes. Waiting for it takes less than waiting for any other.
   static constexpr auto kNever = std::chrono::steady_clock::time_point::max();
 
-  /// Sleeps until a word is woken or the moment comes, and now and then for no reason. False, at once, when the system refuses: old ones and some containers know only sleeps
-  /// on one word.
+  /// Sleeps until a word is woken or the moment comes, and now and then for no reason. False, at
+  /// once, when the system refuses: old ones and some containers know only sleeps on one word.
   static bool sleep(std::span<const Awaited> words, std::chrono::steady_clock::time_point until,
                     std::uint32_t bits = kEverybody);
 
