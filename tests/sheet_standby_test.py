@@ -1,6 +1,7 @@
 """The sheet's process that waits, started, for the next request: who shares must not notice but for the time."""
 import os
 import pathlib
+import select
 import signal
 import struct
 import subprocess
@@ -8,6 +9,8 @@ import unittest
 import zlib
 
 from desktop import TASKLANE, Desktop, wait_for
+
+PHOTO = pathlib.Path(__file__).resolve().parent.parent / "resources" / "sample" / "photo.jpg"
 
 
 class SheetStandbyTest(unittest.TestCase):
@@ -62,11 +65,14 @@ class SheetStandbyTest(unittest.TestCase):
         self.waiting_process(other_than=self.waiting)
 
     def test_end_of_either_side_is_seen_by_the_other(self):
-        caller = self.share("--text", "Left alone")
+        caller = self.share("--image", str(PHOTO))
         self.assertEqual(self.window_process(), self.waiting)
+        attachments = pathlib.Path(self.desktop.folder, "groups", "group.com.kestrelworks.Tasklane", "attachments")
+        wait_for("the photo", lambda: list(attachments.glob("*.jpg")))
         caller.kill()
         wait_for("the sheet to go with its caller", lambda: not self.desktop.windows())
         self.waiting_process(other_than=self.waiting)
+        self.assertEqual(list(attachments.iterdir()), [], "a cancelled sheet leaves nothing")
 
         caller = self.desktop.start([TASKLANE, "share", "--text", "Lost"], stderr=subprocess.PIPE, text=True)
         self.desktop.window = wait_for("the sheet's window", self.desktop.windows)[0]
@@ -76,6 +82,27 @@ class SheetStandbyTest(unittest.TestCase):
         self.assertRegex(caller.stderr.read(), "^tasklane: The sheet was lost: .+[.]\n$")
         caller.stderr.close()
         self.assertEqual(self.desktop.queue(), [])
+
+    def test_who_waits_holds_nothing_of_who_started_it(self):
+        reader, writer = os.pipe()
+        with os.fdopen(reader) as end:
+            os.kill(self.waiting, signal.SIGKILL)
+            caller = self.desktop.start([TASKLANE, "share", "--text", "Last line"], pass_fds=[writer])
+            os.close(writer)
+            wait_for("the sheet's window", self.desktop.windows)
+            self.waiting_process(other_than=self.waiting)
+            caller.kill()
+            self.assertTrue(select.select([end], [], [], 20)[0], "the pipe has ended with the sheet")
+
+    def test_folder_named_from_where_the_caller_works(self):
+        self.desktop.environment["TASKLANE_GROUP_CONTAINERS"] = "here"
+        caller = self.desktop.start([TASKLANE, "share", "--text", "Near"], cwd=self.desktop.folder)
+        self.desktop.window = wait_for("the sheet's window", self.desktop.windows)[0]
+        self.assertEqual(self.window_process(), caller.pid)
+        self.desktop.activate()
+        self.desktop.keys("Escape")
+        self.assertEqual(caller.wait(20), 1)
+        self.assertEqual(self.waiting_process(), self.waiting)
 
     def test_two_callers_at_once_get_a_sheet_each(self):
         callers = [self.desktop.start([TASKLANE, "share", "--text", text]) for text in ("One", "Two")]

@@ -75,6 +75,9 @@ std::string conditions(const std::string& program, Environment environment) {
 std::optional<std::string> placePath() {
   const char* wished = std::getenv("TASKLANE_STANDBY");
   if (wished && std::string_view(wished) == "0") return {};
+  // Named from where the caller works, which who waits does not know yet.
+  const char* containers = std::getenv("TASKLANE_GROUP_CONTAINERS");
+  if (containers && *containers && *containers != '/') return {};
   const char* folder = std::getenv("XDG_RUNTIME_DIR");
   struct stat state {};
   if (!folder || ::stat(folder, &state) != 0) return {};
@@ -248,6 +251,8 @@ void startProcess(const std::string& program, const Environment& environment) {
   posix_spawn_file_actions_init(&files);
   for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     posix_spawn_file_actions_addopen(&files, descriptor, "/dev/null", O_RDWR, 0);
+  // What this process was given to hold, a lock or the end of a pipe, is not to be held for longer.
+  posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
   posix_spawn_file_actions_addchdir_np(&files, "/");
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);

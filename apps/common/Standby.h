@@ -13,8 +13,9 @@
 ///
 /// At most one process waits in a session, at a socket in $XDG_RUNTIME_DIR. It serves one request
 /// and ends; each sheet that is shown has the next one started. Where there is no such folder of
-/// the user's own, or TASKLANE_STANDBY is 0, nobody waits, and each sheet's process is started when
-/// it is asked for: nothing depends on this but time.
+/// the user's own, or TASKLANE_STANDBY is 0, or TASKLANE_GROUP_CONTAINERS is no whole path, nobody
+/// waits, and each sheet's process is started when it is asked for: nothing depends on this but
+/// time.
 namespace tasklane::standby {
 
 /// "NAME=value" each, as the process found them.

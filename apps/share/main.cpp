@@ -121,13 +121,13 @@ void startToolkit(int& argc, char** argv) {
 
 /// Shows the sheet of a request until its end, and has a process started for the next one.
 int runSheet(const std::shared_ptr<NSExtensionContext>& context,
-             const standby::Environment& environment) {
+             const standby::Environment& environment, int hangUp = -1) {
   bool isStarted = false;
   const auto startNext = [&] {
     if (!std::exchange(isStarted, true)) standby::startProcess(programPath(), environment);
   };
   const auto soon = NSRunLoop::mainRunLoop().addTimer(kUntilNextIsStarted, startNext);
-  const int code = NSExtensionMain(context);
+  const int code = NSExtensionMain(context, hangUp);
   startNext();
   return code;
 }
@@ -157,10 +157,7 @@ int standBy(int& argc, char** argv, const standby::Environment& environment) {
     return code;
   }
   const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
-  const auto hangUp = loop.addDescriptor(place->caller(), [&] {
-    context->cancelRequestWithError({NSError::Kind::Cancelled, "Who shared this is gone."});
-  });
-  const int code = runSheet(context, environment);
+  const int code = runSheet(context, environment, place->caller());
   place->finish(code);
   return code;
 }

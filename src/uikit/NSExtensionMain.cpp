@@ -95,9 +95,16 @@ class ExtensionWindow {
 
 }  // namespace
 
-int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context) {
-  const ExtensionWindow extension(context);
+int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context, int hangUp) {
+  ExtensionWindow extension(context);
   if (!extension.window()) return kNoPrincipalClass;
+  std::shared_ptr<NSRunLoop::Source> bell;
+  if (hangUp >= 0) {
+    bell = NSRunLoop::mainRunLoop().addDescriptor(hangUp, [&] {
+      bell = nullptr;
+      extension.cancelRequest();
+    });
+  }
   context->setEndHandler([](NSExtensionContext::State) { NSRunLoop::mainRunLoop().stop(); });
   if (context->state() == NSExtensionContext::State::Running) {
     extension.window()->makeKeyAndVisible();

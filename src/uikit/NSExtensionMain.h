@@ -13,7 +13,10 @@ namespace tasklane {
 /// (NSExtension, NSExtensionPrincipalClass), makes it, hands it the request, shows its sheet in a
 /// window and runs until the request is completed or cancelled. Answers the exit code: 0 completed,
 /// 1 cancelled, 70 when the bundle names no known class. The backend has been started before.
-int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context);
+///
+/// Once the descriptor is readable nobody waits for the sheet any more: it is cancelled, as if its
+/// window had been closed.
+int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context, int hangUp = -1);
 
 /// Draws the sheet as NSExtensionMain would open it, with everything loaded, into a PNG file at a
 /// number of pixels per point, and cancels the request.
