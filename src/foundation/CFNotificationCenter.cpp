@@ -308,6 +308,7 @@ void CFNotificationCenter::State::endSleep() {
   wakeUp = true;
   if (!asleep) return;
   const std::lock_guard lock(mutex);
+  sleptOn->restoreLength();
   sleptOn->wakeSleepers(ownBit());
 }
 

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
@@ -93,6 +94,18 @@ TEST_F(CFNotificationCenterWaitingTest, APostIsAtMostOneLateWhenItsPosterIsKille
     EXPECT_TRUE(echoes.waitForRound(round += 2)) << (rings ? "rung" : "counted");
   }
   munmap(bytes, 4096);
+}
+
+/// Who waits has to look for itself then, and must not fall over the missing page first.
+TEST_F(CFNotificationCenterWaitingTest, AFileCutShortWakesEveryKindOfListener) {
+  const Echoes echoes("cut short");
+  for (int round = 1; round <= 2; ++round) {
+    echoes.expectAllWaiting();
+    const std::string path =
+        NotifyCounter::open(CFNotificationCenter::folder(), "cut short").value()->path();
+    ASSERT_EQ(truncate(path.c_str(), 0), 0);
+    EXPECT_TRUE(echoes.waitForRound(round)) << "in round " << round;
+  }
 }
 
 TEST_F(CFNotificationCenterWaitingTest, HearsAChildThatWasForkedFromASleeper) {

@@ -15,11 +15,13 @@ std::unique_ptr<DescriptorLookout> DescriptorLookout::start(int fileDescriptor,
   auto state = std::make_shared<State>();
   state->fileDescriptor = fileDescriptor;
   state->onReadable = std::move(onReadable);
-  // A signal that the program waits for must not end up in a thread that does not expect it.
-  sigset_t all;
+  // A signal that the program waits for must not end up in a thread that does not expect it. What
+  // the thread itself brings about is its own: blocked, it would end the program unhandled.
+  sigset_t others;
   sigset_t before;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &before);
+  sigfillset(&others);
+  for (const int own : {SIGBUS, SIGSEGV, SIGFPE, SIGILL}) sigdelset(&others, own);
+  pthread_sigmask(SIG_SETMASK, &others, &before);
   bool started = true;
   try {
     std::thread([state] { run(*state); }).detach();

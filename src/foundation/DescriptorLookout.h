@@ -9,7 +9,7 @@ namespace tasklane {
 /// A thread that waits for a descriptor while the main thread sleeps on something else.
 ///
 /// It reports once and then rests until resume(). There is no way to end it: it sleeps until the
-/// process ends, with every signal blocked, and never touches what the descriptor carries.
+/// process ends, with the signals of others blocked, and never touches what the descriptor carries.
 class DescriptorLookout {
  public:
   /// None when the system grants no thread. The descriptor stays open as long as the process lives.

@@ -121,6 +121,13 @@ void NotifyCounter::wakeSleepers(std::uint32_t bits) {
   SharedFutex::wake(layout().bell, bits);
 }
 
+void NotifyCounter::restoreLength() {
+  const auto length = static_cast<off_t>(mapping_.size());
+  struct stat status {};
+  if (fstat(file_.get(), &status) != 0 || status.st_size >= length) return;
+  [[maybe_unused]] const int failure = ftruncate(file_.get(), length);
+}
+
 void NotifyCounter::retire() {
   layout().posts.fetch_or(kRetired);
   wakeSleepers();

@@ -52,6 +52,10 @@ class NotifyCounter {
   /// The bit that every sleeper hears; the others are free for a process's own use.
   static constexpr std::uint32_t kPostBit = 1;
 
+  /// Makes the file as long again as it was, with zeros, where somebody has cut it short: otherwise
+  /// there is nothing left by which its sleepers could be woken.
+  void restoreLength();
+
   /// Turns later posts away and wakes everybody, to look for the successor.
   void retire();
   bool retired() const;
