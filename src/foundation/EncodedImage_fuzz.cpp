@@ -8,18 +8,17 @@
 #include <unistd.h>
 #include <zlib.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "foundation/EncodedImage.h"
+#include "foundation/RandomDamage.h"
 #include "foundation/TestPictures.h"
 
 using namespace tasklane;
@@ -29,72 +28,21 @@ namespace {
 /// Larger ones are decoded by the same code, only longer.
 constexpr std::uint64_t kMostPixels = 500'000;
 
-class Mutator {
- public:
-  explicit Mutator(unsigned int seed) : random_(seed) {}
-
-  std::string damage(const std::vector<std::string>& seeds) {
-    std::string bytes = seeds[below(seeds.size())];
-    for (std::size_t count = 1 + below(6); count > 0 && !bytes.empty(); --count)
-      change(bytes, seeds);
-    if (bytes.starts_with("\x89PNG") && below(4) != 0) repairChecksums(bytes);
-    return bytes;
+/// Otherwise nearly every damaged chunk would be refused before it is looked at.
+void repairChecksums(std::string& bytes) {
+  std::size_t at = 8;
+  while (at + 12 <= bytes.size()) {
+    std::size_t length = 0;
+    for (std::size_t i = 0; i < 4; ++i)
+      length = length << 8 | static_cast<unsigned char>(bytes[at + i]);
+    if (length > bytes.size() - at - 12) return;
+    const auto* chunk = reinterpret_cast<const Bytef*>(bytes.data() + at + 4);
+    const unsigned long sum = crc32(0, chunk, static_cast<uInt>(length + 4));
+    for (std::size_t i = 0; i < 4; ++i)
+      bytes[at + 8 + length + i] = static_cast<char>(sum >> (24 - 8 * i));
+    at += 12 + length;
   }
-
- private:
-  std::size_t below(std::size_t limit) { return limit == 0 ? 0 : random_() % limit; }
-
-  /// More often near the front, where the headers are.
-  std::size_t place(const std::string& bytes) {
-    return below(2) == 0 ? below(std::min<std::size_t>(bytes.size(), 200)) : below(bytes.size());
-  }
-
-  void change(std::string& bytes, const std::vector<std::string>& seeds) {
-    const std::size_t at = place(bytes);
-    switch (below(7)) {
-      case 0:
-        bytes[at] = static_cast<char>(bytes[at] ^ (1 << below(8)));
-        break;
-      case 1:
-        bytes[at] = static_cast<char>(random_());
-        break;
-      case 2:
-        bytes[at] = "\0\1\x7F\x80\xFF\xFE"[below(6)];
-        break;
-      case 3:
-        bytes.resize(at);
-        break;
-      case 4:
-        bytes.erase(at, 1 + below(16));
-        break;
-      case 5:
-        bytes.insert(at, bytes.substr(place(bytes), 1 + below(40)));
-        break;
-      default: {
-        const std::string& other = seeds[below(seeds.size())];
-        bytes = bytes.substr(0, at) + other.substr(std::min(at, other.size()));
-      }
-    }
-  }
-
-  /// Otherwise nearly every damaged chunk would be refused before it is looked at.
-  static void repairChecksums(std::string& bytes) {
-    std::size_t at = 8;
-    while (at + 12 <= bytes.size()) {
-      std::size_t length = 0;
-      for (std::size_t i = 0; i < 4; ++i)
-        length = length << 8 | static_cast<unsigned char>(bytes[at + i]);
-      if (length > bytes.size() - at - 12) return;
-      const auto* chunk = reinterpret_cast<const Bytef*>(bytes.data() + at + 4);
-      const unsigned long sum = crc32(0, chunk, static_cast<uInt>(length + 4));
-      for (std::size_t i = 0; i < 4; ++i)
-        bytes[at + 8 + length + i] = static_cast<char>(sum >> (24 - 8 * i));
-      at += 12 + length;
-    }
-  }
-
-  std::mt19937 random_;
-};
+}
 
 std::vector<std::string> builtIn() {
   using namespace pictures;
@@ -148,7 +96,8 @@ void keep(std::FILE* file, const std::string& bytes) {
 
 int main(int argc, char** argv) {
   const int seconds = argc > 1 ? std::atoi(argv[1]) : 10;
-  Mutator mutator(argc > 2 ? static_cast<unsigned int>(std::atoi(argv[2])) : 1);
+  RandomDamage damage(argc > 2 ? static_cast<unsigned int>(std::atoi(argv[2])) : 1,
+                      RandomDamage::Places::MoreOftenInHeaders, {});
   std::vector<std::string> seeds = builtIn();
   for (int i = 3; i < argc; ++i) {
     std::ifstream file(argv[i], std::ios::binary);
@@ -160,7 +109,8 @@ int main(int argc, char** argv) {
   if (!last) return 1;
   long count = 0;
   for (; std::chrono::steady_clock::now() < end; ++count) {
-    const std::string bytes = mutator.damage(seeds);
+    std::string bytes = damage.damaged(seeds);
+    if (bytes.starts_with("\x89PNG") && damage.below(4) != 0) repairChecksums(bytes);
     keep(last.get(), bytes);
     const auto start = std::chrono::steady_clock::now();
     std::string wrong = check(bytes);

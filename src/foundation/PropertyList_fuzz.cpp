@@ -9,11 +9,12 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/NSPropertyListSerialization.h"
+#include "foundation/RandomDamage.h"
 
 using namespace tasklane;
 
@@ -57,56 +58,12 @@ std::vector<std::string> seedDocuments() {
                      "0001010000000000000020000000000000000000000000000000bf")};
 }
 
-class Mutator {
- public:
-  explicit Mutator(unsigned int seed) : random_(seed) {}
-
-  std::string damage(const std::vector<std::string>& seeds) {
-    std::string bytes = seeds[below(seeds.size())];
-    for (std::size_t count = 1 + below(5); count > 0 && !bytes.empty(); --count)
-      change(bytes, seeds[below(seeds.size())]);
-    return bytes;
-  }
-
- private:
-  std::size_t below(std::size_t limit) { return random_() % limit; }
-
-  void change(std::string& bytes, const std::string& other) {
-    static const char* const words[] = {
-        "<dict>",    "</dict>",   "<array>", "</array>", "<key>",        "<string>",
-        "</string>", "&amp;",     "&#0;",    "&#13;",    "<!--",         "-->",
-        "<?",        "<![CDATA[", "]]>",     "{",        "};",           "(",
-        ")",         "\\U",       "\"",      "/*",       "\xEF\xBF\xBF", "\xED\xA0\x80"};
-    const std::size_t at = below(bytes.size());
-    switch (below(8)) {
-      case 0:
-        bytes[at] = static_cast<char>(bytes[at] ^ (1 << below(8)));
-        break;
-      case 1:
-        bytes[at] = static_cast<char>(random_());
-        break;
-      case 2:
-        bytes[at] = "\0\1\x7F\x80\xFF\xA1\xD1\x0F"[below(8)];
-        break;
-      case 3:
-        bytes.resize(at);
-        break;
-      case 4:
-        bytes.erase(at, 1 + below(12));
-        break;
-      case 5:
-        bytes.insert(at, bytes.substr(below(bytes.size()), 1 + below(40)));
-        break;
-      case 6:
-        bytes.insert(at, words[below(std::size(words))]);
-        break;
-      default:
-        bytes.replace(at, below(20), other.substr(below(other.size()), below(40)));
-    }
-  }
-
-  std::mt19937 random_;
-};
+std::vector<std::string_view> words() {
+  return {"<dict>",    "</dict>",   "<array>", "</array>", "<key>",        "<string>",
+          "</string>", "&amp;",     "&#0;",    "&#13;",    "<!--",         "-->",
+          "<?",        "<![CDATA[", "]]>",     "{",        "};",           "(",
+          ")",         "\\U",       "\"",      "/*",       "\xEF\xBF\xBF", "\xED\xA0\x80"};
+}
 
 [[noreturn]] void broken(const char* promise, const std::string& document) {
   std::fprintf(stderr, "%s\n", promise);
@@ -149,7 +106,8 @@ bool check(const std::string& document) {
 
 int main(int argc, char** argv) {
   const std::chrono::duration<double> limit(argc > 1 ? std::atof(argv[1]) : 2);
-  Mutator mutator(argc > 2 ? static_cast<unsigned int>(std::atoi(argv[2])) : 1);
+  RandomDamage damage(argc > 2 ? static_cast<unsigned int>(std::atoi(argv[2])) : 1,
+                      RandomDamage::Places::Anywhere, words());
   const std::vector<std::string> seeds = seedDocuments();
   for (const std::string& seed : seeds)
     if (!check(seed)) broken("a whole document is refused", seed);
@@ -157,7 +115,7 @@ int main(int argc, char** argv) {
   const auto start = std::chrono::steady_clock::now();
   std::size_t documents = 0, accepted = 0;
   while (std::chrono::steady_clock::now() - start < limit) {
-    accepted += check(mutator.damage(seeds));
+    accepted += check(damage.damaged(seeds));
     ++documents;
   }
   std::printf("%zu documents, %zu of them accepted\n", documents, accepted);

@@ -1,5 +1,7 @@
 #include "uikit/qt/Keyboard.h"
 
+#include <QGuiApplication>
+#include <QInputMethod>
 #include <QKeyEvent>
 #include <algorithm>
 #include <cmath>
@@ -95,6 +97,15 @@ void collect(UIView& view, std::vector<QWidget*>& found) {
 }
 
 }  // namespace
+
+void handleKeyWhileComposing(QKeyEvent& event) {
+  QInputMethod& method = *QGuiApplication::inputMethod();
+  if (event.key() == Qt::Key_Escape)
+    method.reset();
+  else
+    method.commit();
+  event.accept();
+}
 
 bool handleWindowKey(QKeyEvent& event, UIView& view) {
   const bool isReturn = event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter;

@@ -18,6 +18,10 @@ namespace tasklane::qt {
 /// do). Answers whether the event was one of them; the view may be gone afterwards.
 bool handleWindowKey(QKeyEvent& event, UIView& view);
 
+/// A key that reaches a text in which an input method composes belongs to the method: Escape drops
+/// the candidate, every other key confirms it, and does nothing else.
+void handleKeyWhileComposing(QKeyEvent& event);
+
 /// The search field that belongs to a table: in it, or on the same screen. Null if none.
 std::shared_ptr<UISearchBar> searchBarFor(const UIView& view);
 /// The table that a search field searches, or null.

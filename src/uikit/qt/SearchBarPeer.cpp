@@ -2,8 +2,6 @@
 
 #include <QAbstractButton>
 #include <QFocusEvent>
-#include <QGuiApplication>
-#include <QInputMethod>
 #include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -73,15 +71,7 @@ class SearchField : public QLineEdit {
 
   void keyPressEvent(QKeyEvent* event) override {
     if (!searchBar()) return;
-    if (composing_) {
-      // The key belongs to the input method: Return confirms, Escape drops the candidate.
-      if (event->key() == Qt::Key_Escape)
-        QGuiApplication::inputMethod()->reset();
-      else
-        QGuiApplication::inputMethod()->commit();
-      event->accept();
-      return;
-    }
+    if (composing_) return handleKeyWhileComposing(*event);
     if (handleWindowKey(*event, *searchBar())) return;
     switch (event->key()) {
       case Qt::Key_Down:

@@ -1,8 +1,6 @@
 #include "uikit/qt/TextViewPeer.h"
 
 #include <QFocusEvent>
-#include <QGuiApplication>
-#include <QInputMethod>
 #include <QInputMethodEvent>
 #include <QKeyEvent>
 #include <QPainter>
@@ -117,15 +115,7 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
 
   void keyPressEvent(QKeyEvent* event) override {
     if (!view()) return;
-    if (composing_) {
-      // The key belongs to the input method: Return confirms, Escape drops the candidate.
-      if (event->key() == Qt::Key_Escape)
-        QGuiApplication::inputMethod()->reset();
-      else
-        QGuiApplication::inputMethod()->commit();
-      event->accept();
-      return;
-    }
+    if (composing_) return handleKeyWhileComposing(*event);
     if (handleWindowKey(*event, *view())) return;
     QPlainTextEdit::keyPressEvent(event);
   }
