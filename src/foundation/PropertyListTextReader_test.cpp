@@ -99,6 +99,7 @@ TEST(PropertyListText, DescribesAValueOnOneLineThatReadsBack) {
   const auto back = Serialization::propertyListWithData(line);
   ASSERT_TRUE(back.ok()) << back.error().description;
   EXPECT_EQ(*back.value().plist.valueForKey("text"), *value.valueForKey("text"));
+  EXPECT_EQ(Serialization::describe("bplist00"), "\"bplist00\"") << "or it seems to be binary";
 }
 
 }  // namespace

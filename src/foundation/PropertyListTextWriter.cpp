@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "foundation/PropertyListBinaryReader.h"
 #include "foundation/PropertyListSyntax.h"
 #include "foundation/PropertyListTextReader.h"
 #include "foundation/UTF8.h"
@@ -70,7 +71,8 @@ class Writer {
   }
 
   void writeString(std::string_view string) {
-    if (isUnquotedText(string)) {
+    // At the front of a document the binary format's signature would be taken for one.
+    if (isUnquotedText(string) && !string.starts_with(binarySignature)) {
       out += string;
       return;
     }
