@@ -2,6 +2,7 @@
 import os
 import pathlib
 import select
+import shutil
 import signal
 import struct
 import subprocess
@@ -24,6 +25,7 @@ class SheetStandbyTest(unittest.TestCase):
         self.waiting = self.waiting_process()
         self.desktop.keys("Escape")
         self.assertEqual(first.wait(20), 1)
+        self.attachments = pathlib.Path(self.desktop.folder, "groups", "group.com.kestrelworks.Tasklane", "attachments")
 
     def share(self, *arguments, **environment):
         self.desktop.environment.update(environment)
@@ -67,12 +69,11 @@ class SheetStandbyTest(unittest.TestCase):
     def test_end_of_either_side_is_seen_by_the_other(self):
         caller = self.share("--image", str(PHOTO))
         self.assertEqual(self.window_process(), self.waiting)
-        attachments = pathlib.Path(self.desktop.folder, "groups", "group.com.kestrelworks.Tasklane", "attachments")
-        wait_for("the photo", lambda: list(attachments.glob("*.jpg")))
+        wait_for("the photo", lambda: list(self.attachments.glob("*.jpg")))
         caller.kill()
         wait_for("the sheet to go with its caller", lambda: not self.desktop.windows())
         self.waiting_process(other_than=self.waiting)
-        self.assertEqual(list(attachments.iterdir()), [], "a cancelled sheet leaves nothing")
+        self.assertEqual(list(self.attachments.iterdir()), [], "a cancelled sheet leaves nothing")
 
         caller = self.desktop.start([TASKLANE, "share", "--text", "Lost"], stderr=subprocess.PIPE, text=True)
         self.desktop.window = wait_for("the sheet's window", self.desktop.windows)[0]
@@ -93,6 +94,15 @@ class SheetStandbyTest(unittest.TestCase):
             self.waiting_process(other_than=self.waiting)
             caller.kill()
             self.assertTrue(select.select([end], [], [], 20)[0], "the pipe has ended with the sheet")
+
+    def test_container_removed_meanwhile(self):
+        shutil.rmtree(self.desktop.folder + "/groups", ignore_errors=True)
+        caller = self.share("--text", "Anew", "--image", str(PHOTO))
+        self.assertEqual(self.window_process(), self.waiting)
+        wait_for("the photo", lambda: list(self.attachments.glob("*.jpg")))
+        self.desktop.keys("ctrl+Return")
+        self.assertEqual(caller.wait(20), 0)
+        self.assertEqual([a["info"]["attachments"] for a in self.desktop.queue()], [["1.jpg"]])
 
     def test_folder_named_from_where_the_caller_works(self):
         self.desktop.environment["TASKLANE_GROUP_CONTAINERS"] = "here"

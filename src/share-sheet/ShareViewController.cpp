@@ -91,9 +91,10 @@ void ShareViewController::didSelectPost() {
 }
 
 void ShareViewController::didSelectCancel() {
-  const std::string folder = TLXExternalAction::sharedAttachmentPath();
   for (const auto& name : attachmentFiles_) {
     if (unwrittenFiles_.contains(name)) continue;
+    // Asked for only now: a sheet without attachments leaves the folder to whoever needs it.
+    const std::string& folder = TLXExternalAction::sharedAttachmentPath();
     (void)NSFileManager::defaultManager().removeItemAtPath(folder + "/" + name);
   }
   attachmentFiles_.clear();
