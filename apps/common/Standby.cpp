@@ -81,7 +81,7 @@ std::optional<std::string> placePath() {
   const char* folder = std::getenv("XDG_RUNTIME_DIR");
   struct stat state {};
   if (!folder || ::stat(folder, &state) != 0) return {};
-  // Requests are private; the base directory specification asks for just this of the folder.
+  // Requests are private, as XDG_RUNTIME_DIR has to be (XDG Base Directories).
   if (!S_ISDIR(state.st_mode) || state.st_uid != ::geteuid() || (state.st_mode & 077) != 0)
     return {};
   const std::string path = std::string(folder) + "/tasklane-sheet";
@@ -118,10 +118,20 @@ bool becomesReadable(int descriptor, std::chrono::milliseconds limit) {
   return ::poll(&waiting, 1, static_cast<int>(limit.count())) == 1;
 }
 
-/// Room for the control message that carries descriptors.
-union DescriptorMessage {
-  cmsghdr header;
-  char bytes[CMSG_SPACE(kLentDescriptors * sizeof(int))];
+/// A message of some bytes, with room for the descriptors that go with them.
+struct Message {
+  Message(char* text, std::size_t size) : part{text, size} {
+    header.msg_iov = &part;
+    header.msg_iovlen = 1;
+    header.msg_control = control;
+    header.msg_controllen = sizeof control;
+  }
+  Message(const Message&) = delete;
+  Message& operator=(const Message&) = delete;
+
+  iovec part;
+  alignas(cmsghdr) char control[CMSG_SPACE(kLentDescriptors * sizeof(int))]{};
+  msghdr header{};
 };
 
 /// A caller's letter: its file mode mask, its activation token, and its conditions.
@@ -132,20 +142,14 @@ std::string letter(const std::string& conditions) {
   return std::to_string(mask) + '\n' + (token ? token : "") + '\n' + conditions;
 }
 
-bool sendCall(int socket, const std::string& text,
-              const std::array<int, kLentDescriptors>& descriptors) {
-  iovec part{const_cast<char*>(text.data()), text.size()};
-  DescriptorMessage control{};
-  msghdr message{};
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  message.msg_control = control.bytes;
-  message.msg_controllen = sizeof control.bytes;
-  control.header.cmsg_level = SOL_SOCKET;
-  control.header.cmsg_type = SCM_RIGHTS;
-  control.header.cmsg_len = CMSG_LEN(sizeof descriptors);
-  std::memcpy(CMSG_DATA(&control.header), descriptors.data(), sizeof descriptors);
-  return ::sendmsg(socket, &message, MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+bool sendCall(int socket, std::string text, const std::array<int, kLentDescriptors>& descriptors) {
+  Message message(text.data(), text.size());
+  cmsghdr& control = *CMSG_FIRSTHDR(&message.header);
+  control.cmsg_level = SOL_SOCKET;
+  control.cmsg_type = SCM_RIGHTS;
+  control.cmsg_len = CMSG_LEN(sizeof descriptors);
+  std::memcpy(CMSG_DATA(&control), descriptors.data(), sizeof descriptors);
+  return ::sendmsg(socket, &message.header, MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
 }
 
 struct Letter {
@@ -159,15 +163,9 @@ std::optional<Letter> receiveCall(int socket) {
   const ssize_t size = ::recv(socket, nullptr, 0, MSG_PEEK | MSG_TRUNC);
   if (size <= 0) return {};
   std::string text(static_cast<std::size_t>(size), '\0');
-  iovec part{text.data(), text.size()};
-  DescriptorMessage control{};
-  msghdr message{};
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  message.msg_control = control.bytes;
-  message.msg_controllen = sizeof control.bytes;
-  if (::recvmsg(socket, &message, MSG_CMSG_CLOEXEC) != size) return {};
-  const cmsghdr* header = CMSG_FIRSTHDR(&message);
+  Message message(text.data(), text.size());
+  if (::recvmsg(socket, &message.header, MSG_CMSG_CLOEXEC) != size) return {};
+  const cmsghdr* header = CMSG_FIRSTHDR(&message.header);
   if (!header || header->cmsg_type != SCM_RIGHTS) return {};
   Letter call;
   std::array<int, kLentDescriptors> numbers;
