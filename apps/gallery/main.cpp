@@ -31,8 +31,7 @@ constexpr const char* kPalettes[] = {"default", "dark", "today"};
 constexpr const char* kLanguages[] = {"en", "he"};
 constexpr const char* kUsage =
     "gallery: say which folder to draw the pictures into, or which of them to show: gallery "
-    "FOLDER, "
-    "gallery --show NAME";
+    "FOLDER, gallery --show NAME";
 
 std::vector<Screen> allScreens() {
   std::vector<Screen> screens;

@@ -10,8 +10,8 @@ namespace {
 
 std::optional<std::string_view> textOf(const PropertyList& entry, const char* key) {
   const auto* value = entry.valueForKey(key);
-  return value && value->string() ? std::optional<std::string_view>(*value->string())
-                                  : std::nullopt;
+  if (!value || value->type() != PropertyList::Type::String) return std::nullopt;
+  return value->stringView();
 }
 
 std::optional<std::string> copied(std::optional<std::string_view> text) {

@@ -24,8 +24,8 @@ void walkInOrder(const Kind& kind, Callback callback) {
   const auto* order = publishedValueForKey(kind.orderKey);
   if (!entries || !order || !order->array()) return;
   for (const auto& identifier : *order->array()) {
-    if (!identifier.string()) continue;
-    const auto* entry = entries->valueForKey(*identifier.string());
+    if (identifier.type() != PropertyList::Type::String) continue;
+    const auto* entry = entries->valueForKey(identifier.stringView());
     if (entry && callback(*entry)) return;
   }
 }
@@ -59,7 +59,8 @@ std::optional<std::string> uniqueIDForEntryNamed(const Kind& kind, const std::st
   std::optional<std::string> result;
   walkInOrder(kind, [&](const PropertyList& entry) {
     const auto* entryTitle = entry.valueForKey(TLXContainerTitle);
-    if (!entryTitle || !entryTitle->string() || *entryTitle->string() != title) return false;
+    const bool isText = entryTitle && entryTitle->type() == PropertyList::Type::String;
+    if (!isText || entryTitle->stringView() != title) return false;
     const auto* identifier = entry.valueForKey("id");
     if (identifier && identifier->string()) result = *identifier->string();
     return true;

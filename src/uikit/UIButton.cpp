@@ -6,7 +6,6 @@
 #include "uikit/Backend.h"
 
 namespace tasklane {
-namespace {}
 
 UIButton::UIButton(CGRect frame)
     : UIView(frame), font_(UIFont::preferredFontForTextStyle(UIFontTextStyleBody)) {
