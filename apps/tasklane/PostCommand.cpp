@@ -1,12 +1,9 @@
-#include <sys/signalfd.h>
-#include <unistd.h>
-
-#include <csignal>
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
 #include "ShareCommand.h"
 #include "common/JSONFromPlist.h"
+#include "foundation/Interruption.h"
 #include "foundation/NSItemProvider.h"
 #include "foundation/NSOperationQueue.h"
 #include "foundation/NSRunLoop.h"
@@ -20,36 +17,6 @@ namespace {
 
 using nlohmann::json;
 
-/// From its making on, a request to end the process waits until the run loop can hear it.
-class Interruption {
- public:
-  Interruption() {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) ::sigaddset(&signals, signal);
-    ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    file_ = ::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (file_ < 0) return;
-    source_ = NSRunLoop::mainRunLoop().addDescriptor(file_, [this] {
-      signalfd_siginfo ignored;
-      happened_ |= ::read(file_, &ignored, sizeof ignored) > 0;
-    });
-  }
-  ~Interruption() {
-    source_.reset();
-    if (file_ >= 0) ::close(file_);
-  }
-  Interruption(const Interruption&) = delete;
-  Interruption& operator=(const Interruption&) = delete;
-
-  bool happened() const { return happened_; }
-
- private:
-  int file_ = -1;
-  bool happened_ = false;
-  std::shared_ptr<NSRunLoop::Source> source_;
-};
-
 void requirePublished(const char* kind, const std::optional<std::string>& name,
                       std::optional<std::string> (*identifier)(const std::string&)) {
   if (!name || identifier(*name)) return;
@@ -59,12 +26,15 @@ void requirePublished(const char* kind, const std::optional<std::string>& name,
                                        "` lists them. Nothing was saved."};
 }
 
-void waitForAttachments(const Interruption& interruption) {
-  const auto isDone = [&] {
-    return interruption.happened() ||
+void waitForAttachments() {
+  auto& runLoop = NSRunLoop::mainRunLoop();
+  // There is nothing to do but to look at the condition again.
+  const auto source = runLoop.addDescriptor(Interruption::descriptor(), [] {});
+  const auto isDone = [] {
+    return Interruption::happened() ||
            (NSItemProvider::outstandingLoads() == 0 && NSOperationQueue::mainQueue().empty());
   };
-  while (!NSRunLoop::mainRunLoop().runUntil(isDone, std::chrono::hours(1))) {
+  while (!runLoop.runUntil(isDone, std::chrono::hours(1))) {
   }
 }
 
@@ -87,11 +57,11 @@ void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& item
   requirePublished("project", options.project, TLXContainers::uniqueIDForProjectNamed);
   requirePublished("context", options.context, TLXContainers::uniqueIDForContextNamed);
 
-  const Interruption interruption;
+  Interruption::startNoting();
   const auto sheet = std::make_shared<ShareViewController>();
   sheet->beginRequestWithExtensionContext(std::make_shared<NSExtensionContext>(items));
-  waitForAttachments(interruption);
-  if (interruption.happened()) {
+  waitForAttachments();
+  if (Interruption::happened()) {
     sheet->didSelectCancel();
     throw Failure{ExitCode::Cancelled, "Interrupted; nothing was saved."};
   }
