@@ -9,7 +9,7 @@
 #include "foundation/NSBundle.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSPropertyListSerialization.h"
-#include "kestrel/KAAppearancePropertyList.h"
+#include "kestrel/views/KAAppearancePropertyList.h"
 
 namespace tasklane {
 namespace {

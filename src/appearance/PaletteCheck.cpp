@@ -6,7 +6,7 @@
 #include "foundation/NSBundle.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSURL.h"
-#include "kestrel/KAAppearancePropertyList.h"
+#include "kestrel/views/KAAppearancePropertyList.h"
 
 namespace tasklane {
 

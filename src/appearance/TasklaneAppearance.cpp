@@ -3,7 +3,7 @@
 #include <map>
 
 #include "foundation/NSNotificationCenter.h"
-#include "kestrel/KBFailure.h"
+#include "kestrel/base/KBFailure.h"
 #include "uikit/UIScreen.h"
 
 namespace tasklane {

@@ -6,8 +6,8 @@
 
 #include "appearance/StatusCircleAppearance.h"
 #include "appearance/TasklaneAppearanceKeys.h"
-#include "kestrel/KAAppearance.h"
-#include "kestrel/KAAppearanceColors.h"
+#include "kestrel/views/KAAppearance.h"
+#include "kestrel/views/KAAppearanceColors.h"
 #include "uikit/UIFont.h"
 #include "uikit/UIKeyboardAppearance.h"
 #include "uikit/UINavigationBar.h"

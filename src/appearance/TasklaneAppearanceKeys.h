@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <span>
 
-#include "kestrel/KAAppearanceKey.h"
+#include "kestrel/views/KAAppearanceKey.h"
 
 /// The vocabulary of the palettes: group, key and type of everything that a palette's property list
 /// may define. Accessors, checks and documentation are made from this table. A key's spelling is

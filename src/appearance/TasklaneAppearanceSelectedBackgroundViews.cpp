@@ -1,7 +1,7 @@
 #include "appearance/TasklaneAppearanceSelectedBackgroundViews.h"
 
 #include "appearance/TasklaneAppearance.h"
-#include "kestrel/KBFailure.h"
+#include "kestrel/base/KBFailure.h"
 
 namespace tasklane::detail {
 

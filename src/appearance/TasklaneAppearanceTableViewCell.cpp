@@ -3,8 +3,8 @@
 #include "appearance/TasklaneAppearance.h"
 #include "appearance/TasklaneAppearanceSelectedBackgroundViews.h"
 #include "appearance/TasklaneAppearanceTintableDisclosureIndicatorView.h"
-#include "kestrel/KBRecordBacktrace.h"
-#include "kestrel/UIView+KestrelUI.h"
+#include "kestrel/base/KBRecordBacktrace.h"
+#include "kestrel/views/UIView+KestrelUI.h"
 #include "uikit/UITableView.h"
 
 namespace tasklane {

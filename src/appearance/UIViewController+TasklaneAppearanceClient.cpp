@@ -1,6 +1,6 @@
 #include "appearance/UIViewController+TasklaneAppearanceClient.h"
 
-#include "kestrel/KBReplaceMethodImplementation.h"
+#include "kestrel/base/KBReplaceMethodImplementation.h"
 #include "uikit/UIWebView.h"
 
 namespace tasklane {

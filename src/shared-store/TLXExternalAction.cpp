@@ -7,7 +7,7 @@
 #include "foundation/NSFileManager.h"
 #include "foundation/NSLog.h"
 #include "foundation/NSUUID.h"
-#include "kestrel/KFEnumNameTable.h"
+#include "kestrel/base/KFEnumNameTable.h"
 #include "shared-store/TLXExternalItem.h"
 
 namespace tasklane {

@@ -11,7 +11,7 @@
 #include "foundation/NSNotificationCenter.h"
 #include "foundation/NSOperationQueue.h"
 #include "foundation/NSPropertyListSerialization.h"
-#include "kestrel/KBRecordBacktrace.h"
+#include "kestrel/base/KBRecordBacktrace.h"
 
 namespace tasklane {
 

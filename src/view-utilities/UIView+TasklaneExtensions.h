@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "kestrel/UIView+KestrelUI.h"
+#include "kestrel/views/UIView+KestrelUI.h"
 #include "uikit/NSLayoutConstraint.h"
 #include "uikit/UITableViewCell.h"
 #include "uikit/UIView.h"

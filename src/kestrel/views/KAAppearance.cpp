@@ -1,8 +1,8 @@
-#include "kestrel/KAAppearance.h"
+#include "kestrel/views/KAAppearance.h"
 
 #include "foundation/NSBundle.h"
 #include "foundation/NSLog.h"
-#include "kestrel/KAAppearancePropertyList.h"
+#include "kestrel/views/KAAppearancePropertyList.h"
 
 namespace tasklane {
 

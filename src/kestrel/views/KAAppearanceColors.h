@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kestrel/KAAppearance.h"
+#include "kestrel/views/KAAppearance.h"
 
 namespace tasklane {
 

@@ -7,7 +7,7 @@
 
 #include "foundation/NSError.h"
 #include "foundation/PropertyList.h"
-#include "kestrel/KAAppearanceKey.h"
+#include "kestrel/views/KAAppearanceKey.h"
 
 namespace tasklane {
 

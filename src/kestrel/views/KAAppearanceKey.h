@@ -8,7 +8,7 @@
 #include <variant>
 
 #include "foundation/PropertyList.h"
-#include "kestrel/KFEnumNameTable.h"
+#include "kestrel/base/KFEnumNameTable.h"
 #include "uikit/CGGeometry.h"
 #include "uikit/UIColor.h"
 

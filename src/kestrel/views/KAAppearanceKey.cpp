@@ -1,4 +1,4 @@
-#include "kestrel/KAAppearanceKey.h"
+#include "kestrel/views/KAAppearanceKey.h"
 
 #include <array>
 #include <cmath>

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "foundation/NSObject.h"
-#include "kestrel/KAAppearanceKey.h"
+#include "kestrel/views/KAAppearanceKey.h"
 #include "uikit/UIImage.h"
 
 namespace tasklane {

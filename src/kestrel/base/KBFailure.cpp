@@ -1,4 +1,4 @@
-#include "kestrel/KBFailure.h"
+#include "kestrel/base/KBFailure.h"
 
 #include "foundation/NSLog.h"
 

@@ -1,4 +1,4 @@
-#include "kestrel/KFEnumNameTable.h"
+#include "kestrel/base/KFEnumNameTable.h"
 
 namespace tasklane {
 

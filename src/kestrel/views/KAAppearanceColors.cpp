@@ -1,4 +1,4 @@
-#include "kestrel/KAAppearanceColors.h"
+#include "kestrel/views/KAAppearanceColors.h"
 
 namespace tasklane {
 

@@ -1,4 +1,4 @@
-#include "kestrel/UIView+KestrelUI.h"
+#include "kestrel/views/UIView+KestrelUI.h"
 
 #include <vector>
 

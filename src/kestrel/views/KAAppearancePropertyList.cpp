@@ -1,4 +1,4 @@
-#include "kestrel/KAAppearancePropertyList.h"
+#include "kestrel/views/KAAppearancePropertyList.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "kestrel/KBRecordBacktrace.h"
+#include "kestrel/base/KBRecordBacktrace.h"
 
 #include <string>
 

@@ -1,10 +1,10 @@
-#include "kestrel/KAAppearanceKey.h"
+#include "kestrel/views/KAAppearanceKey.h"
 
 #include <gtest/gtest.h>
 
 #include <limits>
 
-#include "kestrel/KAAppearancePropertyList.h"
+#include "kestrel/views/KAAppearancePropertyList.h"
 
 namespace tasklane {
 namespace {
