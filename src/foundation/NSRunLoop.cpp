@@ -197,6 +197,8 @@ bool NSRunLoop::State::waitAsleep(std::chrono::milliseconds limit) {
     stopSleeping();
     return false;
   }
+  // Blocks that blocks have added behind others have woken nobody.
+  if (!NSOperationQueue::mainQueue().empty()) return true;
   auto until = limit == kForever ? SharedFutex::kNever : SteadyClock::now() + limit;
   if (!timers.empty()) until = std::min(until, timers.begin()->first.first);
   lookout->resume();

@@ -95,6 +95,21 @@ TEST_P(NSRunLoopTest, RunsBlocksOfAnyThreadInOrder) {
   EXPECT_THAT(order, ::testing::UnorderedElementsAre(1, 2, 3, 4));
 }
 
+/// Nobody is woken for them: the queue was not empty when they came.
+TEST_P(NSRunLoopTest, RunsBlocksThatBlocksHaveAddedBehindOthers) {
+  auto& queue = NSOperationQueue::mainQueue();
+  std::string order;
+  queue.addOperationWithBlock([&] {
+    order += '1';
+    queue.addOperationWithBlock([&] { order += '3'; });
+  });
+  queue.addOperationWithBlock([&] { order += '2'; });
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(loop().runUntil([&] { return order.size() == 3; }, kLimit));
+  EXPECT_EQ(order, "123");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, kLimit) << "found only when the wait ended";
+}
+
 TEST_P(NSRunLoopTest, TimersFireOnceSoonestFirstUnlessCancelled) {
   std::vector<int> order;
   auto late = loop().addTimer(milliseconds(20), [&] { order.push_back(20); });
