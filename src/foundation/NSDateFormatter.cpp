@@ -1,11 +1,8 @@
 #include "foundation/NSDateFormatter.h"
 
-#include <unicode/simpletz.h>
-#include <unicode/smpdtfmt.h>
-#include <unicode/timezone.h>
-
-#include <cstdlib>
-#include <filesystem>
+#include <array>
+#include <cctype>
+#include <chrono>
 #include <string_view>
 
 #include "foundation/LocalTime.h"
@@ -14,114 +11,117 @@ namespace tasklane {
 
 namespace {
 
-std::string environment(const char* name) {
-  const char* const value = std::getenv(name);
-  return value ? value : "";
+using std::chrono::days, std::chrono::hours, std::chrono::minutes, std::chrono::seconds;
+
+constexpr std::array<std::string_view, 7> fieldNames{"yyyy", "MM", "dd", "HH", "mm", "ss", "ZZZ"};
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+void appendNumber(std::string& out, int number, std::size_t width) {
+  const std::string digits = std::to_string(number);
+  out.append(width - digits.size(), '0').append(digits);
 }
 
-/// The name of the locale in which dates are written.
-std::string currentLocale() {
-  for (const char* const name : {"LC_ALL", "LC_TIME", "LANG"})
-    if (std::string value = environment(name); !value.empty()) return value;
-  return "C";
-}
-
-/// The name of the current time zone, such as "America/Denver"; empty when the system does not say.
-std::string currentZone() {
-  constexpr std::string_view folder = "zoneinfo/";
-  std::string zone;
-  if (const char* const set = std::getenv("TZ")) {
-    zone = *set ? set : "UTC";
-    if (zone.starts_with(':')) zone.erase(0, 1);
-    if (zone.starts_with('/') && zone.find(folder) == zone.npos) return {};
-  } else {
-    std::error_code fault;
-    zone = std::filesystem::canonical("/etc/localtime", fault).string();
-    if (zone.find(folder) == zone.npos) return {};
+/// Takes a number of exactly that many digits off the front.
+std::optional<int> takeNumber(std::string_view& text, std::size_t width) {
+  if (text.size() < width) return std::nullopt;
+  int number = 0;
+  for (const char c : text.substr(0, width)) {
+    if (!isDigit(c)) return std::nullopt;
+    number = number * 10 + (c - '0');
   }
-  const std::size_t place = zone.rfind(folder);
-  return place == zone.npos ? zone : zone.substr(place + folder.size());
+  text.remove_prefix(width);
+  return number;
 }
 
-UDate milliseconds(NSDate date) { return date.time_since_epoch().count() * 1000; }
+/// Takes "-0730" off the front; minutes.
+std::optional<int> takeOffset(std::string_view& text) {
+  if (text.empty() || (text[0] != '+' && text[0] != '-')) return std::nullopt;
+  const int sign = text[0] == '-' ? -1 : 1;
+  text.remove_prefix(1);
+  const auto digits = takeNumber(text, 4);
+  if (!digits || *digits % 100 > 59 || *digits > 2459) return std::nullopt;
+  return sign * (*digits / 100 * 60 + *digits % 100);
+}
 
 }  // namespace
 
-/// The library's formatter is made when it is first needed, because that takes milliseconds, and
-/// anew when the locale or the time zone has changed.
-struct NSDateFormatter::State {
-  std::string pattern;
-  std::string locale, zone;
-  std::unique_ptr<icu::SimpleDateFormat> formatter;
-  bool zoneIsKnown = true;
-
-  /// The formatter for a moment: a zone that has no name here (such as TZ="<+0530>-5:30") is the
-  /// offset that the system tells for that moment.
-  icu::SimpleDateFormat* formatterAt(NSDate moment) {
-    std::string nowLocale = currentLocale(), nowZone = currentZone();
-    if (!formatter || locale != nowLocale || zone != nowZone) {
-      locale = std::move(nowLocale);
-      zone = std::move(nowZone);
-      make();
-    }
-    if (formatter && !zoneIsKnown) {
-      const auto local = localTime(moment);
-      const auto offset = static_cast<int32_t>(local ? local->tm_gmtoff * 1000 : 0);
-      formatter->adoptTimeZone(std::make_unique<icu::SimpleTimeZone>(offset, "Local").release());
-    }
-    return formatter.get();
+NSDateFormatter::Piece NSDateFormatter::takePiece(std::string_view& pattern) {
+  for (std::size_t i = 0; i < fieldNames.size(); ++i) {
+    if (!pattern.starts_with(fieldNames[i])) continue;
+    pattern.remove_prefix(fieldNames[i].size());
+    return {static_cast<Field>(i), '\0'};
   }
-
-  void make() {
-    UErrorCode status = U_ZERO_ERROR;
-    const icu::Locale named = locale == "C" || locale == "POSIX"
-                                  ? icu::Locale("en", "US", "POSIX")
-                                  : icu::Locale::createCanonical(locale.c_str());
-    formatter = std::make_unique<icu::SimpleDateFormat>(icu::UnicodeString::fromUTF8(pattern),
-                                                        named, status);
-    if (U_FAILURE(status)) {
-      formatter.reset();
-      return;
-    }
-    std::unique_ptr<icu::TimeZone> timeZone(
-        icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(zone)));
-    zoneIsKnown = *timeZone != icu::TimeZone::getUnknown();
-    formatter->adoptTimeZone(timeZone.release());
-    formatter->setLenient(false);
-    formatter->setBooleanAttribute(UDAT_PARSE_ALLOW_WHITESPACE, false, status);
-    formatter->setBooleanAttribute(UDAT_PARSE_PARTIAL_LITERAL_MATCH, false, status);
-  }
-};
-
-NSDateFormatter::NSDateFormatter() : state_(std::make_unique<State>()) {}
-NSDateFormatter::~NSDateFormatter() = default;
-
-void NSDateFormatter::setDateFormat(const std::string& pattern) {
-  state_->pattern = pattern;
-  state_->formatter.reset();
+  const char literal = pattern.front();
+  pattern.remove_prefix(1);
+  return {Field::Literal, literal};
 }
 
-const std::string& NSDateFormatter::dateFormat() const { return state_->pattern; }
+void NSDateFormatter::setDateFormat(const std::string& pattern) {
+  pattern_ = pattern;
+  pieces_.clear();
+  for (std::string_view rest = pattern; !rest.empty();) {
+    pieces_.push_back(takePiece(rest));
+    if (std::isalpha(static_cast<unsigned char>(pieces_.back().literal)) == 0) continue;
+    pieces_.clear();
+    return;
+  }
+}
 
 std::string NSDateFormatter::stringFromDate(NSDate date) const {
-  const icu::SimpleDateFormat* const formatter = state_->formatterAt(date);
+  const auto local = localTime(date);
+  if (!local || local->tm_year < -1900 || local->tm_year > 9999 - 1900) return {};
+  const auto offset = static_cast<int>(local->tm_gmtoff / 60);
+  const auto moment = std::chrono::floor<seconds>(date) + minutes(offset);
+  const auto day = std::chrono::floor<days>(moment);
+  const std::chrono::year_month_day ymd(day);
+  const std::chrono::hh_mm_ss time(moment - day);
+
+  const std::array<int, 6> numbers{static_cast<int>(ymd.year()),
+                                   static_cast<int>(static_cast<unsigned>(ymd.month())),
+                                   static_cast<int>(static_cast<unsigned>(ymd.day())),
+                                   static_cast<int>(time.hours().count()),
+                                   static_cast<int>(time.minutes().count()),
+                                   static_cast<int>(time.seconds().count())};
   std::string text;
-  if (!formatter) return text;
-  icu::UnicodeString formatted;
-  formatter->format(milliseconds(date), formatted);
-  formatted.toUTF8String(text);
+  for (const Piece& piece : pieces_) {
+    if (piece.field == Field::Literal) {
+      text += piece.literal;
+    } else if (piece.field == Field::Offset) {
+      text += offset < 0 ? '-' : '+';
+      appendNumber(text, std::abs(offset) / 60 * 100 + std::abs(offset) % 60, 4);
+    } else {
+      const auto field = static_cast<std::size_t>(piece.field);
+      appendNumber(text, numbers[field], fieldNames[field].size());
+    }
+  }
   return text;
 }
 
 std::optional<NSDate> NSDateFormatter::dateFromString(const std::string& text) const {
-  const icu::SimpleDateFormat* const formatter = state_->formatterAt(Clock::now());
-  if (!formatter) return std::nullopt;
-  const icu::UnicodeString wide = icu::UnicodeString::fromUTF8(text);
-  icu::ParsePosition position(0);
-  const UDate parsed = formatter->parse(wide, position);
-  if (position.getErrorIndex() >= 0 || position.getIndex() != wide.length() || wide.isEmpty())
-    return std::nullopt;
-  return NSDate(NSTimeInterval(parsed / 1000));
+  std::array<std::optional<int>, 7> numbers;
+  std::string_view rest = text;
+  for (const Piece& piece : pieces_) {
+    if (piece.field == Field::Literal) {
+      if (!rest.starts_with(piece.literal)) return std::nullopt;
+      rest.remove_prefix(1);
+      continue;
+    }
+    const auto field = static_cast<std::size_t>(piece.field);
+    numbers[field] = piece.field == Field::Offset ? takeOffset(rest)
+                                                  : takeNumber(rest, fieldNames[field].size());
+    if (!numbers[field]) return std::nullopt;
+  }
+  for (const auto& number : numbers)
+    if (!number || !rest.empty()) return std::nullopt;
+
+  const auto [year, month, day, hour, minute, second, offset] = numbers;
+  const std::chrono::year_month_day ymd(std::chrono::year(*year),
+                                        std::chrono::month(static_cast<unsigned>(*month)),
+                                        std::chrono::day(static_cast<unsigned>(*day)));
+  if (!ymd.ok() || *hour > 23 || *minute > 59 || *second > 59) return std::nullopt;
+  return NSDate(std::chrono::sys_days(ymd) + hours(*hour) + minutes(*minute - *offset) +
+                seconds(*second));
 }
 
 }  // namespace tasklane
