@@ -19,8 +19,9 @@ class SheetKeyboard(unittest.TestCase):
         sheet = desktop.share("--title", "Buy milk")
         desktop.keys("End")
         desktop.type(" today")
-        # Notes: open, write, go back.
-        desktop.keys("Tab", "Return")
+        # Notes: open, past the back button into the text (nothing was being typed, so it does not take the
+        # keyboard by itself), write, go back.
+        desktop.keys("Tab", "Return", "Tab", "Tab")
         desktop.type("two litres")
         desktop.keys("Escape")
         # Project: open, search, down into the list, choose.

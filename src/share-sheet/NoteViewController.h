@@ -20,9 +20,6 @@ class NoteViewController : public UIViewController {
 
   void loadView() override;
   void viewWillAppear(bool animated) override;
-  /// On a desktop the keyboard is always there: without asking for it at once, the text gets it
-  /// once the screen has appeared.
-  std::shared_ptr<UIView> preferredFocusView() override { return noteTextView_; }
 
  private:
   std::shared_ptr<UITextView> noteTextView_;
