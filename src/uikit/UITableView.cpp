@@ -42,6 +42,7 @@ void UITableView::reloadData() {
   ++tiling.generation;
   tiling.tiled = false;
   tiling.contentMayShrink = true;
+  tiling.headersAreStale = true;
   tiling.pressedRow.reset();
   selectedRow_.reset();
   if (!tiling.running) recycleAll();

@@ -221,9 +221,11 @@ void UITableView::placeRows() {
 
 void UITableView::showHeaders(std::size_t first, std::size_t last) {
   Tiling& tiling = *tiling_;
+  const bool allAnew = std::exchange(tiling.headersAreStale, false);
   for (auto place = tiling.headers.begin(); place != tiling.headers.end();) {
     const auto [section, view] = *place;
-    const bool keeps = section >= first && section <= last && section < tiling.titles.size() &&
+    const bool keeps = !allAnew && section >= first && section <= last &&
+                       section < tiling.titles.size() &&
                        tiling.titles[section] == view->textLabel()->text();
     if (keeps) {
       ++place;

@@ -38,6 +38,7 @@ struct UITableView::Tiling {
   bool running = false;           ///< a pass is on its way, perhaps inside a callback
   bool adjusting = false;         ///< the table itself moves the content offset
   bool contentMayShrink = false;  ///< the next pass keeps the offset within the content
+  bool headersAreStale = false;   ///< a reload has those on screen displayed anew
   bool widthChanged = false;      ///< the rows on screen have to be measured again
 };
 
