@@ -53,7 +53,7 @@ OptionPickerItemList makeItems(bool hasImages) {
     item->setEnabled(i != 3);
     items.push_back(std::move(item));
   }
-  return OptionPickerItems::make(std::move(items));
+  return std::make_shared<OptionPickerItemList::element_type>(std::move(items));
 }
 
 std::shared_ptr<UIViewController> inNavigation(const std::shared_ptr<UIViewController>& top) {

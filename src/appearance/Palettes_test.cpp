@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <stdlib.h>
+
 #include <array>
 #include <cmath>
+#include <filesystem>
 
 #include "appearance/TasklaneAppearance.h"
-#include "appearance/TestApplication.h"
+#include "foundation/NSBundle.h"
 
 // What the palettes promise to people: that everything is there and can be read and told apart.
 
@@ -13,10 +16,30 @@ namespace {
 
 class Palettes : public ::testing::Test {
  protected:
-  const TestApplication application_;
+  Palettes() {
+    // The folder of resources is laid out as a bundle's.
+    std::filesystem::create_directory_symlink(TASKLANE_RESOURCES, bundle_ + "/Resources");
+    NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle_));
+  }
+  ~Palettes() override {
+    NSBundle::setMainBundle(former_);
+    std::filesystem::remove_all(bundle_);
+  }
+
+ private:
+  std::string bundle_ = [] {
+    std::string folder = std::filesystem::temp_directory_path() / "tasklane-palettes-XXXXXX";
+    return std::string(mkdtemp(folder.data()));
+  }();
+  std::shared_ptr<NSBundle> former_ = NSBundle::mainBundle();
+
+ protected:
+  // Not the shared instances, which may have read a test's palettes.
+  const std::shared_ptr<TasklaneTodayAppearance> today_ =
+      std::make_shared<TasklaneTodayAppearance>();
   const std::array<std::shared_ptr<TasklaneAppearance>, 3> all_{
-      TasklaneDefaultAppearance::appearance(), TasklaneDarkAppearance::appearance(),
-      TasklaneTodayAppearance::appearance()};
+      std::make_shared<TasklaneDefaultAppearance>(), std::make_shared<TasklaneDarkAppearance>(),
+      today_};
 };
 
 using Triple = std::array<double, 3>;
@@ -140,7 +163,7 @@ const Pair kMarks[] = {
 TEST_F(Palettes, SayNothingOnTheConsole) {
   testing::internal::CaptureStderr();
   for (const auto& palette : all_) (void)palette->BackgroundColor();
-  (void)TasklaneTodayAppearance::appearance()->TodayItemCellSelectionColor();
+  (void)today_->TodayItemCellSelectionColor();
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
@@ -155,9 +178,8 @@ TEST_F(Palettes, LetEveryTextAndEveryMarkBeRead) {
     for (const auto& pair : kTexts) check(pair, 4.5);
     for (const auto& pair : kMarks) check(pair, 3);
   }
-  const auto today = TasklaneTodayAppearance::appearance();
-  EXPECT_GE(contrast(*today->TodayItemCellSeparatorColor(), *today->BackgroundColor()), 3);
-  EXPECT_GE(contrast(*today->TitleTextColor(), *today->TodayItemCellSelectionColor()), 4.5);
+  EXPECT_GE(contrast(*today_->TodayItemCellSeparatorColor(), *today_->BackgroundColor()), 3);
+  EXPECT_GE(contrast(*today_->TitleTextColor(), *today_->TodayItemCellSelectionColor()), 4.5);
 }
 
 TEST_F(Palettes, KeepTheSectionsApartForColourBlindPeople) {

@@ -113,6 +113,7 @@ void notifyChildrenThatAppearanceDidChange(const std::shared_ptr<NSObject>& clie
   while (!waiting.empty()) {
     const auto next = std::move(waiting.back());
     waiting.pop_back();
+    if (!next) continue;
     tasklaneAppearanceDidChange(*next, appearance);
     appendChildren(*next, waiting);
   }

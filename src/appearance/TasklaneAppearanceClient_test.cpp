@@ -102,7 +102,7 @@ TEST_F(Propagation, GivesScrollViewsOfTheControllersOwnPartTheIndicatorStyle) {
   // A change of the appearance does the same as appearing.
   TasklaneAppearance::setCurrentPalette(0);
   tasklaneAppearanceDidChange(*controller, TasklaneAppearance::appearance());
-  EXPECT_EQ(own->indicatorStyle(), Style::Default);
+  EXPECT_EQ(own->indicatorStyle(), Style::Black);
   EXPECT_EQ(inChild->indicatorStyle(), Style::White);
 }
 
@@ -121,13 +121,40 @@ TEST_F(Propagation, LeavesIndicatorsInsideACustomAppearanceAlone) {
   EXPECT_EQ(scrollView->indicatorStyle(), Style::White);
 }
 
-TEST_F(Propagation, StylesTheNavigationBar) {
-  const auto navigation = UINavigationController::make(std::make_shared<UIViewController>());
-  notifyChildrenThatAppearanceDidChange(navigation, TasklaneAppearance::appearance());
-  EXPECT_EQ(navigation->navigationBar()->barStyle(), UIBarStyle::Black);
-  tasklaneAppearanceUpdateBarStyleWithAppearance(*navigation,
-                                                 *TasklaneDefaultAppearance::appearance());
-  EXPECT_EQ(navigation->navigationBar()->barStyle(), UIBarStyle::Default);
+TEST_F(Propagation, StylesTheNavigationBarByWhatItVendsElseByThePalette) {
+  class Vendor : public UINavigationController, public TasklaneCustomAppearanceVendor {
+   public:
+    std::shared_ptr<TasklaneAppearance> customTasklaneAppearance() override { return vended; }
+    std::shared_ptr<TasklaneAppearance> vended;
+  };
+  const auto light = TasklaneDefaultAppearance::appearance();
+  const auto navigation = std::make_shared<Vendor>();
+  const auto told = [&](const std::shared_ptr<TasklaneAppearance>& appearance) {
+    notifyChildrenThatAppearanceDidChange(navigation, appearance);
+    return navigation->navigationBar()->barStyle();
+  };
+  EXPECT_EQ(told(light), UIBarStyle::BlackTranslucent) << "dark is current, whatever it is told";
+  navigation->vended = light;
+  EXPECT_EQ(told(TasklaneAppearance::appearance()), UIBarStyle::Black);
+  TasklaneAppearance::setCurrentPalette(9);
+  EXPECT_EQ(told(nullptr), UIBarStyle::Black);
+  navigation->vended = nullptr;
+  EXPECT_EQ(told(nullptr), UIBarStyle::Default) << "nothing is known of an unknown palette";
+}
+
+TEST_F(Propagation, AClientThatIsNotThereIsNotTold) {
+  class Parent : public NSObject, public TasklaneAppearanceClient {
+   public:
+    Clients tasklaneAppearanceChildClients() override { return {nullptr, child, nullptr}; }
+    std::shared_ptr<NSObject> child;
+  };
+  std::vector<std::string> heard;
+  const auto parent = std::make_shared<Parent>();
+  parent->child = std::make_shared<NotingView>("child", heard);
+  const NSNotification change{KAAppearanceValuesDidChangeNotification, nullptr};
+  tasklaneAppearanceDidChangeWithNotification(nullptr, change);
+  tasklaneAppearanceDidChangeWithNotification(parent, change);
+  EXPECT_EQ(heard, std::vector<std::string>{"child"});
 }
 
 TEST_F(Propagation, GivesPopoversTheirBackgroundUnlessThePaletteIsTheDefault) {

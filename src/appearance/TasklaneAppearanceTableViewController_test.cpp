@@ -14,6 +14,9 @@ class Table : public TasklaneAppearanceTableViewController {
     ++timesAsked;
     return 0;
   }
+  std::optional<std::string> titleForHeaderInSection(UITableView&, std::size_t) override {
+    return "Header";
+  }
   int timesAsked = 0;
 };
 
@@ -61,17 +64,29 @@ TEST_F(ThemedTable, RestylesAndReloadsOnAChange) {
   EXPECT_GE(controller->timesAsked, 1);
 }
 
-TEST_F(ThemedTable, ColoursHeadersOfGroupedTablesOnly) {
+TEST_F(ThemedTable, ColoursHeadersOfGroupedTablesAndAgainForAnotherPalette) {
+  const auto headerColor = [](UITableView& table) {
+    table.layoutIfNeeded();
+    for (const auto& view : table.subviews())
+      if (const auto header = std::dynamic_pointer_cast<UITableViewHeaderFooterView>(view))
+        if (!header->isHidden()) return header->textLabel()->textColor();
+    return std::optional<UIColor>();
+  };
+  const auto ofItself = UITableViewHeaderFooterView("header").textLabel()->textColor();
   for (const auto style : {UITableViewStyle::Plain, UITableViewStyle::Grouped}) {
+    const bool plain = style == UITableViewStyle::Plain;
     const auto controller = std::make_shared<Table>(style);
-    const auto header = std::make_shared<UITableViewHeaderFooterView>("header");
-    const auto before = header->textLabel()->textColor();
-    controller->willDisplayHeaderView(*controller->tableView(), *header, 0);
-    controller->willDisplayHeaderView(*controller->tableView(), *std::make_shared<UIView>(), 0);
-    EXPECT_EQ(header->textLabel()->textColor(),
-              style == UITableViewStyle::Plain
-                  ? before
-                  : light_.StandardGroupedTableSectionHeaderTextColor());
+    auto& table = *controller->tableView();
+    table.setFrame({0, 0, 320, 480});
+    EXPECT_EQ(headerColor(table),
+              plain ? ofItself : light_.StandardGroupedTableSectionHeaderTextColor());
+    TasklaneAppearance::setCurrentPalette(1);
+    notifyChildrenThatAppearanceDidChange(controller, TasklaneAppearance::appearance());
+    EXPECT_EQ(headerColor(table),
+              plain ? ofItself : dark_.StandardGroupedTableSectionHeaderTextColor());
+    controller->willDisplayHeaderView(table, *std::make_shared<UIView>(),
+                                      0);  // no label, no colour
+    TasklaneAppearance::setCurrentPalette(0);
   }
 }
 

@@ -155,7 +155,7 @@ CGFloat OptionPickerController::estimatedHeightForRowAtIndexPath(UITableView&, N
 std::shared_ptr<UITableViewCell> OptionPickerController::cellForRowAtIndexPath(
     UITableView& tableView, NSIndexPath indexPath) {
   const auto& group = optionGroups_->at(indexPath.section);
-  const auto item = group->items()->at(indexPath.row);
+  const auto item = group->itemAt(indexPath.row);
   const auto cell = tableView.dequeueReusableCellWithIdentifier(
       OptionPickerTableViewCell::reuseIdentifier(), indexPath);
 
@@ -225,13 +225,13 @@ CGSize OptionPickerController::sizeThatFits(CGSize size) {
     const auto group = optionGroups_->at(section);
     const std::size_t rows = tableView()->numberOfRowsInSection(section);
     for (std::size_t row = 0; row < rows; ++row) {
+      const auto item = group->itemAt(row);
       // Rows are measured by the cells of section 0, whatever the section; one off screen measures
       // nothing.
       const auto cell = tableView()->cellForRowAtIndexPath({0, row});
       if (!cell) continue;
       cell->setNeedsLayout();
       cell->layoutIfNeeded();
-      const auto item = group->items()->at(row);
       const CGFloat title = item->title() ? cell->textLabel()->sizeThatFits(size).width : 0;
       const CGFloat detail =
           item->detailText() ? cell->detailTextLabel()->sizeThatFits(size).width : 0;

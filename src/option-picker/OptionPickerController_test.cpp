@@ -3,51 +3,29 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "appearance/TasklaneAppearance.h"
+#include "appearance/TasklaneAppearanceClient.h"
+#include "appearance/TestApplication.h"
 #include "option-picker/OptionPickerTableViewCell.h"
+#include "option-picker/OptionPickerTesting.h"
 #include "option-picker/SearchableOptionPickerController.h"
 #include "uikit/UIScreen.h"
-#include "uikit/UIWindow.h"
-#include "uikit/headless/Headless.h"
 
 namespace tasklane {
 namespace {
 
 using ::testing::ElementsAre;
 
-OptionPickerItemList itemsTitled(const std::vector<std::string>& titles) {
-  return OptionPickerItem::optionPickerItemsWithTitles(titles);
-}
-
-std::vector<std::string> titlesOf(const OptionPickerItemList& items) {
-  std::vector<std::string> titles;
-  for (std::size_t i = 0; items && i < items->size(); ++i) {
-    titles.push_back(items->at(i)->title().value_or("(none)"));
-  }
-  return titles;
-}
-
-/// A picker in a window on the (headless) screen.
-template <class Picker>
-struct OnScreen {
-  std::shared_ptr<Picker> picker = std::make_shared<Picker>(UITableViewStyle::Plain);
-  std::shared_ptr<UIWindow> window;
-
-  void show(CGFloat height = 480) {
-    window = std::make_shared<UIWindow>(CGRect(0, 0, 320, height));
-    window->setRootViewController(picker);
-    window->makeKeyAndVisible();
-    window->layoutIfNeeded();
-    picker->view()->layoutIfNeeded();
-  }
-  std::shared_ptr<UITableViewCell> cell(std::size_t row, std::size_t section = 0) {
-    picker->tableView()->layoutIfNeeded();
-    return picker->tableView()->cellForRowAtIndexPath({section, row});
-  }
-  void choose(std::size_t row, std::size_t section = 0) {
-    picker->didSelectRowAtIndexPath(*picker->tableView(), {section, row});
-  }
+/// Before the first test, since a palette is read once in a process.
+class Application : public ::testing::Environment {
+  void SetUp() override { application_ = std::make_unique<TestApplication>(); }
+  void TearDown() override { application_.reset(); }
+  std::unique_ptr<TestApplication> application_;
 };
+const auto* const application =
+    ::testing::AddGlobalTestEnvironment(std::make_unique<Application>().release());
 
 TEST(OptionPickerController, ConveniencesWorkForExactlyOneGroup) {
   const auto picker = std::make_shared<OptionPickerController>();
@@ -107,38 +85,172 @@ TEST(OptionPickerController, TellsPickerGroupAndItemInThisOrder) {
   EXPECT_THAT(heard, ElementsAre("group", "item Enabled")) << "the item is read again at last";
 }
 
-TEST(OptionPickerController, DrawsRowsAsChosenDisabledAndColoured) {
+using GroupList = std::vector<std::shared_ptr<OptionPickerGroup>>;
+
+/// A picker under random use; each row on its screen must be what its items, the picker and the
+/// palette say.
+class RowsModel {
+ public:
+  RowsModel(unsigned seed, UITableViewStyle style) : random_(seed), screen_(style) {
+    screen_.picker->setItems(randomItems());
+    screen_.show(200);
+  }
+  ~RowsModel() { TasklaneAppearance::setCurrentPalette(0); }
+
+  void step() {
+    auto& picker = *screen_.picker;
+    const std::size_t section = below(picker.optionGroups()->size());
+    const auto group = picker.optionGroups()->at(section);
+    const std::size_t rows = group->items()->size();
+    switch (below(9)) {
+      case 0:
+        if (rows > 0) screen_.choose(below(rows), section);
+        if (!group->optionPicker()) picker.tableView()->reloadData();  // which told nobody
+        break;
+      case 1:
+        group->setSelectedItemIndex(below(3) == 0 ? NSNotFound
+                                                  : static_cast<long>(below(rows + 1)));
+        if (group->selectedItemIndex() == static_cast<long>(rows))
+          group->setSelectedItemIndex(NSNotFound);
+        picker.tableView()->reloadData();
+        break;
+      case 2:
+        if (rows > 0) group->itemAt(below(rows))->setEnabled(below(2) == 0);
+        picker.tableView()->reloadData();
+        break;
+      case 3:
+        color_ = below(3) == 0 ? std::nullopt
+                               : std::optional(UIColor::colorWithWhite(0.1 * below(9), 1));
+        colorWasSet_ = true;
+        picker.setOptionColor(color_);
+        picker.tableView()->reloadData();
+        break;
+      case 4:
+        picker.setShowsSelectedItem(!picker.showsSelectedItem());
+        break;
+      case 5:
+        TasklaneAppearance::setCurrentPalette(static_cast<unsigned>(below(3)));
+        notifyChildrenThatAppearanceDidChange(screen_.picker, TasklaneAppearance::appearance());
+        break;
+      case 6:
+        picker.tableView()->userDidScrollToOffset({0, 20.0 * below(12)});
+        break;
+      case 7:
+        group->setItems(randomItems());
+        picker.tableView()->reloadData();
+        break;
+      default: {
+        GroupList groups(1 + below(2));
+        for (auto& made : groups) {
+          made = std::make_shared<OptionPickerGroup>();
+          made->setTitle(below(3) == 0 ? std::nullopt : std::optional<std::string>("Section"));
+          made->setItems(randomItems());
+        }
+        picker.setOptionGroups(std::make_shared<const GroupList>(groups));
+      }
+    }
+    expectWhatIsShown();
+  }
+
+ private:
+  std::size_t below(std::size_t limit) { return random_() % limit; }
+
+  OptionPickerItemList randomItems() {
+    std::vector<std::shared_ptr<OptionPickerItem>> items;
+    for (std::size_t i = below(12); i > 0; --i) {
+      items.push_back(std::make_shared<OptionPickerItem>("Item " + std::to_string(i)));
+      items.back()->setEnabled(below(3) > 0);
+      if (below(2) == 0) items.back()->setDetailText("Folder");
+      if (below(2) == 0) items.back()->setImage(icon_);
+    }
+    return std::make_shared<OptionPickerItemList::element_type>(items);
+  }
+
+  void expectWhatIsShown() {
+    auto& table = *screen_.picker->tableView();
+    table.layoutIfNeeded();
+    const auto& groups = *screen_.picker->optionGroups();
+    ASSERT_EQ(table.numberOfSections(), groups.size());
+    for (std::size_t section = 0; section < groups.size(); ++section) {
+      ASSERT_EQ(table.numberOfRowsInSection(section), groups[section]->items()->size());
+      EXPECT_EQ(
+          screen_.picker->titleForHeaderInSection(table, section),
+          table.style() == UITableViewStyle::Grouped ? groups[section]->title() : std::nullopt);
+    }
+    for (const auto path : table.indexPathsForVisibleRows())
+      expectRow(*table.cellForRowAtIndexPath(path), *groups[path.section], path.row);
+  }
+
+  void expectRow(UITableViewCell& cell, const OptionPickerGroup& group, std::size_t row) {
+    const auto& item = *group.itemAt(row);
+    SCOPED_TRACE(*item.title());
+    const auto& picker = *screen_.picker;
+    const auto& palette = *TasklaneAppearance::appearance();
+    const bool grouped = screen_.picker->tableView()->style() == UITableViewStyle::Grouped;
+    const bool isChosen =
+        picker.showsSelectedItem() && group.selectedItemIndex() == static_cast<long>(row);
+    const auto unavailable = palette.UnavailableTitleTextColor();
+    const auto tint = screen_.picker->tableView()->tintColor();
+
+    EXPECT_EQ(cell.textLabel()->text(), item.title());
+    EXPECT_EQ(cell.accessibilityLabel(), item.title());
+    EXPECT_EQ(cell.detailTextLabel()->text(), item.detailText());
+    EXPECT_EQ(cell.accessibilityHint(), item.detailText());
+    EXPECT_EQ(cell.imageView()->image(), item.image());
+    EXPECT_EQ(cell.accessoryType(), isChosen ? UITableViewCellAccessoryType::Checkmark
+                                             : UITableViewCellAccessoryType::None);
+    EXPECT_EQ(cell.accessibilityValue(),
+              isChosen ? std::optional<std::string>("Selected") : std::nullopt);
+    EXPECT_EQ(cell.textLabel()->textColor(), isChosen            ? std::optional(tint)
+                                             : !item.isEnabled() ? unavailable
+                                             : colorWasSet_      ? color_
+                                                                 : palette.TitleTextColor());
+    EXPECT_EQ(cell.detailTextLabel()->textColor(),
+              item.isEnabled() ? palette.MetadataTextColor() : unavailable);
+    EXPECT_EQ(cell.imageView()->tintColor(), !item.isEnabled() ? unavailable
+                                             : color_          ? color_
+                                                      : screen_.picker->view()->tintColor());
+    EXPECT_EQ(cell.selectionStyle(), item.isEnabled() ? UITableViewCellSelectionStyle::Default
+                                                      : UITableViewCellSelectionStyle::None);
+    EXPECT_TRUE(item.isEnabled() || cell.accessibilityTraits() & UIAccessibilityTraitNotEnabled);
+    EXPECT_EQ(cell.backgroundColor(), grouped ? palette.StandardGroupedTableCellBackgroundColor()
+                                              : palette.StandardPlainTableCellBackgroundColor());
+  }
+
+  std::mt19937 random_;
+  OnScreen<OptionPickerController> screen_;
+  std::optional<UIColor> color_ = UIColor::blackColor();
+  bool colorWasSet_ = false;
+  const std::shared_ptr<UIImage> icon_ =
+      std::make_shared<UIImage>(std::make_shared<const CGImage>(CGImage{1, 1, {0xff000000}}), 1);
+};
+
+TEST(OptionPickerController, ShowsItsModelUnderRandomUse) {
+  for (unsigned seed = 0; seed < 12; ++seed) {
+    RowsModel model(seed, seed % 2 ? UITableViewStyle::Plain : UITableViewStyle::Grouped);
+    for (int step = 0; step < 120 && !::testing::Test::HasFailure(); ++step) {
+      SCOPED_TRACE(std::to_string(seed) + ", step " + std::to_string(step));
+      model.step();
+    }
+  }
+}
+
+TEST(OptionPickerController, AnIndexBeyondItsModelIsARangeError) {
   OnScreen<OptionPickerController> screen;
-  auto items = itemsTitled({"Chosen", "Disabled", "Plain"});
-  items->at(1)->setEnabled(false);
-  items->at(2)->setDetailText("Folder");
-  screen.picker->setItems(items);
-  screen.picker->setSelectedItemIndex(0);
+  auto& picker = *screen.picker;
+  auto& table = *picker.tableView();
+  EXPECT_THROW((void)picker.cellForRowAtIndexPath(table, {0, 0}), std::out_of_range) << "no list";
+  picker.setItems(itemsTitled({"One", "Two"}));
   screen.show();
-
-  const auto chosen = screen.cell(0);
-  ASSERT_TRUE(chosen);
-  EXPECT_EQ(chosen->accessoryType(), UITableViewCellAccessoryType::Checkmark);
-  EXPECT_EQ(chosen->accessibilityValue(), "Selected");
-  EXPECT_EQ(chosen->textLabel()->textColor(), screen.picker->tableView()->tintColor());
-
-  const auto disabled = screen.cell(1);
-  EXPECT_EQ(disabled->textLabel()->textColor(),
-            TasklaneAppearance::appearance()->UnavailableTitleTextColor());
-  EXPECT_EQ(disabled->selectionStyle(), UITableViewCellSelectionStyle::None);
-  EXPECT_TRUE(disabled->accessibilityTraits() & UIAccessibilityTraitNotEnabled);
-
-  const auto plain = screen.cell(2);
-  EXPECT_EQ(plain->accessibilityLabel(), "Plain");
-  EXPECT_EQ(plain->accessibilityHint(), "Folder");
-  EXPECT_EQ(plain->accessoryType(), UITableViewCellAccessoryType::None);
-  EXPECT_EQ(plain->accessibilityValue(), std::nullopt);
-  EXPECT_EQ(plain->textLabel()->textColor(), TasklaneAppearance::appearance()->TitleTextColor())
-      << "black is only the icons' colour until a colour has been set";
-
-  screen.picker->setOptionColor(UIColor::blackColor());
-  screen.picker->tableView()->reloadData();
-  EXPECT_EQ(screen.cell(2)->textLabel()->textColor(), UIColor::blackColor());
+  EXPECT_THROW((void)picker.cellForRowAtIndexPath(table, {0, 2}), std::out_of_range);
+  EXPECT_THROW((void)picker.cellForRowAtIndexPath(table, {1, 0}), std::out_of_range);
+  EXPECT_THROW((void)picker.numberOfRowsInSection(table, 1), std::out_of_range);
+  EXPECT_THROW(screen.choose(2), std::out_of_range);
+  EXPECT_EQ(picker.titleForHeaderInSection(table, 1), std::nullopt);
+  picker.setSelectedItemIndex(NSNotFound);
+  // The first group tells no picker, so that the table still counts two rows.
+  picker.optionGroups()->front()->setItems(nullptr);
+  EXPECT_THROW((void)picker.sizeThatFits({500, 500}), std::out_of_range);
 }
 
 TEST(OptionPickerController, ScrollsUnlessAPadShowsEveryRow) {
@@ -204,109 +316,6 @@ TEST(OptionPickerTableViewCell, StandsItsIconsInOneColumn) {
   EXPECT_EQ(cell->imageView()->contentMode(), UIViewContentMode::Center);
   EXPECT_EQ(cell->textLabel()->frame().minX(), icon.maxX() + 15);
   EXPECT_EQ(cell->detailTextLabel()->frame().minX(), icon.maxX() + 15);
-}
-
-struct Searching : OnScreen<SearchableOptionPickerController> {
-  void begin(const OptionPickerItemList& items) {
-    picker->setItems(items);
-    show();
-    picker->searchController()->setActive(true);
-  }
-  void type(const std::string& text) {
-    picker->searchController()->searchBar()->userDidChangeText(text);
-  }
-};
-
-TEST(SearchableOptionPickerController, MatchesAnywhereWithoutCaseAndAccents) {
-  Searching search;
-  search.begin(itemsTitled({"Home", "Work", "Homework", "Café"}));
-  EXPECT_EQ(search.picker->searchBarVisibility(), 0);
-  struct Case {
-    std::string text;
-    std::vector<std::string> shown;
-  };
-  const Case cases[] = {{"work", {"Work", "Homework"}},
-                        {"hOmE", {"Home", "Homework"}},
-                        {"wörk", {"Work", "Homework"}},
-                        {"FE", {"Café"}},
-                        {"zzz", {}},
-                        {"h", {"Home", "Homework"}}};
-  for (const auto& c : cases) {
-    search.type(c.text);
-    EXPECT_EQ(titlesOf(search.picker->items()), c.shown) << c.text;
-  }
-  search.type("");
-  EXPECT_EQ(search.picker->items()->size(), 4u);
-}
-
-TEST(SearchableOptionPickerController, AChoiceThatASearchHidesComesBack) {
-  Searching search;
-  auto items = itemsTitled({"Home", "Work", "Homework"});
-  for (std::size_t i = 0; i < items->size(); ++i) items->at(i)->setRepresentedObject(items->at(i));
-  search.begin(items);
-  search.picker->setSelectedItemIndex(0);
-  search.type("wo");
-  EXPECT_EQ(titlesOf(search.picker->items()), (std::vector<std::string>{"Work", "Homework"}));
-  EXPECT_EQ(search.picker->selectedItemIndex(), NSNotFound);
-  search.type("");
-  EXPECT_EQ(search.picker->selectedItemIndex(), 0);
-
-  search.type("wo");
-  search.choose(0);
-  EXPECT_EQ(search.picker->selectedItem()->title(), "Work");
-  search.picker->searchController()->setActive(false);
-  EXPECT_EQ(search.picker->selectedItemIndex(), 1) << "at its index in the full list";
-  for (std::size_t i = 0; i < items->size(); ++i) items->at(i)->setRepresentedObject(nullptr);
-}
-
-TEST(SearchableOptionPickerController, EndsItsSearchOnLeavingExceptUnderAScreenReader) {
-  for (const bool reader : {false, true}) {
-    headless::setAssistiveProgramConnected(reader);
-    Searching search;
-    search.begin(itemsTitled({"Home", "Work"}));
-    search.type("wo");
-    EXPECT_TRUE(search.picker->unfilteredItems());
-    search.picker->viewWillDisappear(false);
-    EXPECT_EQ(search.picker->searchController()->isActive(), reader);
-    EXPECT_EQ(search.picker->unfilteredItems(), nullptr);
-    EXPECT_EQ(search.picker->items()->size(), reader ? 1u : 2u);
-  }
-  headless::setAssistiveProgramConnected(false);
-}
-
-TEST(SearchableOptionPickerController, HidesAndShowsItsFieldByScrolling) {
-  Searching search;
-  search.picker->setItems(itemsTitled({"Home", "Work"}));
-  search.show();
-  const CGFloat field = search.picker->tableView()->tableHeaderView()->bounds().size.height;
-  EXPECT_EQ(search.picker->tableView()->contentOffset().y, field);
-  search.picker->setSearchBarVisibility(1, false);
-  EXPECT_TRUE(search.picker->searchBarIsVisible());
-  EXPECT_EQ(search.picker->tableView()->contentOffset().y, 0);
-}
-
-TEST(SearchableOptionPickerController, RowsAreClearOnlyOverAClearTable) {
-  Searching search;
-  search.picker->setItems(itemsTitled({"Home"}));
-  search.show();
-  const auto own = search.cell(0)->backgroundColor();
-  EXPECT_NE(own, UIColor::clearColor());
-  search.picker->tableView()->setBackgroundColor(UIColor::clearColor());
-  search.picker->tableView()->reloadData();
-  EXPECT_EQ(search.cell(0)->backgroundColor(), UIColor::clearColor());
-}
-
-TEST(SearchableOptionPickerController, IsFreedWithItsWindow) {
-  std::weak_ptr<NSObject> picker;
-  {
-    Searching search;
-    search.begin(itemsTitled({"Home"}));
-    search.type("h");
-    picker = search.picker;
-    search.window->close();
-    search.window->setRootViewController(nullptr);
-  }
-  EXPECT_TRUE(picker.expired());
 }
 
 }  // namespace

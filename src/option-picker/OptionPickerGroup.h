@@ -38,6 +38,8 @@ class OptionPickerGroup : public NSObject {
   /// The item at the selected index, or null without a selection; an index outside the list is a
   /// range error.
   std::shared_ptr<OptionPickerItem> selectedItem() const;
+  /// An index outside the list is a range error (std::out_of_range), also where there is no list.
+  const std::shared_ptr<OptionPickerItem>& itemAt(std::size_t index) const;
   /// Selects the first item whose represented object equals the given one; none where there is no
   /// such item.
   void selectItemByRepresentedObject(const std::shared_ptr<NSObject>& object);
@@ -60,12 +62,9 @@ class OptionPickerGroup : public NSObject {
 
  private:
   void reloadPickersTable() const;
-  void letGoOfItems();
-  void takeIn(const OptionPickerItemList& items);
 
   std::optional<std::string> title_;
   OptionPickerItemList items_;
-  std::shared_ptr<OptionPickerItem::Membership> membership_;
   std::int64_t selectedItemIndex_ = NSNotFound;
   std::weak_ptr<OptionPickerController> nonretainedOptionPickerController_;
   TargetAction<OptionPickerGroup> targetAction_;

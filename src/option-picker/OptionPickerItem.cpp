@@ -1,9 +1,5 @@
 #include "option-picker/OptionPickerItem.h"
 
-#include <algorithm>
-
-#include "option-picker/OptionPickerMembership.h"
-
 namespace tasklane {
 
 namespace {
@@ -23,7 +19,7 @@ OptionPickerItemList OptionPickerItem::optionPickerItemsWithTitles(
     if (images) item->setImage(images->at(index));
     items.push_back(std::move(item));
   }
-  return OptionPickerItems::make(std::move(items));
+  return std::make_shared<OptionPickerItemList::element_type>(std::move(items));
 }
 
 std::shared_ptr<OptionPickerItem> OptionPickerItem::copy() const {
@@ -49,62 +45,6 @@ void OptionPickerItem::setImage(const std::shared_ptr<UIImage>& image) {
   image_ = image ? image->imageWithRenderingMode(UIImageRenderingMode::AlwaysTemplate) : nullptr;
 }
 
-std::shared_ptr<OptionPickerController> OptionPickerItem::optionPicker() const {
-  if (!membership_ || !membership_->shows(indexInPool_)) return nullptr;
-  return membership_->picker.lock();
-}
-
 std::uint64_t OptionPickerItem::titleGeneration() { return titleChanges; }
-
-OptionPickerItems::OptionPickerItems(std::vector<std::shared_ptr<OptionPickerItem>> items)
-    : pool_(std::make_shared<Pool>()) {
-  pool_->items = std::move(items);
-}
-
-OptionPickerItems::OptionPickerItems(std::size_t count, Maker make, TitleOf titleOf)
-    : pool_(std::make_shared<Pool>()) {
-  pool_->items.resize(count);
-  pool_->make = std::move(make);
-  pool_->titleOf = std::move(titleOf);
-}
-
-OptionPickerItemList OptionPickerItems::make(std::vector<std::shared_ptr<OptionPickerItem>> items) {
-  return std::make_shared<const OptionPickerItems>(std::move(items));
-}
-
-OptionPickerItemList OptionPickerItems::part(const OptionPickerItemList& of,
-                                             const std::vector<std::size_t>& positions) {
-  auto list = std::make_shared<OptionPickerItems>(*of);
-  list->part_ = true;
-  list->indices_.clear();
-  list->indices_.reserve(positions.size());
-  for (const std::size_t position : positions) {
-    list->indices_.push_back(static_cast<std::uint32_t>(of->indexInPool(position)));
-  }
-  return list;
-}
-
-std::size_t OptionPickerItems::size() const {
-  return part_ ? indices_.size() : pool_->items.size();
-}
-
-const std::shared_ptr<OptionPickerItem>& OptionPickerItems::at(std::size_t position) const {
-  const std::size_t index = indexInPool(position);
-  auto& item = pool_->items.at(index);
-  if (!item) {
-    item = pool_->make(index);
-    item->membership_ = pool_->membership;
-    item->indexInPool_ = static_cast<std::uint32_t>(index);
-  }
-  return item;
-}
-
-std::optional<std::string_view> OptionPickerItems::titleAt(std::size_t position) const {
-  const std::size_t index = indexInPool(position);
-  const auto& item = pool_->items.at(index);
-  if (!item && pool_->titleOf) return pool_->titleOf(index);
-  const auto& title = at(position)->title();
-  return title ? std::optional<std::string_view>(*title) : std::nullopt;
-}
 
 }  // namespace tasklane

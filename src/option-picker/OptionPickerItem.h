@@ -1,11 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "foundation/NSObject.h"
@@ -17,10 +15,9 @@ namespace tasklane {
 class OptionPickerController;
 class OptionPickerGroup;
 class OptionPickerItem;
-class OptionPickerItems;
 
-/// An ordered, immutable list of choices. "The very same list" is identity of this pointer.
-using OptionPickerItemList = std::shared_ptr<const OptionPickerItems>;
+/// Choices in display order, immutable; "the very same list" is identity of this pointer.
+using OptionPickerItemList = std::shared_ptr<const std::vector<std::shared_ptr<OptionPickerItem>>>;
 
 /// One choice of a picker: a row. Main thread.
 class OptionPickerItem : public NSObject {
@@ -63,8 +60,9 @@ class OptionPickerItem : public NSObject {
   void setAction(Action<OptionPickerItem> action) { targetAction_.setAction(std::move(action)); }
   void performAction() { targetAction_.perform(*this); }
 
-  /// The picker that shows this item now, or none; the owning group says so.
-  std::shared_ptr<OptionPickerController> optionPicker() const;
+  /// The picker that shows this item now, or none. The group that holds the item says so: of
+  /// several groups with the same item the one whose items were set or replaced last.
+  std::shared_ptr<OptionPickerController> optionPicker() const { return optionPicker_.lock(); }
 
   /// Grows whenever any item's title changes, so that whoever keeps something made of titles (a
   /// search index) knows when it is stale.
@@ -72,8 +70,6 @@ class OptionPickerItem : public NSObject {
 
  private:
   friend class OptionPickerGroup;
-  friend class OptionPickerItems;
-  struct Membership;
 
   std::optional<std::string> title_, detailText_;
   std::shared_ptr<UIImage> image_;
@@ -81,45 +77,7 @@ class OptionPickerItem : public NSObject {
   std::int64_t tag_ = 0;
   bool enabled_ = true;
   TargetAction<OptionPickerItem> targetAction_;
-  std::shared_ptr<Membership> membership_;
-  std::uint32_t indexInPool_ = 0;
-};
-
-/// The list itself: items in display order, or a part of another list in that list's order. A part
-/// shares the whole's items and costs four bytes a row, so that a search over 100,000 rows makes
-/// its result at once. A list may make its items only when they are asked for, so that one of
-/// 10,000 opens as fast as one of 20.
-class OptionPickerItems {
- public:
-  using Maker = std::function<std::shared_ptr<OptionPickerItem>(std::size_t position)>;
-  using TitleOf = std::function<std::optional<std::string_view>(std::size_t position)>;
-
-  explicit OptionPickerItems(std::vector<std::shared_ptr<OptionPickerItem>> items = {});
-  /// Items that are made at first use, each once. The titles can be asked for without making items;
-  /// they must be those that the items are made with, and the text must stay where it is.
-  OptionPickerItems(std::size_t count, Maker make, TitleOf titleOf);
-  /// The items of a list at the given positions, ascending.
-  static OptionPickerItemList part(const OptionPickerItemList& of,
-                                   const std::vector<std::size_t>& positions);
-  static OptionPickerItemList make(std::vector<std::shared_ptr<OptionPickerItem>> items);
-
-  std::size_t size() const;
-  bool empty() const { return size() == 0; }
-  /// Beyond the end is a range error (std::out_of_range).
-  const std::shared_ptr<OptionPickerItem>& at(std::size_t position) const;
-  std::optional<std::string_view> titleAt(std::size_t position) const;
-
- private:
-  friend class OptionPickerGroup;
-  struct Pool;
-
-  std::size_t indexInPool(std::size_t position) const {
-    return part_ ? indices_.at(position) : position;
-  }
-
-  std::shared_ptr<Pool> pool_;
-  std::vector<std::uint32_t> indices_;
-  bool part_ = false;
+  std::weak_ptr<OptionPickerController> optionPicker_;
 };
 
 }  // namespace tasklane

@@ -45,7 +45,7 @@ void SearchableOptionPickerController::setSearchBarVisibility(std::int32_t visib
 
 void SearchableOptionPickerController::resetSearchControllerState() {
   if (!UIAccessibilityIsVoiceOverRunning()) {
-    searchController_->setActive(false);
+    if (searchController_) searchController_->setActive(false);
     setSearchBarVisibility(0, false);
   }
   unfilteredItems_ = nullptr;
@@ -65,7 +65,10 @@ void SearchableOptionPickerController::updateSearchResultsForSearchController(
   }
   if (!unfilteredItems_ || unfilteredItems_->empty()) return;
   const auto matches = foldedTitles().indicesContaining(text);
-  showKeepingChoice(OptionPickerItems::part(unfilteredItems_, matches));
+  std::vector<std::shared_ptr<OptionPickerItem>> shown;
+  shown.reserve(matches.size());
+  for (const std::size_t index : matches) shown.push_back((*unfilteredItems_)[index]);
+  showKeepingChoice(std::make_shared<OptionPickerItemList::element_type>(std::move(shown)));
   if (resultsAnnouncement_) UIAccessibilityPostAnnouncement(resultsAnnouncement_(matches.size()));
 }
 
@@ -86,9 +89,7 @@ const FoldedTitles& SearchableOptionPickerController::foldedTitles() {
       foldedGeneration_ != OptionPickerItem::titleGeneration()) {
     std::vector<std::optional<std::string_view>> titles;
     titles.reserve(unfilteredItems_->size());
-    for (std::size_t position = 0; position < unfilteredItems_->size(); ++position) {
-      titles.push_back(unfilteredItems_->titleAt(position));
-    }
+    for (const auto& item : *unfilteredItems_) titles.push_back(item->title());
     foldedTitles_ = FoldedTitles(titles);
     foldedItems_ = unfilteredItems_;
     foldedGeneration_ = OptionPickerItem::titleGeneration();

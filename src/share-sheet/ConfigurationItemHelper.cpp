@@ -8,32 +8,23 @@ namespace tasklane {
 
 namespace {
 
-std::optional<std::string_view> textOf(const PropertyList& entry, const char* key) {
+std::optional<std::string> textOf(const PropertyList& entry, const char* key) {
   const auto* value = entry.valueForKey(key);
   if (!value || value->type() != PropertyList::Type::String) return std::nullopt;
-  return value->stringView();
-}
-
-std::optional<std::string> copied(std::optional<std::string_view> text) {
-  return text ? std::optional<std::string>(*text) : std::nullopt;
-}
-
-std::shared_ptr<OptionPickerItem> optionOf(const PropertyList& entry) {
-  auto option = std::make_shared<OptionPickerItem>(copied(textOf(entry, TLXContainerTitle)));
-  option->setDetailText(copied(textOf(entry, TLXContainerPath)));
-  return option;
+  return std::string(value->stringView());
 }
 
 }  // namespace
 
 std::shared_ptr<SearchableOptionPickerController> ConfigurationItemHelper::pickerController() {
   if (!pickerController_) makePicker();
-  const auto entries = std::make_shared<const std::vector<PropertyList>>(
-      pickProjects_ ? TLXContainers::orderedProjects() : TLXContainers::orderedContexts());
-  // Options are made when their rows come on screen: a catalogue may hold thousands.
-  pickerController_->setItems(std::make_shared<const OptionPickerItems>(
-      entries->size(), [entries](std::size_t position) { return optionOf((*entries)[position]); },
-      [entries](std::size_t position) { return textOf((*entries)[position], TLXContainerTitle); }));
+  const auto entries =
+      pickProjects_ ? TLXContainers::orderedProjects() : TLXContainers::orderedContexts();
+  std::vector<std::shared_ptr<OptionPickerItem>> options;
+  options.reserve(entries.size());
+  for (const auto& entry : entries) options.push_back(optionItemWithDictionary(entry));
+  pickerController_->setItems(
+      std::make_shared<OptionPickerItemList::element_type>(std::move(options)));
   return pickerController_;
 }
 
@@ -61,10 +52,8 @@ void ConfigurationItemHelper::makePicker() {
 }
 
 void ConfigurationItemHelper::pickedItem() {
-  if (const auto row = configurationItem()) {
-    const auto chosen = pickerController_->selectedItem();
-    row->setValue(chosen ? chosen->title() : std::nullopt);
-  }
+  const auto chosen = pickerController_ ? pickerController_->selectedItem() : nullptr;
+  if (const auto row = configurationItem()) row->setValue(chosen ? chosen->title() : std::nullopt);
   popPicker();
 }
 
@@ -74,6 +63,7 @@ void ConfigurationItemHelper::pickedNone() {
 }
 
 void ConfigurationItemHelper::popPicker() {
+  if (!pickerController_) return;
   if (const auto navigation = pickerController_->navigationController()) {
     navigation->popViewControllerAnimated(true);
   }
@@ -81,7 +71,9 @@ void ConfigurationItemHelper::popPicker() {
 
 std::shared_ptr<OptionPickerItem> ConfigurationItemHelper::optionItemWithDictionary(
     const PropertyList& entry) const {
-  return optionOf(entry);
+  auto option = std::make_shared<OptionPickerItem>(textOf(entry, TLXContainerTitle));
+  option->setDetailText(textOf(entry, TLXContainerPath));
+  return option;
 }
 
 }  // namespace tasklane

@@ -88,6 +88,9 @@ TEST_F(ConfigurationItemHelperTest, TheNoteTakesTheKeyboardOnlyWhereItWasInUse) 
     }
     sheet->notesConfigItem()->tapHandler()();
     EXPECT_EQ(sheet->noteController()->shouldBeginEditingNoteOnViewWillAppear(), typing);
+    navigation()->view()->layoutIfNeeded();
+    const auto noteText = std::shared_ptr<UIResponder>(sheet->noteController()->noteTextView());
+    EXPECT_EQ(window_->firstResponder(), typing ? noteText : nullptr);
     close();
   }
 }
@@ -127,14 +130,28 @@ TEST_F(ConfigurationItemHelperTest, SaysWhatASearchHasLeft) {
               ElementsAre("2 projects", "2 projects", "1 project", "No projects"));
 }
 
-TEST_F(ConfigurationItemHelperTest, AHelperWhoseRowIsGoneChangesNothing) {
+TEST_F(ConfigurationItemHelperTest, WithoutARowOrAPickerTheRestIsStillDone) {
   publish({"Home"}, {});
   const auto helper = std::make_shared<ConfigurationItemHelper>();
+  const auto row = std::make_shared<SLComposeSheetConfigurationItem>();
+  row->setValue("Old");
+  helper->setConfigurationItem(row);
+  helper->pickedItem();
+  EXPECT_EQ(row->value(), std::nullopt) << "no picker, so nothing chosen";
+  row->setValue("Old");
+  helper->pickedNone();
+  EXPECT_EQ(row->value(), std::nullopt);
+
   helper->setConfigurationItem(std::make_shared<SLComposeSheetConfigurationItem>());
   helper->setPickProjects(true);
-  helper->pickerController()->setSelectedItemIndex(0);
-  helper->pickedItem();
-  helper->pickedNone();
+  const auto stack = UINavigationController::make(std::make_shared<UIViewController>());
+  for (const auto act :
+       {&ConfigurationItemHelper::pickedItem, &ConfigurationItemHelper::pickedNone}) {
+    stack->pushViewController(helper->pickerController(), false);
+    helper->pickerController()->setSelectedItemIndex(0);
+    (helper.get()->*act)();
+    EXPECT_EQ(stack->viewControllers().size(), 1u);
+  }
 }
 
 }  // namespace
