@@ -42,6 +42,15 @@ function(tasklane_library name)
     PUBLIC tasklane_options ${ARG_USES} PRIVATE ${ARG_PRIVATE_USES} Threads::Threads)
 endfunction()
 
+# A program that stands outside the bundle is told where the bundle's picture decoder is.
+function(tasklane_uses_picture_decoder target)
+  target_sources(${target} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/BuiltPictureDecoder.cpp)
+  set_property(SOURCE ${CMAKE_SOURCE_DIR}/cmake/BuiltPictureDecoder.cpp
+    TARGET_DIRECTORY ${target} APPEND PROPERTY COMPILE_DEFINITIONS
+    TASKLANE_PICTURE_DECODER="${CMAKE_BINARY_DIR}/Tasklane.app/Helpers/picture-decoder")
+  add_dependencies(${target} picture-decoder)
+endfunction()
+
 # tasklane_tests(NAME [MAIN main.cpp] [USES target...] [ENVIRONMENT VAR=value...] [SOURCES extra...]
 #                [LABELS label...])
 #
@@ -58,6 +67,7 @@ function(tasklane_tests name)
     return()
   endif()
   add_executable(${name}_test ${sources} ${ARG_MAIN} ${ARG_SOURCES})
+  tasklane_uses_picture_decoder(${name}_test)
   target_link_libraries(${name}_test PRIVATE ${ARG_USES} GTest::gmock
     $<$<NOT:$<BOOL:${ARG_MAIN}>>:GTest::gmock_main>)
   set(properties TIMEOUT 300)

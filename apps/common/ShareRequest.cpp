@@ -40,9 +40,15 @@ Result<NSItemProvider::Loader> loaderOfFile(const ShareRequest::Representation& 
   const std::string& path = *representation.file;
   if (auto fault = faultOfFile(path, place)) return *fault;
   if (UTTypeConformsTo(representation.type, kUTTypeImage)) {
-    auto image = EncodedImage::imageWithContentsOfFile(path);
-    if (!image) return wrongAt(place, image.error().description);
-    return loaderOf(std::move(image).value());
+    if (const auto image = EncodedImage::imageWithContentsOfFile(path); !image)
+      return wrongAt(place, image.error().description);
+    // Opened again when it is loaded: a share may have more pictures than a process has
+    // descriptors.
+    return NSItemProvider::Loader([path]() -> Result<NSItemProviderItem> {
+      auto image = EncodedImage::imageWithContentsOfFile(path);
+      if (!image) return image.error();
+      return NSItemProviderItem(std::move(image).value());
+    });
   }
   if (UTTypeConformsTo(representation.type, kUTTypeText))
     return NSItemProvider::Loader([path]() -> Result<NSItemProviderItem> {

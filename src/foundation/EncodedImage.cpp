@@ -1,116 +1,140 @@
 #include "foundation/EncodedImage.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <utility>
 
-#include "foundation/ImageCodec.h"
-#include "foundation/ImageHeader.h"
-#include "foundation/ImageSource.h"
-#include "foundation/ImageThumbnail.h"
-#include "foundation/JPEGStrips.h"
-#include "foundation/PNGStrips.h"
-#include "foundation/StripPipeline.h"
-#include "foundation/UprightStrips.h"
+#include "foundation/PictureDecoder.h"
 
 namespace tasklane {
 
 namespace {
 
-/// Where a thumbnail's decoder may keep what does not fit in memory: on a disk, which a folder for
-/// temporary files need not be on.
+using Format = EncodedImage::Format;
+using namespace std::string_view_literals;
+
+/// Far above any photo; what is larger is not a picture somebody shares.
+constexpr std::int64_t kMaximumSize = std::int64_t{1} << 30;
+
+/// Where a decoder may keep what does not fit in memory when there is no file that it writes: on a
+/// disk, which a folder for temporary files need not be on.
 std::string scratchFolder() {
   const char* chosen = std::getenv("TMPDIR");
   return chosen != nullptr && *chosen != '\0' ? chosen : "/var/tmp";
 }
 
-/// The largest reduction by eighths that still covers the side asked for.
-unsigned int eighthsFor(const EncodedImage::Header& header, int side) {
-  const std::uint64_t longest = std::max(header.width, header.height);
-  const std::uint64_t eighths = (std::uint64_t(std::max(side, 1)) * 8 + longest - 1) / longest;
-  return static_cast<unsigned int>(std::clamp<std::uint64_t>(eighths, 1, 8));
+/// The family of containers that HEIC and AVIF belong to names its brands in the first box.
+std::optional<Format> formatOfBrands(std::string_view start) {
+  if (start.size() < 12 || start.substr(4, 4) != "ftyp") return std::nullopt;
+  std::size_t size = 0;
+  for (const char byte : start.substr(0, 4)) size = size << 8 | static_cast<unsigned char>(byte);
+  size = std::min(size, start.size());
+  for (std::size_t offset = 8; offset + 4 <= size; offset += offset == 8 ? 8 : 4) {
+    const std::string_view brand = start.substr(offset, 4);
+    if (brand == "avif" || brand == "avis") return Format::AVIF;
+    for (const std::string_view known : {"heic", "heix", "heim", "heis", "hevc", "hevx"})
+      if (brand == known) return Format::HEIC;
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
-struct EncodedImage::State {
-  std::shared_ptr<const ImageSource> source;
-  Header header;
-
-  static Result<std::unique_ptr<State>> make(Result<std::shared_ptr<const ImageSource>> source) {
-    if (!source.ok()) return source.error();
-    auto header = readImageHeader(*source.value());
-    if (!header.ok()) return header.error();
-    return std::make_unique<State>(State{std::move(source).value(), header.value()});
-  }
-
-  Result<std::unique_ptr<StripProducer>> openForEncoding(const std::string& scratch) const {
-    if (header.format == Format::JPEG) {
-      JPEGDecoding decoding;
-      decoding.orientation = header.orientation;
-      decoding.colorProfile = colorProfileOfJPEG(*source);
-      decoding.scratchFolder = scratch;
-      return openJPEG(*source, std::move(decoding));
-    }
-    if (header.format == Format::PNG) return openPNG(*source, {false, header.orientation, scratch});
-    return openWithCodecModule({source.get(), header, scratch});
-  }
-
-  Result<std::unique_ptr<StripProducer>> openForThumbnail(int side) const {
-    if (header.format == Format::JPEG) {
-      JPEGDecoding decoding;
-      decoding.planes = false;
-      decoding.orientation = header.orientation;
-      decoding.eighths = eighthsFor(header, side);
-      decoding.scratchFolder = scratchFolder();
-      return openJPEG(*source, std::move(decoding));
-    }
-    if (header.format == Format::PNG)
-      return openPNG(*source, {true, header.orientation, scratchFolder()});
-    return openWithCodecModule({source.get(), header, scratchFolder()});
-  }
-};
-
-EncodedImage::EncodedImage(std::unique_ptr<State> state) : state_(std::move(state)) {}
-EncodedImage::~EncodedImage() = default;
+std::optional<Format> imageFormatOfBytes(std::string_view start) {
+  constexpr std::pair<std::string_view, Format> kMagic[] = {
+      {"\xFF\xD8\xFF"sv, Format::JPEG},
+      {"\x89PNG\r\n\x1A\n"sv, Format::PNG},
+      {"GIF87a"sv, Format::GIF},
+      {"GIF89a"sv, Format::GIF},
+      {"II*\0"sv, Format::TIFF},
+      {"MM\0*"sv, Format::TIFF},
+      {"BM"sv, Format::BMP},
+  };
+  for (const auto& [magic, format] : kMagic)
+    if (start.starts_with(magic)) return format;
+  if (start.starts_with("RIFF") && start.size() >= 12 && start.substr(8, 4) == "WEBP")
+    return Format::WebP;
+  return formatOfBrands(start);
+}
 
 Result<std::shared_ptr<const EncodedImage>> EncodedImage::imageWithContentsOfFile(
     const std::string& path) {
-  auto state = State::make(ImageSource::makeWithFile(path));
-  if (!state.ok()) return state.error();
-  return std::shared_ptr<const EncodedImage>(new EncodedImage(std::move(state).value()));
+  // Not blocking: a pipe without a writer would hold the caller for ever before it is known as one.
+  const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (descriptor < 0) return NSError::fromErrno(errno, "cannot open " + path);
+  const std::shared_ptr<EncodedImage> image(new EncodedImage(descriptor, path));
+  if (auto identified = image->identify(); !identified.ok()) return identified.error();
+  return std::shared_ptr<const EncodedImage>(image);
 }
 
-Result<std::shared_ptr<const EncodedImage>> EncodedImage::imageWithData(std::string bytes) {
-  auto state = State::make(ImageSource::makeWithData(std::move(bytes)));
-  if (!state.ok()) return state.error();
-  return std::shared_ptr<const EncodedImage>(new EncodedImage(std::move(state).value()));
+EncodedImage::~EncodedImage() { ::close(fileDescriptor_); }
+
+Result<void> EncodedImage::identify() {
+  struct stat status {};
+  if (::fstat(fileDescriptor_, &status) < 0)
+    return NSError::fromErrno(errno, "cannot read " + path_);
+  if (!S_ISREG(status.st_mode))
+    return NSError{NSError::Kind::Unsupported, path_ + " is not a file that can hold a picture"};
+  size_ = status.st_size;
+  changedSeconds_ = status.st_mtim.tv_sec;
+  changedNanoseconds_ = status.st_mtim.tv_nsec;
+  if (size_ > kMaximumSize)
+    return NSError{NSError::Kind::Unsupported,
+                   path_ + " is too large for a picture (more than 1 GB)"};
+  std::string start(kImageMagicBytes, '\0');
+  ssize_t got = -1;
+  do {
+    got = ::pread(fileDescriptor_, start.data(), start.size(), 0);
+  } while (got < 0 && errno == EINTR);
+  if (got < 0) return NSError::fromErrno(errno, "cannot read " + path_);
+  start.resize(static_cast<std::size_t>(got));
+  const auto format = imageFormatOfBytes(start);
+  if (!format)
+    return NSError{NSError::Kind::Unsupported,
+                   path_ +
+                       " is no picture of a known format (JPEG, PNG, GIF, TIFF, WebP, HEIC, AVIF, "
+                       "BMP)"};
+  format_ = *format;
+  return {};
 }
 
-const EncodedImage::Header& EncodedImage::header() const { return state_->header; }
+Result<void> EncodedImage::checkUnchanged() const {
+  struct stat now {};
+  if (::fstat(fileDescriptor_, &now) < 0) return NSError::fromErrno(errno, "cannot read " + path_);
+  if (now.st_size == size_ && now.st_mtim.tv_sec == changedSeconds_ &&
+      now.st_mtim.tv_nsec == changedNanoseconds_)
+    return {};
+  return NSError{NSError::Kind::Io, path_ + " was changed while it was read"};
+}
 
 Result<void> EncodedImage::writeJPEGRepresentation(double compressionQuality,
                                                    UnnamedFile& into) const {
-  auto opened = state_->openForEncoding(into.folder());
-  if (!opened.ok()) return opened.error();
-  auto upright = makeUpright(std::move(opened).value(), into.folder());
-  if (!upright.ok()) return upright.error();
-  StripProducer& producer = *upright.value();
-  auto encoder =
-      makeJPEGEncoder(producer.layout(), producer.colorProfile(), compressionQuality, into);
-  if (!encoder.ok()) return encoder.error();
-  auto moved = runStripPipeline(
-      producer, [&encoder](const Strip& strip) { return encoder.value()->add(strip); });
+  auto scratch = UnnamedFile::makeInFolder(into.folder());
+  if (!scratch.ok()) return scratch.error();
+  auto decoded = PictureDecoder::shared().decode(
+      {.format = format_, .quality = compressionQuality},
+      {fileDescriptor_, scratch.value()->fileDescriptor(), into.fileDescriptor()});
   // A file that changes under the decoder looks damaged; the change is what to tell.
-  if (auto unchanged = state_->source->checkUnchanged(); !unchanged.ok()) return unchanged;
-  if (!moved.ok()) return moved;
-  return encoder.value()->finish();
+  if (auto unchanged = checkUnchanged(); !unchanged.ok()) return unchanged;
+  if (!decoded.ok())
+    return NSError{decoded.error().kind, path_ + ": " + decoded.error().description};
+  return {};
 }
 
 Result<EncodedImage::Pixels> EncodedImage::thumbnail(int side) const {
-  auto opened = state_->openForThumbnail(side);
-  if (!opened.ok()) return opened.error();
-  return scaleToFit(*opened.value(), side);
+  auto scratch = UnnamedFile::makeInFolder(scratchFolder());
+  if (!scratch.ok()) return scratch.error();
+  auto decoded = PictureDecoder::shared().decode(
+      {.format = format_, .thumbnailSide = std::clamp(side, 1, kLargestThumbnail)},
+      {fileDescriptor_, scratch.value()->fileDescriptor(), -1});
+  if (!decoded.ok())
+    return NSError{decoded.error().kind, path_ + ": " + decoded.error().description};
+  return decoded;
 }
 
 }  // namespace tasklane

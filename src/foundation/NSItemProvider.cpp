@@ -10,8 +10,6 @@
 #include <thread>
 #include <utility>
 
-#include "foundation/ImageHeader.h"
-#include "foundation/ImageSource.h"
 #include "foundation/NSOperationQueue.h"
 #include "foundation/UTType.h"
 
@@ -105,6 +103,8 @@ const char* typeOf(EncodedImage::Format format) {
       return "public.webp";
     case EncodedImage::Format::HEIC:
       return "public.heic";
+    case EncodedImage::Format::AVIF:
+      return "public.avif";
     case EncodedImage::Format::BMP:
       return "public.bmp";
   }
@@ -113,11 +113,9 @@ const char* typeOf(EncodedImage::Format format) {
 
 /// What a file is as an image: by its contents, or, where they cannot be read now, by its name.
 std::optional<std::string> imageTypeOf(const NSURL& url) {
-  if (auto source = ImageSource::makeWithFile(url.path()); source.ok()) {
-    const auto format = imageFormatOf(*source.value());
-    if (!format) return std::nullopt;
-    return typeOf(*format);
-  }
+  const auto image = EncodedImage::imageWithContentsOfFile(url.path());
+  if (image.ok()) return typeOf(image.value()->format());
+  if (image.error().kind == NSError::Kind::Unsupported) return std::nullopt;
   auto type =
       UTTypeCreatePreferredIdentifierForTag(kUTTagClassFilenameExtension, url.pathExtension());
   if (type && !UTTypeConformsTo(*type, kUTTypeImage)) type.reset();

@@ -1,18 +1,38 @@
 #pragma once
 
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "foundation/EncodedImage.h"
 
 #include <jpeglib.h>
 #include <png.h>
 
 /// Small pictures for tests, made by the codec libraries directly.
 namespace tasklane::pictures {
+
+/// A picture whose file is in memory only.
+inline Result<std::shared_ptr<const EncodedImage>> imageOf(std::string_view bytes) {
+  const int file = ::memfd_create("picture", MFD_CLOEXEC);
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t written = ::write(file, bytes.data() + done, bytes.size() - done);
+    if (written < 0) return NSError::fromErrno(errno, "cannot write a picture");
+    done += static_cast<std::size_t>(written);
+  }
+  auto image = EncodedImage::imageWithContentsOfFile("/proc/self/fd/" + std::to_string(file));
+  ::close(file);
+  return image;
+}
 
 struct RGB {
   int red, green, blue;

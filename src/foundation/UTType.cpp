@@ -28,6 +28,7 @@ constexpr std::array declarations{
     Declaration{"public.webp", "public.image", "webp", "image/webp"},
     Declaration{"public.heif", "public.image", "heif hif", "image/heif"},
     Declaration{"public.heic", "public.heif", "heic", "image/heic"},
+    Declaration{"public.avif", "public.heif", "avif avifs", "image/avif"},
     Declaration{"public.bmp", "public.image", "bmp dib", "image/bmp image/x-ms-bmp"},
     Declaration{"public.text", "public.data public.content", "", ""},
     Declaration{"public.plain-text", "public.text", "txt text", "text/plain"},

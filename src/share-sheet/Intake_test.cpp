@@ -103,9 +103,10 @@ TEST_F(IntakeTest, APhotoBecomesTheFirstFreeNumber) {
 
 TEST_F(IntakeTest, AWebAddressWinsOverTheImageOfTheSameProvider) {
   const auto both = NSItemProvider::make(*NSURL::URLWithString("https://example.org/"), kUTTypeURL);
-  both->registerItemForTypeIdentifier(kUTTypeImage, []() -> Result<NSItemProviderItem> {
-    return NSItemProviderItem(EncodedImage::imageWithData(samplePhoto()).value());
-  });
+  both->registerItemForTypeIdentifier(
+      kUTTypeImage, [path = photo(samplePhoto())]() -> Result<NSItemProviderItem> {
+        return NSItemProviderItem(EncodedImage::imageWithContentsOfFile(path).value());
+      });
   const auto sheet = share({both});
   EXPECT_EQ(sheet->noteText(), "https://example.org/");
   EXPECT_TRUE(sheet->attachmentFiles().empty());
@@ -113,9 +114,10 @@ TEST_F(IntakeTest, AWebAddressWinsOverTheImageOfTheSameProvider) {
 
 TEST_F(IntakeTest, APictureThatIsNoneLeavesANameWithoutAFile) {
   const auto broken = std::make_shared<NSItemProvider>();
-  broken->registerItemForTypeIdentifier(kUTTypeImage, []() -> Result<NSItemProviderItem> {
-    return NSItemProviderItem(EncodedImage::imageWithData(samplePhoto().substr(0, 20000)).value());
-  });
+  broken->registerItemForTypeIdentifier(
+      kUTTypeImage, [path = photo(samplePhoto().substr(0, 20000))]() -> Result<NSItemProviderItem> {
+        return NSItemProviderItem(EncodedImage::imageWithContentsOfFile(path).value());
+      });
   const auto sheet = share({broken, file("/nonexistent/photo.jpg")});
   EXPECT_THAT(sheet->attachmentFiles(), ElementsAre("1.jpg"));
   EXPECT_FALSE(sheet->allAttachmentsWritten());

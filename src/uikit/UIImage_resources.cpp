@@ -48,9 +48,8 @@ std::shared_ptr<UIImage> UIImage::imageNamed(const std::string& fileName) {
     NSLog(encoded.error().description);
     return nullptr;
   }
-  const auto& header = encoded.value()->header();
-  const auto image = imageWithEncodedImage(
-      *encoded.value(), static_cast<int>(std::max(header.width, header.height)), variant->scale);
+  const auto image =
+      imageWithEncodedImage(*encoded.value(), EncodedImage::kLargestThumbnail, variant->scale);
   if (image) cache[key] = image;
   return image;
 }

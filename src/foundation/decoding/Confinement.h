@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "foundation/NSError.h"
+
+namespace tasklane {
+
+/// What a picture's decoder may take, whatever its header says.
+struct DecodingLimits {
+  std::uint64_t memory;  ///< bytes on top of what the process has already
+  unsigned int seconds;  ///< of processor time, all threads together
+  std::uint64_t file;    ///< bytes of any file that it writes
+};
+
+/// Gives up, for the calling process and for good, everything but the descriptors given: from here
+/// on it can read and write these, manage its memory and its threads, and end. It cannot open
+/// anything, start a process, signal one, reach a network, map executable memory or gain rights.
+/// The standard descriptors are left, and lead nowhere. To be called before there is a second
+/// thread. An error where the system has no such confinement: then nothing may be decoded.
+///
+/// Under the sanitisers, whose bookkeeping needs more address space than any limit would leave,
+/// memory is not limited; that is the only difference.
+Result<void> confineProcess(const std::vector<int>& descriptors, const DecodingLimits& limits);
+
+}  // namespace tasklane
