@@ -106,10 +106,10 @@ class Desktop:
     def queue(self):
         return json.loads(self.tasklane("queue", "--json"))
 
-    def share(self, *arguments):
+    def share(self, *arguments, **options):
         """Opens the sheet; answers its process once its window is on the screen."""
         before = set(self.windows())
-        program = self.start([TASKLANE, "share", *arguments])
+        program = self.start([TASKLANE, "share", *arguments], **options)
         def appeared():
             if program.poll() is not None:
                 raise AssertionError(f"the share ended with {program.returncode} before its window appeared")

@@ -78,6 +78,21 @@ class SharePost(ProgramTest):
         self.assertEqual(len(self.actions()) if (self.shared / "actions.plist").exists() else 0, actions)
         self.assertEqual(self.names_in(self.attachments), [])
 
+    def test_says_of_what_nothing_is_taken(self):
+        text = self.write("list.txt", b"milk")
+        page = {"type": "public.property-list", "results": {"selection": "chosen"}}
+        request = self.write("request.json", json.dumps({"items": [{"title": "T", "attachments": [
+            page, {"type": "public.plain-text", "text": "milk"}, {"type": "public.url", "url": "https://example.org/"},
+            {"type": "public.file-url", "file": str(PHOTO)}]}]}).encode())
+        for arguments, named in ((("--title", "T", "--file", text), [str(text)]),
+                                 (("--request", request), ["public.property-list", "public.plain-text"]),
+                                 (("--file", PHOTO, "--url", "https://example.org/"), [])):
+            self.run_program("share", *arguments, "--post")
+            lines = self.error.splitlines()
+            self.assertEqual(len(lines), len(named), self.error)
+            for line, name in zip(lines, named):
+                self.assertRegex(line, f"^tasklane: nothing is taken of .*{name}: .+[.]$")
+
     def test_leaves_no_trace_when_it_fails(self):
         self.run_program("share", "--image", PHOTO, "--post", "--project", "Nowhere", code=65)
         self.leaves_no_trace()

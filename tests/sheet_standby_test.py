@@ -1,6 +1,7 @@
 """The sheet's process that waits, started, for the next request: who shares must not notice but for the time."""
 import os
 import pathlib
+import resource
 import select
 import shutil
 import signal
@@ -27,9 +28,9 @@ class SheetStandbyTest(unittest.TestCase):
         self.assertEqual(first.wait(20), 1)
         self.attachments = pathlib.Path(self.desktop.folder, "groups", "group.com.kestrelworks.Tasklane", "attachments")
 
-    def share(self, *arguments, **environment):
+    def share(self, *arguments, preexec_fn=None, **environment):
         self.desktop.environment.update(environment)
-        return self.desktop.share(*arguments)
+        return self.desktop.share(*arguments, preexec_fn=preexec_fn)
 
     def window_process(self):
         return int(self.desktop.output(["xdotool", "getwindowpid", self.desktop.window]))
@@ -130,6 +131,34 @@ class SheetStandbyTest(unittest.TestCase):
         caller.wait(20)
         self.share("--text", "Noch einmal")
         self.assertEqual(self.window_process(), german)
+
+    def test_limits_of_one_caller_are_not_the_next_ones(self):
+        def with_limit(soft, hard):
+            return lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (soft, hard))
+
+        # Soft limits go with each call, also down and up again.
+        few = self.share("--text", "Few", preexec_fn=with_limit(1000, resource.RLIM_INFINITY))
+        self.assertEqual(self.window_process(), self.waiting)
+        limits = pathlib.Path(f"/proc/{self.waiting}/limits").read_text()
+        self.assertRegex(limits, r"Max file size +1000 +unlimited")
+        second = self.waiting_process(other_than=self.waiting)
+        few.kill()
+        wait_for("the sheet to go with its caller", lambda: not self.desktop.windows())
+        photo = self.share("--image", str(PHOTO), preexec_fn=lambda: signal.pthread_sigmask(
+            signal.SIG_BLOCK, [signal.SIGTERM]))
+        self.assertEqual(self.window_process(), second)
+        wait_for("the photo", lambda: list(self.attachments.glob("*.jpg")))
+        third = self.waiting_process(other_than=second)
+        state = pathlib.Path(f"/proc/{third}/status").read_text()
+        self.assertRegex(state, r"SigBlk:\t0+\n")
+        photo.kill()
+        wait_for("the sheet to go with its caller", lambda: not self.desktop.windows())
+        # A hard limit cannot be taken back, nor a priority.
+        for condition in (with_limit(1000000, 1000000), lambda: os.nice(3)):
+            caller = self.share("--text", "Few for good", preexec_fn=condition)
+            self.assertEqual(self.window_process(), caller.pid)
+            caller.kill()
+            wait_for("the sheet to go", lambda: not self.desktop.windows())
 
     def test_who_waits_and_does_not_answer_is_not_waited_for(self):
         os.kill(self.waiting, signal.SIGSTOP)

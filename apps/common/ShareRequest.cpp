@@ -95,6 +95,26 @@ Result<std::shared_ptr<NSItemProvider>> providerOfAttachment(
   return provider;
 }
 
+/// Whether anything of it gets into an item: as with the sheet, the first kind that fits decides.
+bool isTaken(const ShareRequest::Attachment& attachment) {
+  const ShareRequest::Representation* address = nullptr;
+  bool isPicture = false;
+  for (const auto& kind : attachment) {
+    if (UTTypeConformsTo(kind.type, kUTTypePropertyList))
+      return kind.results && kind.results->valueForKey("url");
+    if (!address && UTTypeConformsTo(kind.type, kUTTypeURL)) address = &kind;
+    isPicture |= UTTypeConformsTo(kind.type, kUTTypeImage);
+  }
+  if (isPicture || !address) return isPicture;
+  if (address->url) {
+    const auto url = NSURL::URLWithString(*address->url);
+    return url && !url->isFileURL();
+  }
+  return address->file && attachment.size() == 1 && address->type == kUTTypeFileURL &&
+         NSItemProvider::makeWithContentsOfURL(NSURL::fileURLWithPath(*address->file))
+             ->hasItemConformingToTypeIdentifier(kUTTypeImage);
+}
+
 }  // namespace
 
 Result<std::vector<std::shared_ptr<NSExtensionItem>>> ShareRequest::inputItems() const {
@@ -113,6 +133,21 @@ Result<std::vector<std::shared_ptr<NSExtensionItem>>> ShareRequest::inputItems()
     result.push_back(std::move(item));
   }
   return result;
+}
+
+std::vector<std::string> ShareRequest::warnings() const {
+  std::vector<std::string> sentences;
+  for (const auto& item : items)
+    for (const auto& attachment : item.attachments) {
+      if (isTaken(attachment)) continue;
+      const auto& kind = attachment.front();
+      const std::string what = kind.file  ? "the file " + *kind.file
+                               : kind.url ? "the address " + *kind.url
+                                          : "an attachment of the type " + kind.type;
+      sentences.push_back("nothing is taken of " + what +
+                          ": only pictures, web addresses and pages are");
+    }
+  return sentences;
 }
 
 }  // namespace tasklane

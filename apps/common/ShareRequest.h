@@ -52,6 +52,10 @@ struct ShareRequest {
   /// FileNotFound for one that is not there or cannot be read, Corrupt for one that is not what its
   /// type says, naming the place as above.
   Result<std::vector<std::shared_ptr<NSExtensionItem>>> inputItems() const;
+
+  /// A sentence for each attachment of which an item will hold nothing: pictures, web addresses and
+  /// pages are taken, no other files and no texts. Looks at the files.
+  std::vector<std::string> warnings() const;
 };
 
 }  // namespace tasklane

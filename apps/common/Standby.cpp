@@ -13,10 +13,12 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
+#include "common/InheritedConditions.h"
 #include "foundation/NSLog.h"
 
 namespace tasklane::standby {
@@ -54,10 +56,10 @@ bool isOfTheCaller(const std::string& variable) {
          std::end(kOfTheCaller);
 }
 
-/// What a process must have in common with its caller: the program's very file, and the
-/// environment.
+/// What a process must have in common with its caller: the program's very file, what neither can
+/// give itself, and the environment.
 std::string conditions(const std::string& program, Environment environment) {
-  std::string text;
+  std::string text = unchangeableConditions() + '\n';
   struct stat file {};
   if (::stat(program.c_str(), &file) == 0)
     for (const auto part :
@@ -134,12 +136,14 @@ struct Message {
   msghdr header{};
 };
 
-/// A caller's letter: its file mode mask, its activation token, and its conditions.
+/// A caller's letter, line by line: its file mode mask, its soft limits, its activation token, and
+/// its conditions.
 std::string letter(const std::string& conditions) {
   const mode_t mask = ::umask(0);
   ::umask(mask);
   const char* token = std::getenv(kActivationToken);
-  return std::to_string(mask) + '\n' + (token ? token : "") + '\n' + conditions;
+  return std::to_string(mask) + '\n' + softLimits() + '\n' + (token ? token : "") + '\n' +
+         conditions;
 }
 
 bool sendCall(int socket, std::string text, const std::array<int, kLentDescriptors>& descriptors) {
@@ -154,6 +158,7 @@ bool sendCall(int socket, std::string text, const std::array<int, kLentDescripto
 
 struct Letter {
   mode_t mask = 0;
+  std::string limits;
   std::string activationToken;
   std::string conditions;
   std::array<FileDescriptor, kLentDescriptors> descriptors;
@@ -175,16 +180,20 @@ std::optional<Letter> receiveCall(int socket) {
   std::transform(numbers.begin(), numbers.end(), call.descriptors.begin(),
                  [](int number) { return FileDescriptor(number); });
   const auto maskEnd = text.find('\n');
-  const auto tokenEnd = text.find('\n', maskEnd + 1);
-  if (maskEnd == std::string::npos || tokenEnd == std::string::npos) return {};
+  const auto limitsEnd = text.find('\n', maskEnd + 1);
+  const auto tokenEnd = text.find('\n', limitsEnd + 1);
+  if (maskEnd == std::string::npos || limitsEnd == std::string::npos ||
+      tokenEnd == std::string::npos)
+    return {};
   if (!call.descriptors.back()) return {};
   call.mask = static_cast<mode_t>(std::strtoul(text.c_str(), nullptr, 10));
-  call.activationToken = text.substr(maskEnd + 1, tokenEnd - maskEnd - 1);
+  call.limits = text.substr(maskEnd + 1, limitsEnd - maskEnd - 1);
+  call.activationToken = text.substr(limitsEnd + 1, tokenEnd - limitsEnd - 1);
   call.conditions = text.substr(tokenEnd + 1);
   return call;
 }
 
-/// This process reads, writes and looks for files where the caller does.
+/// This process reads, writes and looks for files where the caller does, within its limits.
 void become(const Letter& call) {
   const auto& [request, folder, output, errors] = call.descriptors;
   ::dup2(request.get(), STDIN_FILENO);
@@ -193,6 +202,7 @@ void become(const Letter& call) {
   if (::fchdir(folder.get()) != 0)
     NSLog(NSError::fromErrno(errno, "cannot work in the caller's folder").description);
   ::umask(call.mask);
+  adoptSoftLimits(call.limits);
   if (!call.activationToken.empty()) ::setenv(kActivationToken, call.activationToken.c_str(), 1);
 }
 
@@ -254,8 +264,15 @@ void startProcess(const std::string& program, const Environment& environment) {
   posix_spawn_file_actions_addchdir_np(&files, "/");
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
-  // It outlives who has it started, and the terminal that may be behind.
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+  // It outlives who has it started, and the terminal that may be behind; no signal that its starter
+  // ignores or holds back is lost on it.
+  sigset_t none, all;
+  ::sigemptyset(&none);
+  ::sigfillset(&all);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setsigdefault(&attributes, &all);
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   pid_t process = -1;
   const int failure =
       ::posix_spawn(&process, program.c_str(), &files, &attributes, arguments, variables.data());

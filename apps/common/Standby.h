@@ -25,8 +25,9 @@ Environment currentEnvironment();
 /// Hands a request (a file that is open for reading, at its start) to the process that waits for
 /// one of this program's sheets, with this process's working folder, output and error output, and
 /// waits until that sheet is gone; its exit code. None when nobody takes the request, also when who
-/// waits is of another version of the program or has another environment: start the program
-/// instead. An error when the sheet's process has ended without a word.
+/// waits is of another version of the program, or has another environment, other groups, hard
+/// limits or priorities: start the program instead. Soft limits and the file mode mask go with it.
+/// An error when the sheet's process has ended without a word.
 ///
 /// Should this process end meanwhile, then the sheet is cancelled.
 Result<std::optional<int>> handOver(const std::string& program, int request);

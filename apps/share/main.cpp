@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -16,6 +17,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/ExitCode.h"
 #include "common/ShareRequest.h"
 #include "common/Standby.h"
 #include "foundation/NSBundle.h"
@@ -32,7 +34,6 @@ namespace tasklane {
 
 namespace {
 
-constexpr int kDone = 0, kUsage = 64, kBadData = 65, kMissingInput = 66, kWriteFailed = 74;
 // The sheet is on the screen by then, and the person reads.
 constexpr std::chrono::milliseconds kUntilNextIsStarted{250};
 // Whoever shares again does it sooner; until then the memory is better used.
@@ -77,19 +78,19 @@ std::optional<Arguments> parse(int argc, char** argv) {
   return arguments;
 }
 
-int fail(int code, const std::string& sentence) {
+int fail(ExitCode code, const std::string& sentence) {
   NSLog("share: " + sentence);
-  return code;
+  return static_cast<int>(code);
 }
 
-int codeFor(const NSError& error) {
+ExitCode codeFor(const NSError& error) {
   switch (error.kind) {
     case NSError::Kind::FileNotFound:
     case NSError::Kind::NotPermitted:
     case NSError::Kind::Io:
-      return kMissingInput;
+      return ExitCode::MissingInput;
     default:
-      return kBadData;
+      return ExitCode::BadData;
   }
 }
 
@@ -106,16 +107,23 @@ Result<std::vector<std::shared_ptr<NSExtensionItem>>> inputItems(const Arguments
   const auto request = ShareRequest::requestFromJSON(
       document.value(), NSURL::fileURLWithPath(place).URLByDeletingLastPathComponent().path());
   if (!request) return request.error();
-  return request.value().inputItems();
+  auto items = request.value().inputItems();
+  if (items)
+    for (const auto& sentence : request.value().warnings()) NSLog("share: " + sentence + ".");
+  return items;
 }
 
 std::string programPath() { return NSBundle::mainBundle()->bundlePath() + "/share"; }
 
 /// The toolkit goes on using argc.
 void startToolkit(int& argc, char** argv) {
-  backend::start(argc, argv, "com.kestrelworks.Tasklane", [] {
-    std::_Exit(fail(kUsage, "the display cannot be reached; --post saves without a window."));
-  });
+  backend::start(
+      argc, argv, "com.kestrelworks.Tasklane",
+      [] {
+        std::_Exit(
+            fail(ExitCode::Usage, "the display cannot be reached; --post saves without a window."));
+      },
+      NSExtensionDisplayLost);
   ShareViewController::registerPrincipalClass();
 }
 
@@ -135,10 +143,11 @@ int runSheet(const std::shared_ptr<NSExtensionContext>& context,
 /// Everything that can be done before there is a request; then waits for one.
 int standBy(int& argc, char** argv, const standby::Environment& environment) {
   const auto place = standby::Place::take(programPath(), environment);
-  if (!place) return kDone;
+  if (!place) return static_cast<int>(ExitCode::Done);
   startToolkit(argc, argv);
   NSExtensionRehearse();
-  if (const auto open = place->open(); !open) return fail(kWriteFailed, open.error().description);
+  if (const auto open = place->open(); !open)
+    return fail(ExitCode::WriteFailed, open.error().description);
 
   NSRunLoop& loop = NSRunLoop::mainRunLoop();
   auto call = standby::Place::Call::Nobody;
@@ -148,7 +157,7 @@ int standBy(int& argc, char** argv, const standby::Environment& environment) {
     });
     loop.runUntil([&] { return call != standby::Place::Call::Nobody; }, kLongestStandby);
   }
-  if (call != standby::Place::Call::Taken) return kDone;
+  if (call != standby::Place::Call::Taken) return static_cast<int>(ExitCode::Done);
 
   auto items = inputItems({});
   if (!items) {
@@ -165,7 +174,7 @@ int standBy(int& argc, char** argv, const standby::Environment& environment) {
 int run(int argc, char** argv) {
   const auto environment = standby::currentEnvironment();
   const auto arguments = parse(argc, argv);
-  if (!arguments) return fail(kUsage, kUsageText);
+  if (!arguments) return fail(ExitCode::Usage, kUsageText);
   if (arguments->standsBy) return standBy(argc, argv, environment);
   auto items = inputItems(*arguments);
   if (!items) return failOnRequest(items.error());
@@ -174,12 +183,16 @@ int run(int argc, char** argv) {
   startToolkit(argc, argv);
   if (!arguments->snapshot) return runSheet(context, environment);
   const auto drawn = NSExtensionSnapshot(context, *arguments->snapshot, arguments->scale);
-  if (!drawn) return fail(kWriteFailed, drawn.error().description + ".");
-  return kDone;
+  if (!drawn) return fail(ExitCode::WriteFailed, drawn.error().description + ".");
+  return static_cast<int>(ExitCode::Done);
 }
 
 }  // namespace
 
 }  // namespace tasklane
 
-int main(int argc, char** argv) { return tasklane::run(argc, argv); }
+int main(int argc, char** argv) {
+  // A file that may not grow is an error of the write, not the end of the program.
+  std::signal(SIGXFSZ, SIG_IGN);
+  return tasklane::run(argc, argv);
+}

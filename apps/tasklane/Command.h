@@ -6,24 +6,13 @@
 #include <string>
 #include <string_view>
 
+#include "common/ExitCode.h"
 #include "foundation/NSError.h"
 #include "foundation/PropertyList.h"
 #include "shared-store/TLXPlistPresenter.h"
 
 /// What every command of the command line shares: how it ends, prints, and changes a shared file.
 namespace tasklane {
-
-/// How the program ends; see also sysexits.h.
-enum class ExitCode {
-  Done = 0,
-  Cancelled = 1,
-  Usage = 64,
-  BadData = 65,
-  MissingInput = 66,
-  SheetGone = 70,
-  NoContainer = 73,
-  WriteFailed = 74
-};
 
 /// Thrown to end the program: one plain sentence that says what is wrong and what to do.
 struct Failure {

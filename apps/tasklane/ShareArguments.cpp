@@ -3,6 +3,7 @@
 #include <map>
 
 #include "Command.h"
+#include "foundation/NSLog.h"
 #include "foundation/NSURL.h"
 #include "foundation/UTType.h"
 
@@ -25,7 +26,8 @@ ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
   page_ = addOrdered("--page", "A web page, by its address");
   selection_ = addOrdered("--selection", "What is selected on the page before");
   image_ = addOrdered("--image", "A picture file; may be repeated");
-  file_ = addOrdered("--file", "A file of any kind; may be repeated");
+  file_ =
+      addOrdered("--file", "A file; of one that is no picture nothing is taken; may be repeated");
   item_ = command.add_flag("--item")->description("Begins the next input item");
   command.add_option("--request", requestFile_, "A JSON request instead, from a file or - (stdin)");
   command.add_flag("--post", post_, "Save without showing the sheet");
@@ -110,6 +112,7 @@ void ShareArguments::run() {
     return given(name) ? std::optional(value) : std::nullopt;
   };
   if (!post_) openSheet(shared, optional("--snapshot", snapshot_));
+  for (const auto& sentence : shared.warnings()) NSLog("tasklane: " + oneLine(sentence) + ".");
   postWithoutWindow(items.value(), {optional("--project", project_),
                                     optional("--context", context_), optional("--note", note_)});
 }

@@ -17,7 +17,7 @@ std::atomic<int> g_descriptor = -1;
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
               "a signal handler may use no other");
 
-void noteSignal(int) {
+void note(int) {
   const int error = errno;
   g_happened = true;
   const std::uint64_t one = 1;
@@ -36,13 +36,15 @@ void Interruption::startNoting() {
     struct sigaction action = {};
     if (::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) continue;
     action = {};
-    action.sa_handler = noteSignal;
+    action.sa_handler = note;
     action.sa_flags = SA_RESTART;
     ::sigaction(signal, &action, nullptr);
   }
 }
 
 bool Interruption::happened() { return g_happened; }
+
+void Interruption::request() { note(0); }
 
 int Interruption::descriptor() { return g_descriptor; }
 

@@ -14,6 +14,9 @@ class Interruption {
   /// True for good from the first request on.
   static bool happened();
 
+  /// Has it be as if such a signal had come. Any thread.
+  static void request();
+
   /// Readable for good from the first request on; nobody reads from it, and it stays open. A run
   /// loop's source on it has to be removed once it was told. -1 before startNoting().
   static int descriptor();

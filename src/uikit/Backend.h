@@ -70,9 +70,11 @@ void rehearseWindow(UIWindow& window);
 
 /// Starts the toolkit, once, before the first window; argc and argv as main() got them. The name is
 /// what the desktop knows the program by. When no display can be reached, displayUnreachable is
-/// called, which may end the program its own way; otherwise the toolkit aborts it.
+/// called, which may end the program its own way; otherwise the toolkit aborts it. When the display
+/// is gone later, displayLost is called, on the thread that learns of it, which should end the
+/// program; the toolkit does it otherwise, with an exit code of its own.
 void start(int& argc, char** argv, const std::string& applicationName,
-           void (*displayUnreachable)() = nullptr);
+           void (*displayUnreachable)() = nullptr, void (*displayLost)() = nullptr);
 
 }  // namespace backend
 }  // namespace tasklane

@@ -1,8 +1,15 @@
 #include "uikit/NSExtensionMain.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <initializer_list>
+#include <thread>
+#include <utility>
+#include <vector>
 
+#include "foundation/Interruption.h"
 #include "foundation/NSBundle.h"
 #include "foundation/NSClassFromString.h"
 #include "foundation/NSItemProvider.h"
@@ -17,8 +24,9 @@
 namespace tasklane {
 namespace {
 
-constexpr int kCompleted = 0, kCancelled = 1, kNoPrincipalClass = 70;
+constexpr int kCompleted = 0, kCancelled = 1, kNoPrincipalClass = 70, kDisplayLost = 70;
 constexpr std::chrono::minutes kLongestLoading{1};
+constexpr std::chrono::seconds kLongestCancelling{2};
 
 std::string principalClassName() {
   const PropertyList* extension =
@@ -93,26 +101,60 @@ class ExtensionWindow {
   std::shared_ptr<UIWindow> window_;
 };
 
+/// The one that NSExtensionMain() is running; main thread.
+ExtensionWindow* g_running = nullptr;
+std::atomic<bool> g_displayIsLost = false;
+const std::thread::id g_mainThread = std::this_thread::get_id();
+
+/// Cancels the request, once, as soon as any of the descriptors is readable.
+class CancelBells {
+ public:
+  CancelBells(ExtensionWindow& extension, std::initializer_list<int> descriptors) {
+    for (const int descriptor : descriptors) {
+      if (descriptor < 0) continue;
+      bells_.push_back(NSRunLoop::mainRunLoop().addDescriptor(descriptor, [this, &extension] {
+        bells_.clear();
+        extension.cancelRequest();
+      }));
+    }
+  }
+  CancelBells(const CancelBells&) = delete;
+  CancelBells& operator=(const CancelBells&) = delete;
+
+ private:
+  std::vector<std::shared_ptr<NSRunLoop::Source>> bells_;
+};
+
 }  // namespace
 
 int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context, int hangUp) {
   ExtensionWindow extension(context);
   if (!extension.window()) return kNoPrincipalClass;
-  std::shared_ptr<NSRunLoop::Source> bell;
-  if (hangUp >= 0) {
-    bell = NSRunLoop::mainRunLoop().addDescriptor(hangUp, [&] {
-      bell = nullptr;
-      extension.cancelRequest();
-    });
-  }
+  Interruption::startNoting();
+  const CancelBells bells(extension, {hangUp, Interruption::descriptor()});
   context->setEndHandler([](NSExtensionContext::State) { NSRunLoop::mainRunLoop().stop(); });
   if (context->state() == NSExtensionContext::State::Running) {
+    g_running = &extension;
     extension.window()->makeKeyAndVisible();
     NSRunLoop::mainRunLoop().run();
     extension.window()->close();
+    g_running = nullptr;
   }
   context->setEndHandler({});
+  if (g_displayIsLost) return kDisplayLost;
   return context->state() == NSExtensionContext::State::Completed ? kCompleted : kCancelled;
+}
+
+void NSExtensionDisplayLost() {
+  const bool isFirst = !g_displayIsLost.exchange(true);
+  if (isFirst) NSLog("The display is gone, and the sheet with it.");
+  if (std::this_thread::get_id() != g_mainThread) {
+    Interruption::request();
+    std::this_thread::sleep_for(kLongestCancelling);
+  } else if (g_running) {
+    std::exchange(g_running, nullptr)->cancelRequest();
+  }
+  std::_Exit(kDisplayLost);
 }
 
 Result<void> NSExtensionSnapshot(const std::shared_ptr<NSExtensionContext>& context,

@@ -14,9 +14,13 @@ namespace tasklane {
 /// window and runs until the request is completed or cancelled. Answers the exit code: 0 completed,
 /// 1 cancelled, 70 when the bundle names no known class. The backend has been started before.
 ///
-/// Once the descriptor is readable nobody waits for the sheet any more: it is cancelled, as if its
-/// window had been closed.
+/// Once the descriptor is readable nobody waits for the sheet any more, and once a signal asks the
+/// process to end (Interruption.h) there is no more time: the request is cancelled then.
 int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context, int hangUp = -1);
+
+/// For backend::start(): cancels the request that NSExtensionMain() is running, and ends the
+/// process with 70. Any thread; on another than the main one nothing is cancelled.
+[[noreturn]] void NSExtensionDisplayLost();
 
 /// Draws the sheet as NSExtensionMain would open it, with everything loaded, into a PNG file at a
 /// number of pixels per point, and cancels the request.

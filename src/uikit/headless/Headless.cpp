@@ -103,7 +103,7 @@ Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat s
 
 void rehearseWindow(UIWindow& window) { (void)window; }
 
-void start(int& argc, char** argv, const std::string& applicationName, void (*)()) {
+void start(int& argc, char** argv, const std::string& applicationName, void (*)(), void (*)()) {
   (void)argc, (void)argv, (void)applicationName;
 }
 

@@ -76,25 +76,28 @@ class FontsInTheBackground {
   std::thread reader_;
 };
 
-/// Has the toolkit's last words before it aborts, for as long as this lives, lead elsewhere.
-class InsteadOfAborting {
+/// The toolkit ends the process when its display cannot be reached or is gone. Its last words tell
+/// that it is about to; what a program wants to do first is called from there.
+class LastWords {
  public:
-  explicit InsteadOfAborting(void (*instead)()) {
-    instead_ = instead;
-    before_ = qInstallMessageHandler(handle);
+  static void heed(void (*displayUnreachable)(), void (*displayLost)()) {
+    displayUnreachable_ = displayUnreachable;
+    displayLost_ = displayLost;
+    qInstallMessageHandler(handle);
   }
-  ~InsteadOfAborting() { qInstallMessageHandler(before_); }
-  InsteadOfAborting(const InsteadOfAborting&) = delete;
-  InsteadOfAborting& operator=(const InsteadOfAborting&) = delete;
+  static void displayIsReached() { displayUnreachable_ = nullptr; }
 
  private:
   static void handle(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-    if (type == QtFatalMsg && instead_) instead_();
+    if (type == QtFatalMsg && displayUnreachable_) displayUnreachable_();
+    const bool isLost = message.contains(QLatin1String("connection broke")) ||
+                        message.contains(QLatin1String("connection experienced a fatal error"));
+    if (isLost && displayLost_) displayLost_();
     NSLog(qFormatLogMessage(type, context, message).toStdString());
   }
 
-  static inline void (*instead_)() = nullptr;
-  QtMessageHandler before_;
+  static inline void (*displayUnreachable_)() = nullptr;
+  static inline void (*displayLost_)() = nullptr;
 };
 
 void waitForEvents(std::chrono::milliseconds limit) {
@@ -117,8 +120,8 @@ void joinRunLoop(Running& state) {
 
 }  // namespace
 
-void start(int& argc, char** argv, const std::string& applicationName,
-           void (*displayUnreachable)()) {
+void start(int& argc, char** argv, const std::string& applicationName, void (*displayUnreachable)(),
+           void (*displayLost)()) {
   Running& state = running();
   if (state.application) return;
   prepareEnvironment();
@@ -128,8 +131,9 @@ void start(int& argc, char** argv, const std::string& applicationName,
   QGuiApplication::setDesktopFileName(name);
   {
     const FontsInTheBackground fonts;
-    const InsteadOfAborting ending(displayUnreachable);
+    LastWords::heed(displayUnreachable, displayLost);
     state.application = std::make_unique<QApplication>(argc, argv);
+    LastWords::displayIsReached();
   }
   // Qt has taken over the person's locale, in which C functions read 1.5 as 1.
   std::setlocale(LC_NUMERIC, "C");

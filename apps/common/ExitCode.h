@@ -1,0 +1,18 @@
+#pragma once
+
+namespace tasklane {
+
+/// How the programs end; see also sysexits.h. One code has one meaning.
+enum class ExitCode {
+  Done = 0,
+  Cancelled = 1,
+  Usage = 64,
+  BadData = 65,
+  MissingInput = 66,
+  SheetGone = 70,  ///< the sheet's process or its display was lost
+  NoContainer = 73,
+  WriteFailed = 74,  ///< it is not saved
+  Busy = 75          ///< it is not saved, for others held the file; a later attempt may succeed
+};
+
+}  // namespace tasklane
