@@ -1,3 +1,4 @@
+import datetime
 import json
 import os
 import pathlib
@@ -34,6 +35,13 @@ def items(**settings):
         "dueSoonInterval": 3600.0, "contentCategories": 0, "usesCustomPerspective": False,
         **settings,
     }
+
+
+def without_moments(value):
+    """JSON of items as the file has them, without what is told beside their dates."""
+    if isinstance(value, dict):
+        return {key: without_moments(member) for key, member in value.items() if not key.endswith("Date")}
+    return [without_moments(member) for member in value] if isinstance(value, list) else value
 
 
 class Publishing(ProgramTest):
@@ -82,6 +90,49 @@ class Publishing(ProgramTest):
         self.assertEqual(self.names_in(self.shared), ["containers.plist"])
 
 
+class Texts(ProgramTest):
+    # What a terminal obeys, of what XML carries.
+    HOSTILE = "a\tb\x9b31mc\u202ed\u2066e\u2028f\u0085g\n"
+
+    def test_a_list_shows_no_character_that_a_terminal_obeys(self):
+        self.publish("containers", {"projects": {"p": {"id": "p", "title": self.HOSTILE}}, "contexts": {},
+                                    "orderedProjectIDs": ["p"], "orderedContextIDs": []})
+        self.assertEqual(self.run_program("catalogue", "projects"), "a b 31mc d e f g\n")
+
+    def test_dates_are_told_as_the_person_reads_them_and_written_as_files_need_them(self):
+        now = datetime.datetime.now(datetime.timezone.utc)
+        # A zone in which it is about noon, so that the day does not end meanwhile.
+        self.environment["TZ"] = f"<HERE>{now.hour - 12}"
+        local = now - datetime.timedelta(hours=now.hour - 12)
+        due = local.strftime("%Y-%m-%d-23:30:00 ") + f"{-100 * (now.hour - 12):+05}"
+        self.publish("items", {"items": [{"uuid": "A", "title": "a", "due": due}], "dueSoonInterval": 0.0,
+                               "contentCategories": 2, "usesCustomPerspective": False})
+        for locale, words in (("C", "today 23:30"), ("de_DE.UTF-8", "heute 23:30"), ("fa_IR.UTF-8", "امروز ۲۳:۳۰"),
+                              ("th_TH.UTF-8", "วันนี้ 23:30"), ("tr_TR.UTF-8", "bugün 23:30")):
+            self.environment["LC_ALL"] = locale
+            self.assertIn(f"  due {words}  A\n", self.run_program("today"))
+            self.assertEqual(self.run_json("today", "--json")[0]["due"], due, locale)
+            self.run_program("flag", "A")
+            self.assertEqual(self.actions()[0]["info"]["due"], due, locale)
+            self.run_program("unflag", "A")
+
+    def test_short_commands_load_no_library_for_texts_or_pictures(self):
+        self.publish("items", items())
+        self.environment["LD_DEBUG"] = "libs"
+        slow = ("libicu", "libjpeg", "libpng", "libheif", "libwebp", "libtiff", "libgif", "image_codecs")
+
+        def loaded():
+            return [name for name in slow if name in self.error]
+
+        for command in (("share", "--post", "--title", "t", "--text", "é"), ("queue",), ("queue", "--json"),
+                        ("flag", "ROOT"), ("watch", "actions", "--count", "0"), ("today", "--json")):
+            self.run_program(*command)
+            self.assertIn("calling init", self.error)
+            self.assertEqual(loaded(), [], command)
+        self.run_program("today", "--all")
+        self.assertEqual(loaded(), ["libicu"], "a date for a person needs it")
+
+
 class Queue(ProgramTest):
     def setUp(self):
         super().setUp()
@@ -94,14 +145,15 @@ class Queue(ProgramTest):
         self.assertEqual([(action["type"], action["info"]["uuid"]) for action in self.actions()],
                          [("completed", "LEAF"), ("flagged", "ROOT"), ("unflagged", "DUE")])
         self.assertEqual(self.actions()[0]["info"]["title"], "Grandchild")
-        self.assertEqual(self.run_json("queue", "--json"), self.actions())
+        self.assertEqual(without_moments(self.run_json("queue", "--json")), self.actions())
         today = self.run_json("today", "--json")
         self.assertEqual([item["uuid"] for item in today], ["ROOT", "DUE"])
         child = today[0]["children"][0]["children"][0]
         self.assertIn("completed", child)
         self.assertTrue(today[0]["isEffectivelyFlagged"] and today[0]["hasIncompleteChildren"])
         self.assertTrue(today[1]["isPastDue"] and not today[1]["isDueToday"])
-        self.assertEqual(today[1]["due"], "2015-03-14-17:26:53 +0100")
+        self.assertEqual((today[1]["due"], today[1]["dueDate"]),
+                         ("2015-03-14-17:26:53 +0100", "2015-03-14T16:26:53Z"))
         self.run_program("uncomplete", "LEAF")
         self.run_program("unflag", "ROOT")
         self.assertEqual([action["type"] for action in self.actions()], ["unflagged"])

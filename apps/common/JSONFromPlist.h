@@ -6,8 +6,11 @@
 
 namespace tasklane {
 
-/// A value as JSON: dates as RFC 3339 text in UTC, data as Base64. Texts are taken as they are,
-/// also those that are no UTF-8.
+/// A moment as RFC 3339 text in UTC, to the second, rounded down.
+nlohmann::json JSONFromDate(NSDate date);
+
+/// A value as JSON: dates as JSONFromDate() tells them, data as Base64. Texts are taken as they
+/// are, also those that are no UTF-8.
 nlohmann::json JSONFromPlist(const PropertyList& plist);
 
 }  // namespace tasklane

@@ -3,8 +3,11 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "common/JSONFromPlist.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSPropertyListSerialization.h"
+#include "foundation/UTF8.h"
+#include "shared-store/TLXExternalItem.h"
 
 namespace tasklane {
 
@@ -44,12 +47,42 @@ void printJSON(const json& value) {
   print(value.dump(2, ' ', false, json::error_handler_t::replace) + "\n");
 }
 
+namespace {
+
+/// Whether a terminal obeys a character instead of showing it: controls, line separators, and what
+/// turns the direction of the text after it.
+bool actsOnTerminal(char32_t c) {
+  return c < 0x20 || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029 ||
+         (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+}
+
+}  // namespace
+
 std::string oneLine(std::string_view text) {
-  std::string line(text);
-  for (char& c : line)
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+  std::string line;
+  for (std::size_t at = 0; at < text.size();) {
+    const utf8::Character character = utf8::characterAt(text, at);
+    utf8::append(line, actsOnTerminal(character.codePoint) ? U' ' : character.codePoint);
+    at += character.length;
+  }
   while (line.ends_with(' ')) line.pop_back();
   return line;
+}
+
+json JSONFromItem(const PropertyList& item) {
+  json object = JSONFromPlist(item);
+  if (!object.is_object()) return object;
+  for (const std::string key : {"due", "defer", "completed"}) {
+    const auto* text = item.valueForKey(key);
+    if (!text || !text->string()) continue;
+    const auto date = TLXExternalItem::sharedDateFormatter().dateFromString(*text->string());
+    if (date) object[key + "Date"] = JSONFromDate(*date);
+  }
+  const auto* children = item.valueForKey("children");
+  if (!children || !children->array()) return object;
+  json& list = object["children"] = json::array();
+  for (const auto& child : *children->array()) list.push_back(JSONFromItem(child));
+  return object;
 }
 
 void requireContainer() {

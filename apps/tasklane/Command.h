@@ -31,8 +31,13 @@ void finishOutput(const char* sentence = "The output could not be written; make 
 /// Indented, with a line break at its end; always valid UTF-8.
 void printJSON(const nlohmann::json& value);
 
-/// A text of a person on one line: line breaks and other control characters shown as blanks.
+/// A text of a person on one line, harmless for a terminal: control characters and those that turn
+/// the direction of the text after them are blanks, invalid UTF-8 is U+FFFD.
 std::string oneLine(std::string_view text);
+
+/// An item's dictionary, or another value, as JSON. Dates of an item, which are texts with an
+/// offset, are told as moments too: "due" by "dueDate", in RFC 3339 and UTC.
+nlohmann::json JSONFromItem(const PropertyList& item);
 
 /// Makes sure that the shared container can be used, or throws.
 void requireContainer();

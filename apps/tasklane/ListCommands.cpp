@@ -11,6 +11,7 @@
 #include "foundation/NSFileManager.h"
 #include "foundation/NSNotificationCenter.h"
 #include "foundation/NSRunLoop.h"
+#include "foundation/RelativeDate.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"
 
@@ -25,8 +26,8 @@ std::string textOf(const PropertyList& entry, const char* key) {
   return value && value->string() ? oneLine(*value->string()) : std::string();
 }
 
-json JSONFromItem(const TLXExternalItem& item) {
-  json object = JSONFromPlist(item.propertyList());
+json JSONWithAnswers(const TLXExternalItem& item) {
+  json object = JSONFromItem(item.propertyList());
   object["isEffectivelyFlagged"] = item.isEffectivelyFlagged();
   object["isDueToday"] = item.isDueToday();
   object["isDeferredUntilToday"] = item.isDeferredUntilToday();
@@ -39,7 +40,7 @@ json JSONFromItem(const TLXExternalItem& item) {
   object["shouldDisplayInTodayExtension"] = item.shouldDisplayInTodayExtension();
   if (!item.children()) return object;
   json children = json::array();
-  for (const auto& child : *item.children()) children.push_back(JSONFromItem(*child));
+  for (const auto& child : *item.children()) children.push_back(JSONWithAnswers(*child));
   object["children"] = std::move(children);
   return object;
 }
@@ -50,9 +51,8 @@ void printItem(const TLXExternalItem& item, std::size_t depth) {
   line += oneLine(item.title().value_or(""));
   if (item.subtitle()) line += " — " + oneLine(*item.subtitle());
   if (item.isEffectivelyFlagged()) line += "  flagged";
-  if (item.dueDate())
-    line += "  due " + TLXExternalItem::sharedDateFormatter().stringFromDate(*item.dueDate());
-  if (item.isDueToday() || item.isPastDue()) line += item.isDueToday() ? " (today)" : " (past due)";
+  if (item.dueDate()) line += "  due " + relativeDateText(*item.dueDate());
+  if (item.isPastDue()) line += " (past due)";
   if (item.isBlocked()) line += "  blocked";
   print(line + "  " + oneLine(item.uuid().value_or("")) + "\n");
   if (!item.children()) return;
@@ -86,7 +86,7 @@ void printToday(TodaySelection selection, OutputFormat format) {
     if (selection == TodaySelection::Shown && !item->shouldDisplayInTodayExtension()) continue;
     any = true;
     if (format == OutputFormat::JSON)
-      list.push_back(JSONFromItem(*item));
+      list.push_back(JSONWithAnswers(*item));
     else
       printItem(*item, 0);
   }

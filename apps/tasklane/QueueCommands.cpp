@@ -71,7 +71,7 @@ void printQueue(OutputFormat format) {
   for (const auto& entry : entries) {
     const auto valueOrNull = [&](const char* key) {
       const auto* value = valueAt(entry, key);
-      return value ? JSONFromPlist(*value) : json();
+      return value ? JSONFromItem(*value) : json();
     };
     list.push_back({{"type", valueOrNull("type")}, {"info", valueOrNull("info")}});
   }

@@ -1,9 +1,5 @@
 #include "foundation/NSString+Folding.h"
 
-#include <unicode/normalizer2.h>
-#include <unicode/uchar.h>
-#include <unicode/unistr.h>
-
 #include <array>
 #include <atomic>
 #include <bit>
@@ -16,6 +12,7 @@
 #endif
 
 #include "foundation/UTF8.h"
+#include "foundation/UnicodeLibrary.h"
 
 namespace tasklane {
 
@@ -23,6 +20,82 @@ namespace {
 
 constexpr std::size_t pageSize = 64, pageCount = 0x110000 / pageSize;
 constexpr char separator = '\xFF';
+
+/// Whether a mark only changes its letter, as an accent, a point or a tone does. Marks that are
+/// letters themselves stay: the vowel signs and viramas of Indic scripts and their kin, and the
+/// voicing of Japanese syllables.
+bool isAccent(const UnicodeLibrary& unicode, UChar32 c) {
+  const auto type = unicode.u_charType(c);
+  if (type == U_ENCLOSING_MARK) return true;
+  constexpr unsigned partOfLetter = 0, kanaVoicing = 8;
+  const unsigned combiningClass = unicode.u_getCombiningClass(c);
+  if (type != U_NON_SPACING_MARK || combiningClass == partOfLetter || combiningClass == kanaVoicing)
+    return false;
+  switch (unicode.u_getIntPropertyValue(c, UCHAR_INDIC_SYLLABIC_CATEGORY)) {
+    case U_INSC_OTHER:
+    case U_INSC_NUKTA:
+    case U_INSC_TONE_MARK:
+    case U_INSC_CANTILLATION_MARK:
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// The plain letters that people type for a Latin small letter that has no decomposition, or
+/// nothing: "o" for "ø", whose name is that of "o" with a stroke.
+std::string plainLetters(const UnicodeLibrary& unicode, UChar32 c) {
+  constexpr std::pair<UChar32, const char*> named[] = {{U'æ', "ae"}, {U'œ', "oe"}, {U'ð', "d"},
+                                                       {U'þ', "th"}, {U'ŋ', "n"},  {U'ı', "i"}};
+  for (const auto& [letter, plain] : named)
+    if (c == letter) return plain;
+  constexpr std::string_view before = "LATIN SMALL LETTER ", after = " WITH ";
+  char buffer[128];
+  UErrorCode status = U_ZERO_ERROR;
+  const int32_t length = unicode.u_charName(c, U_UNICODE_CHAR_NAME, buffer, sizeof buffer, &status);
+  std::string_view name(buffer, U_SUCCESS(status) ? static_cast<std::size_t>(length) : 0);
+  if (c < 0x80 || !name.starts_with(before)) return {};
+  name.remove_prefix(before.size());
+  if (!name.substr(std::min<std::size_t>(1, name.size())).starts_with(after)) return {};
+  return {static_cast<char>(name[0] - 'A' + 'a')};
+}
+
+std::string foldOf(const UnicodeLibrary& unicode, UChar32 c) {
+  const std::u16string whole =
+      unicodeText([&](UChar* buffer, int32_t capacity, UErrorCode* status) {
+        const UNormalizer2* const decomposer = unicode.unorm2_getNFKDInstance(status);
+        const int32_t length =
+            unicode.unorm2_getDecomposition(decomposer, c, buffer, capacity, status);
+        if (length >= 0) return length;
+        int32_t own = 0;
+        U16_APPEND_UNSAFE(buffer, own, c);
+        return own;
+      });
+  std::u16string base;
+  for (std::size_t at = 0, next = 0; at < whole.size(); at = next) {
+    UChar32 part;
+    U16_NEXT(whole, next, whole.size(), part);
+    if (!isAccent(unicode, part) &&
+        !unicode.u_hasBinaryProperty(part, UCHAR_DEFAULT_IGNORABLE_CODE_POINT))
+      base.append(whole, at, next - at);
+  }
+  const std::u16string folded = unicodeText([&](UChar* buffer, int32_t capacity,
+                                                UErrorCode* status) {
+    return unicode.u_strFoldCase(buffer, capacity, base.data(), static_cast<int32_t>(base.size()),
+                                 U_FOLD_CASE_DEFAULT, status);
+  });
+  std::string text;
+  for (std::size_t at = 0; at < folded.size();) {
+    UChar32 part;
+    U16_NEXT(folded, at, folded.size(), part);
+    const std::string plain = plainLetters(unicode, part);
+    if (plain.empty())
+      utf8::append(text, static_cast<char32_t>(part));
+    else
+      text += plain;
+  }
+  return text;
+}
 
 /// The folds of 64 neighbouring characters. The character library is asked once for each; it takes
 /// ten times as long as a look into the page.
@@ -37,18 +110,13 @@ struct FoldPage {
 };
 
 FoldPage::FoldPage(char32_t first) {
-  UErrorCode status = U_ZERO_ERROR;
-  const icu::Normalizer2* const decomposer = icu::Normalizer2::getNFKDInstance(status);
+  const UnicodeLibrary* const unicode = UnicodeLibrary::shared();
   for (std::size_t i = 0; i < pageSize; ++i) {
-    const auto c = static_cast<UChar32>(first + i);
-    icu::UnicodeString decomposition(c);
-    if (decomposer) decomposer->getDecomposition(c, decomposition);
-    icu::UnicodeString base;
-    for (int32_t at = 0; at < decomposition.length(); at = decomposition.moveIndex32(at, 1)) {
-      const UChar32 part = decomposition.char32At(at);
-      if (!(U_GET_GC_MASK(part) & U_GC_M_MASK)) base.append(part);
-    }
-    base.foldCase().toUTF8String(folds);
+    const auto c = static_cast<char32_t>(first + i);
+    if (unicode)
+      folds += foldOf(*unicode, static_cast<UChar32>(c));
+    else
+      utf8::append(folds, c);
     starts[i + 1] = static_cast<std::uint16_t>(folds.size());
   }
 }
@@ -67,6 +135,7 @@ const FoldPage& pageOf(char32_t c) {
 }
 
 void appendFolded(std::string& out, std::string_view text) {
+  const std::size_t before = out.size();
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t ascii = utf8::asciiRun(text, at);
     for (const char c : text.substr(at, ascii))
@@ -77,6 +146,7 @@ void appendFolded(std::string& out, std::string_view text) {
     out += pageOf(character.codePoint).fold(character.codePoint % pageSize);
     at += character.length;
   }
+  if (out.size() == before) out += text;
 }
 
 /// The offset of a text in another, from an offset on, or npos. Unlike the standard library's
@@ -165,16 +235,6 @@ std::pair<std::size_t, std::size_t> lineRangeForRange(std::string_view text, std
     if (at > last) return {lineStart, at - lineStart};
   }
   return {lineStart, std::max(lineEnd, lineStart) - lineStart};
-}
-
-std::size_t UTF16Length(std::string_view text) {
-  std::size_t length = 0;
-  for (std::size_t at = 0; at < text.size();) {
-    const utf8::Character character = utf8::characterAt(text, at);
-    length += character.codePoint > 0xFFFF ? 2 : 1;
-    at += character.length;
-  }
-  return length;
 }
 
 }  // namespace tasklane

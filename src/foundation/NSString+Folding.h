@@ -9,10 +9,14 @@
 
 namespace tasklane {
 
-/// The text with case and combining marks removed (Unicode full case folding of the compatibility
-/// decomposition, marks dropped), for comparisons that ignore both. Invalid UTF-8 folds to U+FFFD.
-/// The fold of a text is that of its characters, one by one.
-/// Folding is language-neutral and idempotent. Any thread.
+/// The text as a person searches for it, without case and accents: Unicode full case folding of the
+/// compatibility decomposition, where accents, points, tones and what is invisible are dropped, and
+/// Latin letters that have no decomposition become the plain ones ("ø" "o", "ł" "l", "æ" "ae", "ı"
+/// "i"). Marks that are letters themselves, such as the vowel signs of Indic scripts, stay. Invalid
+/// UTF-8 folds to U+FFFD.
+///
+/// The fold of a text is that of its characters, one by one; a text of nothing but what is dropped
+/// stays as it is. Folding is language-neutral and idempotent. Any thread.
 std::string stringByFolding(std::string_view text);
 
 /// A list of titles folded once and searched on every keystroke: the predicate "title CONTAINS[cd]
@@ -43,8 +47,5 @@ class FoldedTitles {
 /// platform's line terminators: LF, CR, CR LF, U+0085, U+2028, U+2029. Answers {start, length}.
 std::pair<std::size_t, std::size_t> lineRangeForRange(std::string_view text, std::size_t start,
                                                       std::size_t length);
-
-/// The number of UTF-16 units of a UTF-8 text, which is what the platform calls its length.
-std::size_t UTF16Length(std::string_view text);
 
 }  // namespace tasklane

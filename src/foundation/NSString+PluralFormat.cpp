@@ -1,23 +1,26 @@
 #include "foundation/NSString+PluralFormat.h"
 
-#include <unicode/locid.h>
-#include <unicode/msgfmt.h>
+#include "foundation/UnicodeLibrary.h"
 
 namespace tasklane {
 
 std::string stringWithPluralFormat(const std::string& pattern, const std::string& language,
                                    std::int64_t number) {
-  UErrorCode status = U_ZERO_ERROR;
-  const auto locale = icu::Locale::forLanguageTag(language, status);
-  const icu::MessageFormat format(icu::UnicodeString::fromUTF8(pattern), locale, status);
-  const icu::Formattable argument(number);
-  icu::UnicodeString text;
-  icu::FieldPosition ignored(icu::FieldPosition::DONT_CARE);
-  if (U_SUCCESS(status)) format.format(&argument, 1, text, ignored, status);
-  if (U_FAILURE(status)) return std::to_string(number);
-  std::string utf8;
-  text.toUTF8String(utf8);
-  return utf8;
+  std::u16string text;
+  const UnicodeLibrary* const unicode = UnicodeLibrary::shared();
+  if (unicode) {
+    const std::u16string wide = unicode->utf16(pattern);
+    UErrorCode fault = U_ZERO_ERROR;
+    UMessageFormat* const format = unicode->umsg_open(
+        wide.data(), static_cast<int32_t>(wide.size()), language.c_str(), nullptr, &fault);
+    if (U_SUCCESS(fault))
+      text = unicodeText([&](UChar* buffer, int32_t capacity, UErrorCode* status) {
+        // A number in a plural form is passed as a double.
+        return unicode->umsg_format(format, buffer, capacity, status, static_cast<double>(number));
+      });
+    unicode->umsg_close(format);
+  }
+  return text.empty() ? std::to_string(number) : unicode->utf8(text);
 }
 
 }  // namespace tasklane

@@ -266,15 +266,9 @@ void appendDate(std::string& out, NSDate date) {
   out += 'Z';
 }
 
-void appendBase64Lines(std::string& out, const PropertyList::Data& data, std::string_view prefix,
-                       std::size_t lineLength) {
+void appendBase64(std::string& out, std::span<const std::byte> data) {
   constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  const std::size_t bytesPerLine = lineLength / 4 * 3;
   for (std::size_t at = 0; at < data.size(); at += 3) {
-    if (at % bytesPerLine == 0) {
-      if (at > 0) out += '\n';
-      out += prefix;
-    }
     const auto byte = [&](std::size_t i) {
       return at + i < data.size() ? std::to_integer<std::uint32_t>(data[at + i]) : 0u;
     };
@@ -282,7 +276,16 @@ void appendBase64Lines(std::string& out, const PropertyList::Data& data, std::st
     for (std::size_t i = 0; i < 4; ++i)
       out += i > data.size() - at ? '=' : alphabet[group >> (18 - 6 * i) & 0x3F];
   }
-  if (!data.empty()) out += '\n';
+}
+
+void appendBase64Lines(std::string& out, std::span<const std::byte> data, std::string_view prefix,
+                       std::size_t lineLength) {
+  const std::size_t bytesPerLine = lineLength / 4 * 3;
+  for (std::size_t at = 0; at < data.size(); at += bytesPerLine) {
+    out += prefix;
+    appendBase64(out, data.subspan(at, std::min(bytesPerLine, data.size() - at)));
+    out += '\n';
+  }
 }
 
 NSError errorAt(std::string_view document, std::size_t offset, const std::string& what) {

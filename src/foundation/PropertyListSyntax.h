@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -28,8 +30,9 @@ void appendInteger(std::string& out, const PropertyList& integer);
 void appendReal(std::string& out, double real);
 /// Whole seconds, rounded down.
 void appendDate(std::string& out, NSDate date);
+void appendBase64(std::string& out, std::span<const std::byte> data);
 /// Lines of at most lineLength characters, each after the prefix and before a line feed.
-void appendBase64Lines(std::string& out, const PropertyList::Data& data, std::string_view prefix,
+void appendBase64Lines(std::string& out, std::span<const std::byte> data, std::string_view prefix,
                        std::size_t lineLength);
 
 /// The number of bytes, from an offset on, that stand in an XML text as they are: valid UTF-8 but
