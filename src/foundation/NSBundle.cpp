@@ -1,8 +1,8 @@
 #include "foundation/NSBundle.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <map>
+#include <utility>
 #include <vector>
 
 #include "foundation/NSFileManager.h"
@@ -43,6 +43,12 @@ PropertyList dictionaryInFile(const std::string& path) {
   return {};
 }
 
+/// None when the folder cannot be listed.
+std::vector<std::string> namesIn(const std::string& folder) {
+  auto names = NSFileManager::defaultManager().contentsOfDirectoryAtPath(folder);
+  return names ? std::move(names).value() : std::vector<std::string>();
+}
+
 /// The application that an extension's bundle lies in ("X.app/PlugIns/Y.appex"), or none.
 std::string applicationAround(const fs::path& path) {
   if (path.parent_path().filename() != "PlugIns") return {};
@@ -66,10 +72,8 @@ struct NSBundle::State {
   std::vector<std::string> languageFolders(const std::string& resources) {
     if (!languages) {
       languages.emplace();
-      std::error_code none;
-      for (const fs::directory_entry& entry : fs::directory_iterator(resources, none))
-        if (entry.path().extension() == ".lproj") languages->push_back(entry.path().stem());
-      std::sort(languages->begin(), languages->end());
+      for (const fs::path name : namesIn(resources))
+        if (name.extension() == ".lproj") languages->push_back(name.stem());
     }
     std::vector<std::string> folders;
     for (const std::string& language : matchingLanguages(*languages, preferredLanguages()))
@@ -113,10 +117,9 @@ std::shared_ptr<NSBundle> NSBundle::bundleWithIdentifier(const std::string& iden
   const std::string around = applicationAround(main->bundlePath());
   const auto application = around.empty() ? main : bundleWithPath(around);
   if (isWanted(application)) return application;
-  std::error_code none;
-  for (const fs::directory_entry& entry :
-       fs::directory_iterator(application->builtInPlugInsPath(), none)) {
-    const auto inside = bundleWithPath(entry.path());
+  const std::string plugIns = application->builtInPlugInsPath();
+  for (const std::string& name : namesIn(plugIns)) {
+    const auto inside = bundleWithPath(plugIns + "/" + name);
     if (isWanted(inside)) return inside;
   }
   return nullptr;
