@@ -40,7 +40,12 @@ std::string groupContainersFolder() {
 }
 
 Result<void> makeFolder(const std::string& path) {
-  if (mkdir(path.c_str(), kFolderMode) == 0) return {};
+  if (mkdir(path.c_str(), kFolderMode) == 0) {
+    // What is written into the folder is as safe as its name. Where the folder above may be written
+    // to but not read, nothing more can be done.
+    [[maybe_unused]] const auto flushed = flushFolder(path + "/..");
+    return {};
+  }
   const int problem = errno;
   struct stat status {};
   if (problem == EEXIST && stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return {};

@@ -76,11 +76,6 @@ bool removeAnything(const std::string& path) {
   return fs::remove_all(path, problem) > 0 && !problem;
 }
 
-std::string deepestFolderOf(std::string path) {
-  while (path.size() > 1 && access(path.c_str(), F_OK) != 0) path = parentOf(path);
-  return path;
-}
-
 }  // namespace
 
 Result<std::string> pathWithLinksFollowed(const std::string& path) {
@@ -103,13 +98,12 @@ Result<std::string> pathWithLinksFollowed(const std::string& path) {
 Result<void> flushFolder(const std::string& path) {
   const FileDescriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder && fsync(folder.get()) == 0) return {};
+  if (folder && (errno == EINVAL || errno == ENOTSUP)) return {};
   return NSError::fromErrno(errno, "cannot flush the folder " + path);
 }
 
 StagedFile::StagedFile(std::string target, const std::string& tag)
-    : target_(std::move(target)),
-      path_(stagingPath(target_, tag)),
-      deepestOldFolder_(deepestFolderOf(parentOf(target_))) {}
+    : target_(std::move(target)), path_(stagingPath(target_, tag)) {}
 
 bool StagedFile::removeAbandoned(const std::string& target, const std::string& tag) {
   return removeAnything(stagingPath(target, tag));
@@ -155,13 +149,6 @@ Result<bool> StagedFile::flushContents() const {
   return true;
 }
 
-Result<void> StagedFile::flushFolders() const {
-  for (std::string folder = parentOf(target_);; folder = parentOf(folder)) {
-    if (auto flushed = flushFolder(folder); !flushed) return flushed;
-    if (folder.size() <= deepestOldFolder_.size()) return {};
-  }
-}
-
 Result<void> StagedFile::commit() {
   if (unusable_) {
     return NSError{NSError::Kind::Io, "failed contents of " + target_ + " could not be removed"};
@@ -170,7 +157,7 @@ Result<void> StagedFile::commit() {
   if (!flushed) return flushed.error();
   if (!flushed.value()) return {};
   if (auto moved = moveTo(target_); !moved) return moved;
-  return flushFolders();
+  return flushFolder(parentOf(target_));
 }
 
 Result<void> StagedFile::moveTo(const std::string& path) {

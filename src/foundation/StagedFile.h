@@ -32,10 +32,9 @@ class StagedFile {
   /// Throws away what was written so far; writing may begin again.
   void discard();
 
-  /// Flushes to disk, renames over the target and flushes the folder, and the folders above it as
-  /// far as they are new. Nothing happens when nothing was written. The target keeps its mode and
-  /// owner, a new one belongs to its owner alone (0600). On an error the target is unchanged,
-  /// unless it says that the folder could not be flushed.
+  /// Flushes to disk, renames over the target and flushes the folder. Nothing happens when nothing
+  /// was written. The target keeps its mode and owner, a new one belongs to its owner alone (0600).
+  /// On an error the target is unchanged, unless it says that the folder could not be flushed.
   Result<void> commit();
 
   /// Renames over a path without flushing anything, for a path that is itself staged.
@@ -43,16 +42,15 @@ class StagedFile {
 
  private:
   Result<bool> flushContents() const;
-  Result<void> flushFolders() const;
 
   std::string target_;
   std::string path_;
-  std::string deepestOldFolder_;
   bool moved_ = false;
   bool unusable_ = false;
 };
 
-/// Flushes a folder's entries to disk.
+/// Flushes a folder's entries to disk. On a file system that cannot (some of the network's) they
+/// are as safe as they can be.
 Result<void> flushFolder(const std::string& path);
 
 }  // namespace tasklane

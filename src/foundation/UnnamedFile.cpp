@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "foundation/StagedFile.h"
+
 namespace tasklane {
 
 namespace {
@@ -18,17 +20,6 @@ std::string folderOf(const std::string& path) {
   const auto slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
   return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-Result<void> flushFolder(const std::string& folder) {
-  const int descriptor = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return NSError::fromErrno(errno, "cannot open the folder " + folder);
-  const int failure = ::fsync(descriptor) < 0 ? errno : 0;
-  ::close(descriptor);
-  // Some network file systems cannot flush a folder; there the name is as safe as it can be.
-  if (failure != 0 && failure != EINVAL && failure != ENOTSUP)
-    return NSError::fromErrno(failure, "cannot flush the folder " + folder);
-  return {};
 }
 
 /// Links an open file without a name. The direct way needs a capability, the way round over /proc
@@ -120,7 +111,9 @@ Result<void> UnnamedFile::linkToPath(const std::string& path) {
     ::unlink(hiddenPath_.c_str());
     hiddenPath_.clear();
   }
-  return flushFolder(folderOf(path));
+  const auto flushed = flushFolder(folderOf(path));
+  if (!flushed) ::unlink(path.c_str());
+  return flushed;
 }
 
 }  // namespace tasklane

@@ -1,0 +1,160 @@
+"""Runs a program and lets one of its system calls or allocations fail, or kills or stops it there. The calls are
+handed over by the kernel to this process (see faults.cpp), which says what becomes of each."""
+import collections
+import errno
+import fcntl
+import mmap
+import os
+import pathlib
+import select
+import signal
+import socket
+import struct
+import subprocess
+import tempfile
+import time
+
+LIBRARY = os.environ["FAULTS_LIBRARY"]
+LIMIT = 60.0
+_RECEIVE, _SEND = 0xC0502100, 0xC0182101  # the kernel's requests for the next call and for its answer
+_CONTINUE = 1
+
+_PATH = "EIO ENOMEM EACCES"
+_CHANGE = "EIO ENOSPC ENOMEM EACCES EROFS"
+_MAKE = "EMFILE ENOMEM"
+_WAIT = "EINTR ENOMEM"
+# The errors that a call can give. A call that is not named here is only a place to be killed or stopped at.
+ERRORS = {name: errors.split() for names, errors in (
+    ("open openat openat2 creat", "EIO ENOSPC EINTR EMFILE ENOMEM EACCES EROFS"),
+    ("stat lstat newfstatat statx access faccessat faccessat2 readlink readlinkat statfs getcwd", _PATH),
+    ("fstat fstatfs lseek flistxattr fgetxattr", "EIO ENOMEM"),
+    ("read pread64 readv getdents64", "EIO EINTR ENOMEM"),
+    ("write pwrite64 writev sendfile copy_file_range ftruncate fallocate", "EIO ENOSPC EINTR ENOMEM"),
+    ("fsync fdatasync sync_file_range msync", "EIO ENOSPC EINTR EROFS"),
+    ("rename renameat renameat2 link linkat symlink symlinkat unlink unlinkat rmdir mkdir mkdirat", _CHANGE),
+    ("fchmod chmod fchmodat fchown chown fchownat utimensat fsetxattr", "EIO ENOMEM EACCES EROFS"),
+    ("flock", "EINTR ENOMEM"),
+    ("fcntl dup dup2 dup3", "EINTR EMFILE"),
+    ("mmap", "ENOMEM EACCES"),
+    ("memfd_create pipe pipe2 inotify_init1 eventfd2 timerfd_create signalfd4 epoll_create1 socket socketpair", _MAKE),
+    ("inotify_add_watch epoll_ctl", "ENOSPC ENOMEM"),
+    ("poll ppoll select pselect6 epoll_wait epoll_pwait", _WAIT),
+    ("getrandom", "EINTR"),
+    ("clone clone3 fork vfork execve", "ENOMEM"),
+) for name in names.split()}
+
+Call = collections.namedtuple("Call", "name occurrence")  # the first, second... call of that name
+Request = collections.namedtuple("Request", "call arguments process")
+Outcome = collections.namedtuple("Outcome", "code output error calls")
+
+
+class Handover:
+    """The calls of one program. `decide(request)` is asked before each and answers an error's name, or None to let the
+    call go on; it may also end or stop the process."""
+
+    def __init__(self, decide):
+        self.decide = decide
+        self.calls = []
+        self.counts = collections.Counter()
+        self.ours, self.theirs = socket.socketpair()
+        self.ours.settimeout(LIMIT)
+        self.listener = None
+
+    def listen(self):
+        names, descriptors, _, _ = socket.recv_fds(self.ours, 65536, 1)
+        self.ours.close()
+        if not descriptors:
+            return False
+        self.names = {int(number): name for name, number in (pair.split("=") for pair in names.decode().split())}
+        self.listener = descriptors[0]
+        self.poll = select.poll()
+        self.poll.register(self.listener, select.POLLIN)
+        return True
+
+    def serve(self, process, deadline):
+        """Until no process is left that hands calls over; false when the time was up first."""
+        while True:
+            ready = self.poll.poll(1000 * max(0.0, deadline - time.monotonic()))
+            if not ready:
+                return False
+            if not ready[0][1] & select.POLLIN:
+                return True
+            request = bytearray(80)
+            try:
+                fcntl.ioctl(self.listener, _RECEIVE, request)
+            except OSError:  # its caller was killed or interrupted meanwhile
+                continue
+            number, thread, _, call, _, _, *arguments = struct.unpack("=QIIiIQ6q", request)
+            self.answer(number, self.verdict(process, thread, self.names[call], arguments))
+
+    def verdict(self, process, thread, name, arguments):
+        if not os.path.exists(f"/proc/{process.pid}/task/{thread}"):
+            return None  # a program that it started
+        self.counts[name] += 1
+        self.calls.append(Call(name, self.counts[name]))
+        return self.decide(Request(self.calls[-1], arguments, process))
+
+    def answer(self, number, error):
+        code = -getattr(errno, error) if error else 0
+        response = struct.pack("=QqiI", number, 0, code, 0 if error else _CONTINUE)
+        try:
+            fcntl.ioctl(self.listener, _SEND, bytearray(response))
+        except OSError:  # its caller was killed or stopped meanwhile; stopped, it will ask again
+            pass
+
+    def close(self):
+        self.ours.close()
+        self.theirs.close()
+        if self.listener is not None:
+            os.close(self.listener)
+
+
+def run(command, environment, decide=lambda request: None, input=b"", limit=LIMIT, failing_allocation=None):
+    """Runs a program to its end. With `failing_allocation` no call is handed over; zero only counts, and the count is
+    what `calls` then is. The code of a program that did not end in time is None."""
+    with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as error, \
+            tempfile.TemporaryFile() as given, tempfile.NamedTemporaryFile() as counted:
+        given.write(input)
+        given.seek(0)
+        environment = {**environment, "LD_PRELOAD": LIBRARY}
+        handover = Handover(decide)
+        if failing_allocation is None:
+            environment["FAULTS_SOCKET"] = str(handover.theirs.fileno())
+        else:
+            counted.write(struct.pack("=QQ", 0, failing_allocation))
+            counted.flush()
+            environment["FAULTS_ALLOCATIONS"] = counted.name
+        process = subprocess.Popen(command, env=environment, stdin=given, stdout=output, stderr=error,
+                                   pass_fds=[handover.theirs.fileno()])
+        handover.theirs.close()
+        deadline = time.monotonic() + limit
+        try:
+            if failing_allocation is None and handover.listen():
+                handover.serve(process, deadline)
+            code = process.wait(max(1.0, deadline - time.monotonic()))
+        except subprocess.TimeoutExpired:
+            code = None
+        finally:
+            process.kill()
+            process.wait()
+            handover.close()
+        output.seek(0)
+        error.seek(0)
+        calls = handover.calls
+        if failing_allocation is not None:
+            calls = struct.unpack("=Q", pathlib.Path(counted.name).read_bytes()[:8])[0]
+        return Outcome(code, output.read().decode(), error.read().decode(), calls)
+
+
+def wait_until_stopped(process):
+    while pathlib.Path(f"/proc/{process.pid}/stat").read_text().rpartition(")")[2].split()[0] != "T":
+        time.sleep(0.001)
+
+
+def wait_until_ended_or_locked(process):
+    """Until a process has ended, or waits for a file's lock."""
+    waits = f" {process.pid} "
+    while process.poll() is None:
+        if any("->" in line and waits in line for line in open("/proc/locks")):
+            return
+        time.sleep(0.001)
