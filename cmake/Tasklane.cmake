@@ -67,6 +67,8 @@ function(tasklane_tests name)
     return()
   endif()
   add_executable(${name}_test ${sources} ${ARG_MAIN} ${ARG_SOURCES})
+  # Optimising what runs once takes longer than it saves: two fifths of a test's compilation.
+  target_compile_options(${name}_test PRIVATE $<$<CONFIG:RelWithDebInfo>:-O1;-g1>)
   tasklane_uses_picture_decoder(${name}_test)
   target_link_libraries(${name}_test PRIVATE ${ARG_USES} GTest::gmock
     $<$<NOT:$<BOOL:${ARG_MAIN}>>:GTest::gmock_main>)
