@@ -58,6 +58,28 @@ TEST_F(TLXContainersTest, FollowsThePublishedOrder) {
   EXPECT_EQ(TLXContainers::projectWithUniqueID("hidden"), entry("hidden", "Hidden"));
   EXPECT_EQ(TLXContainers::uniqueIDForContextNamed("Desk"), "2") << "the first in order wins";
   EXPECT_EQ(TLXContainers::contextWithUniqueID("a"), std::nullopt);
+  EXPECT_EQ(TLXContainers::contextWithUniqueID("1"), entry("1", "Desk"));
+  EXPECT_EQ(TLXContainers::orderedContexts(),
+            (std::vector<PropertyList>{entry("2", "Desk"), entry("1", "Desk")}));
+
+  publish(PropertyListDictionary{{"contexts", PropertyListDictionary{{"1", entry("1", "Phone")}}},
+                                 {"orderedContextIDs", PropertyList::Array{"1"}}});
+  EXPECT_TRUE(TLXContainers::orderedProjects().empty()) << "made anew of what was published since";
+  EXPECT_EQ(titles(TLXContainers::orderedContexts()), Titles{"Phone"});
+}
+
+TEST_F(TLXContainersTest, FindsByTitleOnlyWhatHasOne) {
+  publish(PropertyListDictionary{
+      {"projects", PropertyListDictionary{{"a", PropertyListDictionary{{"id", "a"}}},
+                                          {"b", PropertyListDictionary{{"title", 7}, {"id", "b"}}},
+                                          {"c", PropertyListDictionary{{"title", "7"}}},
+                                          {"d", entry("d", "7")},
+                                          {"e", "no entry"},
+                                          {"f", entry("f", "Other")}}},
+      {"orderedProjectIDs", PropertyList::Array{"a", "b", "e", "c", "d", "f"}}});
+  EXPECT_EQ(TLXContainers::uniqueIDForProjectNamed("7"), std::nullopt) << "the first has no id";
+  EXPECT_EQ(TLXContainers::uniqueIDForProjectNamed("Other"), "f");
+  EXPECT_EQ(TLXContainers::uniqueIDForProjectNamed(""), std::nullopt);
 }
 
 }  // namespace

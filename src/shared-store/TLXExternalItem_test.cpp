@@ -64,19 +64,14 @@ TEST_F(TLXExternalItemTest, KeepsARecordThroughTheFile) {
   TimeZone::set("America/Phoenix");
   TLXExternalItem item;
   item.setUuid("U");
-  item.setSubtitle("Home");
-  item.setDueDate(utc(2015, 3, 14, 16, 26, 53));
   item.setCompleted(true);
-  item.setParentFlagged(true);
   item.setChildren(TLXExternalItem::Items{std::make_shared<TLXExternalItem>(
       PropertyListDictionary{{"uuid", "V"}, {"children", PropertyList::Array{}}})});
   const PropertyList expected = PropertyListDictionary{
       {"uuid", "U"},
-      {"subtitle", "Home"},
-      {"due", "2015-03-14-09:26:53 -0700"},
       {"completed", "2015-03-14-09:26:53 -0700"},
       {"flagged", false},
-      {"parentFlagged", true},
+      {"parentFlagged", false},
       {"repeats", false},
       {"blocked", false},
       {"inbox", false},
@@ -100,6 +95,53 @@ TEST_F(TLXExternalItemTest, KeepsARecordThroughTheFile) {
   EXPECT_TRUE(odd.isCompleted()) << "only the key counts";
   EXPECT_FALSE(odd.dueDate() || odd.deferDate() || odd.title() || odd.uuid() || odd.children());
   EXPECT_TRUE(odd.isFlagged());
+}
+
+TEST_F(TLXExternalItemTest, ReadsAndWritesEveryPropertyUnderItsOwnKey) {
+  using Item = TLXExternalItem;
+  const NSDate noon = utc(2026, 5, 5, 12, 0);
+  const char* noonText = "2026-05-05-14:00:00 +0200";
+  const struct {
+    const char* key;
+    PropertyList written;
+    std::function<void(Item&)> set;
+    std::function<bool(const Item&)> isSet;
+  } cases[] = {
+      {"uuid", "x", [](Item& i) { i.setUuid("x"); }, [](const Item& i) { return i.uuid() == "x"; }},
+      {"title", "x", [](Item& i) { i.setTitle("x"); },
+       [](const Item& i) { return i.title() == "x"; }},
+      {"subtitle", "x", [](Item& i) { i.setSubtitle("x"); },
+       [](const Item& i) { return i.subtitle() == "x"; }},
+      {"due", noonText, [&](Item& i) { i.setDueDate(noon); },
+       [&](const Item& i) { return i.dueDate() == noon; }},
+      {"defer", noonText, [&](Item& i) { i.setDeferDate(noon); },
+       [&](const Item& i) { return i.deferDate() == noon; }},
+      {"flagged", true, [](Item& i) { i.setFlagged(true); },
+       [](const Item& i) { return i.isFlagged() && i.isEffectivelyFlagged(); }},
+      {"parentFlagged", true, [](Item& i) { i.setParentFlagged(true); },
+       [](const Item& i) { return i.isParentFlagged() && i.isEffectivelyFlagged(); }},
+      {"repeats", true, [](Item& i) { i.setRepeats(true); },
+       [](const Item& i) { return i.repeats(); }},
+      {"blocked", true, [](Item& i) { i.setBlocked(true); },
+       [](const Item& i) { return i.isBlocked(); }},
+      {"inbox", true, [](Item& i) { i.setInboxItem(true); },
+       [](const Item& i) { return i.isInboxItem(); }},
+      {"onlyBlockedByDeferDate", true, [](Item& i) { i.setOnlyBlockedByDeferDate(true); },
+       [](const Item& i) { return i.isOnlyBlockedByDeferDate(); }}};
+  for (const auto& each : cases) {
+    SCOPED_TRACE(each.key);
+    // What a record without anything holds, and this one key.
+    PropertyListDictionary expected;
+    for (const char* key :
+         {"flagged", "parentFlagged", "repeats", "blocked", "inbox", "onlyBlockedByDeferDate"})
+      expected.set(key, false);
+    expected.set(each.key, each.written);
+    Item item;
+    EXPECT_FALSE(each.isSet(item));
+    each.set(item);
+    EXPECT_EQ(item.propertyList(), PropertyList(expected));
+    EXPECT_TRUE(each.isSet(Item(PropertyListDictionary{{each.key, each.written}})));
+  }
 }
 
 TEST_F(TLXExternalItemTest, WritesDatesInTheLocalTimeOfTheMoment) {
@@ -283,8 +325,15 @@ TEST_F(TLXExternalItemTest, SelectsForTheTodayList) {
          item.setDeferDate(now + hours(1));
          item.setOnlyBlockedByDeferDate(true);
          item.setFlagged(true);
+         item.setInboxItem(true);
        },
        4, true},
+      {"deferred to tomorrow, flagged",
+       [&](auto& item) {
+         item.setDeferDate(now + hours(24));
+         item.setFlagged(true);
+       },
+       0, false},
       {"completed and overdue",
        [&](auto& item) {
          item.setDueDate(now - hours(30));
