@@ -35,7 +35,7 @@ std::shared_ptr<UIView> swatchRow(const std::string& name, const std::optional<U
 }
 
 void fillSections(Column& column) {
-  const std::pair<std::string, UIColor> sections[] = {
+  const std::pair<std::string, std::optional<UIColor>> sections[] = {
       {say("Inbox", "נכנס"), look().InboxColor()},
       {say("Projects", "פרויקטים"), look().ProjectsColor()},
       {say("Forecast", "תחזית"), look().ForecastColor()},

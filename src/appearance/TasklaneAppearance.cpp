@@ -12,6 +12,21 @@ namespace {
 
 using Palette = std::shared_ptr<TasklaneAppearance>;
 
+/// What is known of an unknown palette.
+class AbsentAppearance : public TasklaneAppearance {
+ public:
+  const KAAppearanceColors& themedKestrelColors() const override {
+    static const KAAppearanceColors none;
+    return none;
+  }
+  bool shouldAddFlagDogEar() const override { return false; }
+  std::shared_ptr<UIImage> statusCircleFlagImage() const override { return nullptr; }
+  std::shared_ptr<UIImage> statusCircleInheritedFlagImage() const override { return nullptr; }
+  double TasklaneAppearance_leftSeparatorInset() const override { return 0; }
+  UIEdgeInsets ActionTableSeparatorInset() const override { return {}; }
+  UIEdgeInsets ActionTableFooterSeparatorInset() const override { return {}; }
+};
+
 struct Palettes {
   const std::map<unsigned, Palette> table{
       {0, KAAppearance::appearanceForClass<TasklaneDefaultAppearance>()},
@@ -45,7 +60,7 @@ const std::shared_ptr<TasklaneAppearance>& TasklaneAppearance::appearance() {
 
 const TasklaneAppearance& TasklaneAppearance::currentAppearance() {
   const auto& current = palettes().current;
-  return current ? *current : *appearanceForClass<TasklaneAppearance>();
+  return current ? *current : *appearanceForClass<AbsentAppearance>();
 }
 
 void TasklaneAppearance::setCurrentPalette(unsigned palette) {
@@ -127,15 +142,13 @@ double TasklaneAppearance::TasklaneAppearance_leftSeparatorInset() const {
 }
 
 UIEdgeInsets TasklaneAppearance::ActionTableSeparatorInset() const {
-  static UIEdgeInsets cache = edgeInsetsForKeyPath("ActionTableSeparatorInset");
-  cache.left = TasklaneAppearance_leftSeparatorInset();
-  return cache;
+  static const UIEdgeInsets ofFirst = edgeInsetsForKeyPath("ActionTableSeparatorInset");
+  return {ofFirst.top, TasklaneAppearance_leftSeparatorInset(), ofFirst.bottom, ofFirst.right};
 }
 
 UIEdgeInsets TasklaneAppearance::ActionTableFooterSeparatorInset() const {
-  static UIEdgeInsets cache = edgeInsetsForKeyPath("ActionTableFooterSeparatorInset");
-  cache.left = TasklaneAppearance_leftSeparatorInset();
-  return cache;
+  static const UIEdgeInsets ofFirst = edgeInsetsForKeyPath("ActionTableFooterSeparatorInset");
+  return {ofFirst.top, TasklaneAppearance_leftSeparatorInset(), ofFirst.bottom, ofFirst.right};
 }
 
 // Default.

@@ -24,7 +24,8 @@ class TasklaneAppearance : public KAAppearance, public StatusCircleAppearance {
  public:
   /// The current palette's instance, or null while the current palette number is none of the three.
   static const std::shared_ptr<TasklaneAppearance>& appearance();
-  /// The same but, for an unknown number, an appearance without values: what drawing code asks.
+  /// The same but, for an unknown number, an appearance of which everything is absent: no colour,
+  /// no image, 0, false. What drawing code asks.
   static const TasklaneAppearance& currentAppearance();
 
   /// Switches the palette: posts KAAppearanceValuesWillChangeNotification, takes the number over,
@@ -67,17 +68,21 @@ class TasklaneAppearance : public KAAppearance, public StatusCircleAppearance {
   }
   TASKLANE_APPEARANCE_KEYS(TASKLANE_KEY)
 
-  /// The maker's colours in this palette's shades, and the sections' colours taken from them. Only
-  /// the three palettes have them; to ask another appearance ends the process.
+  /// The eight colours in this palette's shades, and the sections' colours taken from them. A
+  /// subclass that has none of its own ends the process when it is asked.
   virtual const KAAppearanceColors& themedKestrelColors() const;
-  UIColor InboxColor() const { return themedKestrelColors().kestrelGraphiteColor(); }
-  UIColor ProjectsColor() const { return themedKestrelColors().kestrelBlueColor(); }
-  UIColor ForecastColor() const { return themedKestrelColors().kestrelRedColor(); }
-  UIColor ContextsColor() const { return themedKestrelColors().kestrelPurpleColor(); }
-  UIColor FlaggedColor() const { return themedKestrelColors().kestrelOrangeColor(); }
-  UIColor MapColor() const { return themedKestrelColors().kestrelGreenColor(); }
-  UIColor ReviewColor() const { return themedKestrelColors().kestrelCremaColor(); }
-  UIColor PerspectivesColor() const { return themedKestrelColors().kestrelTealColor(); }
+  std::optional<UIColor> InboxColor() const { return themedKestrelColors().kestrelGraphiteColor(); }
+  std::optional<UIColor> ProjectsColor() const { return themedKestrelColors().kestrelBlueColor(); }
+  std::optional<UIColor> ForecastColor() const { return themedKestrelColors().kestrelRedColor(); }
+  std::optional<UIColor> ContextsColor() const {
+    return themedKestrelColors().kestrelPurpleColor();
+  }
+  std::optional<UIColor> FlaggedColor() const { return themedKestrelColors().kestrelOrangeColor(); }
+  std::optional<UIColor> MapColor() const { return themedKestrelColors().kestrelGreenColor(); }
+  std::optional<UIColor> ReviewColor() const { return themedKestrelColors().kestrelCremaColor(); }
+  std::optional<UIColor> PerspectivesColor() const {
+    return themedKestrelColors().kestrelTealColor();
+  }
 
   /// Flag images of the application, looked up by name on every call; null, and a size of zero,
   /// where the image is missing.
@@ -89,12 +94,12 @@ class TasklaneAppearance : public KAAppearance, public StatusCircleAppearance {
   CGSize flagDogEarSize() const override;
 
   /// Where rows' text begins: 20 on a phone wider than 414 points, else 15.
-  double TasklaneAppearance_leftSeparatorInset() const;
+  virtual double TasklaneAppearance_leftSeparatorInset() const;
   double TitleTextFieldLeadingInset() const { return TasklaneAppearance_leftSeparatorInset(); }
   /// Top, bottom and right are those of the palette that was asked first in the process, whatever
   /// palette is asked later; left is TasklaneAppearance_leftSeparatorInset.
-  UIEdgeInsets ActionTableSeparatorInset() const;
-  UIEdgeInsets ActionTableFooterSeparatorInset() const;
+  virtual UIEdgeInsets ActionTableSeparatorInset() const;
+  virtual UIEdgeInsets ActionTableFooterSeparatorInset() const;
 
   std::span<const KAAppearanceKey> keys() const override { return tasklaneAppearanceKeys(); }
 };

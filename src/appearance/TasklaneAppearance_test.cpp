@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <thread>
+
 #include "appearance/TestApplication.h"
 #include "foundation/NSNotificationCenter.h"
 #include "uikit/UIScreen.h"
@@ -66,9 +69,39 @@ TEST_F(TasklaneAppearanceTest, TellsOfThePaletteThatIsComingBeforeAndAfterASwitc
   TasklaneAppearance::setCurrentPalette(7);
   EXPECT_EQ(heard, (std::vector<std::string>{"KAAppearanceValuesWillChangeNotification none 1",
                                              "KAAppearanceValuesDidChangeNotification none 7"}));
+}
+
+TEST_F(TasklaneAppearanceTest, KnowsNothingOfAnUnknownPalette) {
+  TasklaneAppearance::setCurrentPalette(7);
   EXPECT_EQ(TasklaneAppearance::appearance(), nullptr);
-  EXPECT_EQ(TasklaneAppearance::currentAppearance().TitleTextColor(), std::nullopt);
-  EXPECT_EQ(TasklaneAppearance::currentAppearance().BarStyle(), UIBarStyle::Default);
+  const auto& absent = TasklaneAppearance::currentAppearance();
+  EXPECT_EQ(absent.TitleTextColor(), std::nullopt);
+  EXPECT_EQ(absent.BarStyle(), UIBarStyle::Default);
+  EXPECT_EQ(absent.InboxColor(), std::nullopt);
+  EXPECT_EQ(absent.themedKestrelColors().kestrelTealColor(), std::nullopt);
+  EXPECT_EQ(absent.statusCircleFlagImage(), nullptr);
+  EXPECT_EQ(absent.inheritedFlagDogEarCGImage(), nullptr);
+  EXPECT_EQ(absent.flagDogEarSize(), CGSize());
+  EXPECT_FALSE(absent.shouldAddFlagDogEar());
+  EXPECT_EQ(absent.TitleTextFieldLeadingInset(), 0);
+  EXPECT_EQ(absent.ActionTableSeparatorInset(), UIEdgeInsets());
+  EXPECT_EQ(absent.ActionTableFooterSeparatorInset(), UIEdgeInsets());
+}
+
+TEST_F(TasklaneAppearanceTest, IsReadOnceWhicheverThreadAsksFirst) {
+  application_.writePalette("Own", "<key>MetadataDelimiterPadding</key><real>6.5</real>");
+  testing::internal::CaptureStderr();
+  for (int round = 0; round < 50; ++round) {
+    const OwnAppearance own({"Own"});
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+      threads.emplace_back(
+          [&] { EXPECT_EQ(own.doubleForKeyPath("MetadataDelimiterPadding"), 6.5); });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(own.MetadataDelimiterPadding(), 6.5);
+  }
+  const std::string console = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::count(console.begin(), console.end(), '\n'), 50);
 }
 
 TEST_F(TasklaneAppearanceTest, ReadsEveryTypeAndInheritsAsTheClassesDo) {

@@ -44,6 +44,9 @@ class TestApplication {
   std::string pathOfPalette(const std::string& name) const {
     return folder_ / "Resources/palettes" / (name + ".plist");
   }
+  void writeImage(const std::string& name, const std::string& bytes) const {
+    std::ofstream(folder_ / "Resources" / name) << bytes;
+  }
   void writePalette(const std::string& name, const std::string& entries) const {
     std::ofstream(pathOfPalette(name)) << "<plist><dict>" << entries << "</dict></plist>";
   }

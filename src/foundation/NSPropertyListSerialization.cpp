@@ -78,10 +78,11 @@ Result<NSPropertyListSerialization::Parsed> NSPropertyListSerialization::propert
 
 Result<NSPropertyListSerialization::Parsed> NSPropertyListSerialization::propertyListWithData(
     std::string_view bytes) {
+  std::vector<std::string> repeatedKeys;
   if (bytes.starts_with(plist::binarySignature)) {
-    auto read = plist::readBinary(bytes);
+    auto read = plist::readBinary(bytes, repeatedKeys);
     if (!read) return read.error();
-    return Parsed{std::move(read).value(), Format::Binary};
+    return Parsed{std::move(read).value(), Format::Binary, std::move(repeatedKeys)};
   }
   std::string converted;
   const Result<std::string_view> text = asUTF8(bytes, converted);
@@ -91,9 +92,11 @@ Result<NSPropertyListSerialization::Parsed> NSPropertyListSerialization::propert
   const bool isXML = looksLikeXML(document);
   if (const auto offset = isXML ? std::nullopt : utf8::firstInvalid(document))
     return plist::errorAt(document, *offset, "invalid UTF-8");
-  auto read = isXML ? plist::readXML(document) : plist::readText(document);
+  auto read =
+      isXML ? plist::readXML(document, repeatedKeys) : plist::readText(document, repeatedKeys);
   if (!read) return read.error();
-  return Parsed{std::move(read).value(), isXML ? Format::XML : Format::Text};
+  return Parsed{std::move(read).value(), isXML ? Format::XML : Format::Text,
+                std::move(repeatedKeys)};
 }
 
 Result<std::string> NSPropertyListSerialization::dataWithPropertyList(const PropertyList& plist) {

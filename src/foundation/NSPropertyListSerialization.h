@@ -4,6 +4,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/NSError.h"
 #include "foundation/PropertyList.h"
@@ -21,6 +22,8 @@ class NSPropertyListSerialization {
   struct Parsed {
     PropertyList plist;
     Format format;
+    /// The keys that a dictionary holds more than once; the last of their values counts.
+    std::vector<std::string> repeatedKeys;
   };
 
   /// Reads one whole document of any of the formats, told apart by its first bytes. A document that

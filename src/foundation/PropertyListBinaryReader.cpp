@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 
+#include "foundation/PropertyListRepeatedKeys.h"
 #include "foundation/PropertyListSyntax.h"
 #include "foundation/UTF8.h"
 
@@ -19,7 +20,8 @@ constexpr double dateOrigin = 978307200;
 /// trailer that says where the table lies. Containers name their members by number.
 class Reader {
  public:
-  explicit Reader(std::string_view document) : document_(document) {}
+  Reader(std::string_view document, std::vector<std::string>& repeatedKeys)
+      : document_(document), repeatedKeys_(repeatedKeys) {}
 
   std::optional<PropertyList> read() {
     if (document_.substr(binarySignature.size(), 2) != "00") {
@@ -205,6 +207,7 @@ class Reader {
       if (!value) return false;
       entries.emplace_back(key->value.stringView(), value->value);
     }
+    noteRepeatedKeys(entries, repeatedKeys_);
     object.value = PropertyList(PropertyListDictionary(std::move(entries)));
     return true;
   }
@@ -262,6 +265,7 @@ class Reader {
   }
 
   std::string_view document_;
+  std::vector<std::string>& repeatedKeys_;
   unsigned offsetSize_ = 0, referenceSize_ = 0;
   std::uint64_t objectCount_ = 0, topObject_ = 0, tableOffset_ = 0;
   std::vector<Object> objects_;
@@ -272,8 +276,8 @@ class Reader {
 
 }  // namespace
 
-Result<PropertyList> readBinary(std::string_view document) {
-  Reader reader(document);
+Result<PropertyList> readBinary(std::string_view document, std::vector<std::string>& repeatedKeys) {
+  Reader reader(document, repeatedKeys);
   if (auto plist = reader.read()) return std::move(*plist);
   return reader.error();
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/NSError.h"
 #include "foundation/PropertyList.h"
@@ -12,6 +14,6 @@ inline constexpr std::string_view binarySignature = "bplist";
 
 /// Reads a whole binary document; errors name the byte. Objects that the document shares are shared
 /// in the value, too; a document that would be absurdly larger when written out is refused.
-Result<PropertyList> readBinary(std::string_view document);
+Result<PropertyList> readBinary(std::string_view document, std::vector<std::string>& repeatedKeys);
 
 }  // namespace tasklane::plist

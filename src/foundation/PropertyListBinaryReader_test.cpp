@@ -136,9 +136,11 @@ TEST(PropertyListBinary, LimitsNestingAlsoThroughSharedObjects) {
 }
 
 TEST(PropertyListBinary, SharesSharedObjectsAndRefusesExplosions) {
+  std::vector<std::string> repeatedKeys;
   const auto shared = plist::readBinary(document({"\xA3\x01\x01\x01", "\xA1\x02",
                                                   "\x51"
-                                                  "x"}));
+                                                  "x"}),
+                                        repeatedKeys);
   ASSERT_TRUE(shared.ok());
   const PropertyList::Array& array = *shared.value().array();
   EXPECT_EQ(array[0].array(), array[2].array());

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "foundation/PropertyListRepeatedKeys.h"
 #include "foundation/PropertyListSyntax.h"
 #include "foundation/UTF8.h"
 
@@ -30,7 +31,8 @@ constexpr std::array<char32_t, 128> escapedCharacters{
 
 class Reader {
  public:
-  explicit Reader(std::string_view document) : document_(document) {}
+  Reader(std::string_view document, std::vector<std::string>& repeatedKeys)
+      : document_(document), repeatedKeys_(repeatedKeys) {}
 
   std::optional<PropertyList> read() {
     if (!skipBlanks()) return std::nullopt;
@@ -102,6 +104,7 @@ class Reader {
       }
       entries.emplace_back(std::move(*key), std::move(*value));
     }
+    noteRepeatedKeys(entries, repeatedKeys_);
     return PropertyList(PropertyListDictionary(std::move(entries)));
   }
 
@@ -252,6 +255,7 @@ class Reader {
   }
 
   std::string_view document_;
+  std::vector<std::string>& repeatedKeys_;
   std::size_t at_ = 0, faultOffset_ = 0;
   std::string fault_;
 };
@@ -265,8 +269,8 @@ bool isUnquotedText(std::string_view string) {
   return true;
 }
 
-Result<PropertyList> readText(std::string_view document) {
-  Reader reader(document);
+Result<PropertyList> readText(std::string_view document, std::vector<std::string>& repeatedKeys) {
+  Reader reader(document, repeatedKeys);
   if (auto plist = reader.read()) return std::move(*plist);
   return reader.error();
 }

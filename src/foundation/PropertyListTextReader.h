@@ -2,6 +2,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/NSError.h"
 #include "foundation/PropertyList.h"
@@ -11,7 +12,7 @@ namespace tasklane::plist {
 /// Reads a whole document in the old text format, of valid UTF-8 without byte-order mark: one
 /// value, or the pairs of a dictionary without its braces, as files of localised strings are
 /// written. Every value is a string, data, an array or a dictionary. Errors name line and column.
-Result<PropertyList> readText(std::string_view document);
+Result<PropertyList> readText(std::string_view document, std::vector<std::string>& repeatedKeys);
 
 /// Whether a string needs no quotes in the old text format.
 bool isUnquotedText(std::string_view string);

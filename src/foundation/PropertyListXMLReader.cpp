@@ -4,6 +4,7 @@
 #include <span>
 #include <vector>
 
+#include "foundation/PropertyListRepeatedKeys.h"
 #include "foundation/PropertyListScan.h"
 #include "foundation/PropertyListStore.h"
 #include "foundation/PropertyListSyntax.h"
@@ -75,7 +76,8 @@ bool endsName(char c) { return c == '>' || c == '/' || c == '<' || isSpace(c); }
 
 class Reader : public XMLSource {
  public:
-  explicit Reader(std::string_view document) : XMLSource(document), store_(document.size()) {}
+  Reader(std::string_view document, std::vector<std::string>& repeatedKeys)
+      : XMLSource(document), repeatedKeys_(repeatedKeys), store_(document.size()) {}
 
   bool read(PropertyList& into) {
     Tag tag, valueTag;
@@ -161,6 +163,7 @@ class Reader : public XMLSource {
       entries_.emplace_back(std::move(key), std::move(value));
     }
     const auto entries = std::span(entries_).subspan(first);
+    noteRepeatedKeys(entries, repeatedKeys_);
     into = store_.dictionary(entries);
     entries_.erase(entries_.end() - static_cast<std::ptrdiff_t>(entries.size()), entries_.end());
     return true;
@@ -312,6 +315,7 @@ class Reader : public XMLSource {
     return true;
   }
 
+  std::vector<std::string>& repeatedKeys_;
   Store store_;
   std::vector<PropertyListDictionary::Entry> entries_;  // of all dictionaries that are open
   std::vector<PropertyList> values_;                    // of all arrays that are open
@@ -319,8 +323,8 @@ class Reader : public XMLSource {
 
 }  // namespace
 
-Result<PropertyList> readXML(std::string_view document) {
-  Reader reader(document);
+Result<PropertyList> readXML(std::string_view document, std::vector<std::string>& repeatedKeys) {
+  Reader reader(document, repeatedKeys);
   PropertyList plist;
   if (!reader.read(plist)) return reader.error();
   return plist;

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/NSError.h"
 #include "foundation/PropertyList.h"
@@ -13,6 +15,6 @@ namespace tasklane::plist {
 /// the values are made in one pass over the bytes. A general parser needs about as long for its
 /// tree alone, and the walk over it to find what such a parser lets pass would come on top. The
 /// values of a document are kept together, as PropertyListStore.h tells.
-Result<PropertyList> readXML(std::string_view document);
+Result<PropertyList> readXML(std::string_view document, std::vector<std::string>& repeatedKeys);
 
 }  // namespace tasklane::plist

@@ -24,6 +24,13 @@ std::string joined(const std::vector<std::string>& words) {
 
 }  // namespace
 
+void KAAppearance::readPropertyListsOnce() const {
+  const std::lock_guard lock(reading_);
+  if (valuesAreRead_.load(std::memory_order_relaxed)) return;
+  readPropertyLists();
+  valuesAreRead_.store(true, std::memory_order_release);
+}
+
 void KAAppearance::readPropertyLists() const {
   const auto vocabulary = keys();
   for (const auto& key : vocabulary) values_.push_back(key.emptyValue());
@@ -52,10 +59,9 @@ void KAAppearance::readPropertyLists() const {
 template <class Value>
 Value KAAppearance::valueForKeyPath(std::string_view keyPath) const {
   const auto vocabulary = keys();
-  if (values_.empty()) readPropertyLists();
   for (std::size_t i = 0; i < vocabulary.size(); ++i)
     if (vocabulary[i].name == keyPath)
-      if (const auto* value = std::get_if<Value>(&values_[i])) return *value;
+      if (const auto* value = std::get_if<Value>(&values()[i])) return *value;
   return {};
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -24,9 +26,9 @@ inline constexpr const char* KAAppearanceValuesDidChangeNotification =
 /// The colours, metrics and images of one look, by key. A subclass says which keys it answers and
 /// which property lists hold them ("palettes/<name>.plist" among the application's resources); a
 /// list further down the class tree overrides one further up. The lists are read on the first
-/// question, once. What is wrong with them (a missing file, an unknown or wrongly spelled key, keys
-/// that no list holds) is one console line each, and the value then is its type's empty one. Main
-/// thread.
+/// question, once, whichever thread asks it. What is wrong with them (a missing file, an unknown or
+/// wrongly spelled key, keys that no list holds) is one console line each, and the value then is
+/// its type's empty one. Main thread.
 class KAAppearance : public NSObject {
  public:
   /// The one shared instance of an appearance class, the same for the life of the process.
@@ -56,16 +58,22 @@ class KAAppearance : public NSObject {
   /// are compiled.
   template <class Value>
   const Value& valueAtIndex(std::size_t index) const {
-    if (values_.empty()) readPropertyLists();
-    return *std::get_if<Value>(&values_[index]);
+    return *std::get_if<Value>(&values()[index]);
   }
   std::shared_ptr<UIImage> imageAtIndex(std::size_t index) const;
 
  private:
+  const std::vector<KAAppearanceValue>& values() const {
+    if (!valuesAreRead_.load(std::memory_order_acquire)) readPropertyListsOnce();
+    return values_;
+  }
+  void readPropertyListsOnce() const;
   void readPropertyLists() const;
   template <class Value>
   Value valueForKeyPath(std::string_view keyPath) const;
   mutable std::vector<KAAppearanceValue> values_;
+  mutable std::mutex reading_;
+  mutable std::atomic<bool> valuesAreRead_ = false;
 };
 
 }  // namespace tasklane

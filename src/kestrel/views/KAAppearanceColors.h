@@ -4,47 +4,47 @@
 
 namespace tasklane {
 
-/// The maker's eight colours, by which the sections of its programs are known, in the shades of one
-/// look. They stay apart for people who do not see red or green.
+/// Eight colours by which the sections of a program are known, in the shades of one look; none in
+/// this class itself. They stay apart for people who do not see red or green.
 class KAAppearanceColors {
  public:
   virtual ~KAAppearanceColors() = default;
-  virtual UIColor kestrelGraphiteColor() const = 0;
-  virtual UIColor kestrelBlueColor() const = 0;
-  virtual UIColor kestrelRedColor() const = 0;
-  virtual UIColor kestrelPurpleColor() const = 0;
-  virtual UIColor kestrelOrangeColor() const = 0;
-  virtual UIColor kestrelGreenColor() const = 0;
-  virtual UIColor kestrelCremaColor() const = 0;
-  virtual UIColor kestrelTealColor() const = 0;
+  virtual std::optional<UIColor> kestrelGraphiteColor() const { return std::nullopt; }
+  virtual std::optional<UIColor> kestrelBlueColor() const { return std::nullopt; }
+  virtual std::optional<UIColor> kestrelRedColor() const { return std::nullopt; }
+  virtual std::optional<UIColor> kestrelPurpleColor() const { return std::nullopt; }
+  virtual std::optional<UIColor> kestrelOrangeColor() const { return std::nullopt; }
+  virtual std::optional<UIColor> kestrelGreenColor() const { return std::nullopt; }
+  virtual std::optional<UIColor> kestrelCremaColor() const { return std::nullopt; }
+  virtual std::optional<UIColor> kestrelTealColor() const { return std::nullopt; }
 };
 
 /// For light backgrounds.
 class KAAppearanceDefaultColors : public KAAppearance, public KAAppearanceColors {
  public:
   static const std::shared_ptr<KAAppearanceDefaultColors>& appearance();
-  UIColor kestrelGraphiteColor() const override;
-  UIColor kestrelBlueColor() const override;
-  UIColor kestrelRedColor() const override;
-  UIColor kestrelPurpleColor() const override;
-  UIColor kestrelOrangeColor() const override;
-  UIColor kestrelGreenColor() const override;
-  UIColor kestrelCremaColor() const override;
-  UIColor kestrelTealColor() const override;
+  std::optional<UIColor> kestrelGraphiteColor() const override;
+  std::optional<UIColor> kestrelBlueColor() const override;
+  std::optional<UIColor> kestrelRedColor() const override;
+  std::optional<UIColor> kestrelPurpleColor() const override;
+  std::optional<UIColor> kestrelOrangeColor() const override;
+  std::optional<UIColor> kestrelGreenColor() const override;
+  std::optional<UIColor> kestrelCremaColor() const override;
+  std::optional<UIColor> kestrelTealColor() const override;
 };
 
 /// For dark backgrounds.
 class KAAppearanceDarkColors : public KAAppearance, public KAAppearanceColors {
  public:
   static const std::shared_ptr<KAAppearanceDarkColors>& appearance();
-  UIColor kestrelGraphiteColor() const override;
-  UIColor kestrelBlueColor() const override;
-  UIColor kestrelRedColor() const override;
-  UIColor kestrelPurpleColor() const override;
-  UIColor kestrelOrangeColor() const override;
-  UIColor kestrelGreenColor() const override;
-  UIColor kestrelCremaColor() const override;
-  UIColor kestrelTealColor() const override;
+  std::optional<UIColor> kestrelGraphiteColor() const override;
+  std::optional<UIColor> kestrelBlueColor() const override;
+  std::optional<UIColor> kestrelRedColor() const override;
+  std::optional<UIColor> kestrelPurpleColor() const override;
+  std::optional<UIColor> kestrelOrangeColor() const override;
+  std::optional<UIColor> kestrelGreenColor() const override;
+  std::optional<UIColor> kestrelCremaColor() const override;
+  std::optional<UIColor> kestrelTealColor() const override;
 };
 
 }  // namespace tasklane

@@ -89,10 +89,11 @@ TEST(KAAppearancePropertyList, KeepsWhatIsGoodAndNamesAllThatIsNot) {
                                   {"Optional", Type::Number, "A", nullptr, false}};
   std::vector<KAAppearanceValue> values{3.0, std::optional(UIColor::blackColor()), 5.0, 6.0};
   std::vector<bool> found(4);
-  const PropertyList list =
-      PropertyListDictionary{{"Color", 1}, {"Width", 9}, {"width", 4}, {"Height", 2}};
+  const auto list = NSPropertyListSerialization::propertyListWithData(
+      "{ Width = 8; Color = blue; width = 4; Height = 2; Width = 9; }");
   std::string complaints;
-  for (const auto& complaint : KAAppearancePropertyList::readValues(list, keys, values, found))
+  for (const auto& complaint :
+       KAAppearancePropertyList::readValues(list.value(), keys, values, found))
     complaints += complaint.description() + "\n";
   EXPECT_EQ(complaints,
             "Color needs a colour, \"#RRGGBB\" or \"#RRGGBBAA\", not a number\n"

@@ -3,26 +3,27 @@
 #include <algorithm>
 
 #include "foundation/NSFileManager.h"
-#include "foundation/NSPropertyListSerialization.h"
 
 namespace tasklane {
 
-Result<PropertyList> KAAppearancePropertyList::contentsOfFile(const std::string& path) {
+Result<NSPropertyListSerialization::Parsed> KAAppearancePropertyList::contentsOfFile(
+    const std::string& path) {
   auto bytes = NSFileManager::defaultManager().contentsAtPath(path);
   if (!bytes) return bytes.error();
   auto parsed = NSPropertyListSerialization::propertyListWithData(bytes.value());
   if (!parsed) return NSError{parsed.error().kind, path + ": " + parsed.error().description};
   if (!parsed.value().plist.dictionary())
     return NSError{NSError::Kind::Corrupt, path + ": a palette is a dictionary of keys and values"};
-  return std::move(parsed).value().plist;
+  return parsed;
 }
 
 std::vector<KAAppearanceComplaint> KAAppearancePropertyList::readValues(
-    const PropertyList& list, std::span<const KAAppearanceKey> keys,
+    const NSPropertyListSerialization::Parsed& list, std::span<const KAAppearanceKey> keys,
     std::span<KAAppearanceValue> values, std::vector<bool>& found) {
   std::vector<KAAppearanceComplaint> complaints;
-  const auto* dictionary = list.dictionary();
+  const auto* dictionary = list.plist.dictionary();
   if (!dictionary) return {{"", "a palette is a dictionary of keys and values"}};
+  for (const auto& key : list.repeatedKeys) complaints.push_back({key, "is there more than once"});
 
   std::size_t known = 0;
   for (std::size_t i = 0; i < keys.size(); ++i) {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "foundation/NSError.h"
-#include "foundation/PropertyList.h"
+#include "foundation/NSPropertyListSerialization.h"
 #include "kestrel/views/KAAppearanceKey.h"
 
 namespace tasklane {
@@ -24,15 +24,14 @@ struct KAAppearanceComplaint {
 class KAAppearancePropertyList {
  public:
   /// The list in a file, or why there is none; the reason names the path.
-  static Result<PropertyList> contentsOfFile(const std::string& path);
+  static Result<NSPropertyListSerialization::Parsed> contentsOfFile(const std::string& path);
 
   /// Puts the list's values over those that are there, one for each key in the keys' order; a value
-  /// that cannot be used leaves the key's empty one. Answers everything that is wrong: keys in the
-  /// list's order that are unknown or wrongly spelled.
-  static std::vector<KAAppearanceComplaint> readValues(const PropertyList& list,
-                                                       std::span<const KAAppearanceKey> keys,
-                                                       std::span<KAAppearanceValue> values,
-                                                       std::vector<bool>& found);
+  /// that cannot be used leaves the key's empty one. Answers everything that is wrong: keys that
+  /// are there more than once, wrongly spelled values, unknown keys.
+  static std::vector<KAAppearanceComplaint> readValues(
+      const NSPropertyListSerialization::Parsed& list, std::span<const KAAppearanceKey> keys,
+      std::span<KAAppearanceValue> values, std::vector<bool>& found);
 
   /// The required keys that have not been found.
   static std::vector<std::string> missingKeys(std::span<const KAAppearanceKey> keys,
