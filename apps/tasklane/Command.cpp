@@ -109,7 +109,9 @@ void requireReadable(const TLXPlistPresenter& presenter) {
 void changeAndReadBack(const std::shared_ptr<TLXPlistPresenter>& presenter,
                        const std::function<void()>& change,
                        const std::function<void(const PropertyList& contents)>& check) {
+  bool reached = false;
   presenter->performCoordinatedChange([&] {
+    reached = true;
     change();
     // A presenter that remembers nothing knows only what is on the disk.
     const auto found = TLXPlistPresenter::makeWithURL(presenter->url())->plist();
@@ -119,6 +121,10 @@ void changeAndReadBack(const std::shared_ptr<TLXPlistPresenter>& presenter,
                                                "room for it, or make it writable."};
     if (check) check(*found);
   });
+  if (reached) return;
+  const NSError& error = presenter->lastChange().error();
+  const ExitCode code = error.kind == NSError::Kind::Busy ? ExitCode::Busy : ExitCode::WriteFailed;
+  throw Failure{code, "Nothing was changed: " + error.description + "."};
 }
 
 }  // namespace tasklane

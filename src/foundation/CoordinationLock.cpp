@@ -72,7 +72,16 @@ bool isStillAt(const std::string& path, int file) {
          opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
+std::function<void()>& waitingHook() {
+  thread_local std::function<void()> hook;
+  return hook;
+}
+
 }  // namespace
+
+void CoordinationLock::setWaitingHook(std::function<void()> hook) {
+  waitingHook() = std::move(hook);
+}
 
 std::string CoordinationLock::lockFile(const std::string& target) {
   const std::size_t root = lockRootLength(target);

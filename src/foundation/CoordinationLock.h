@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "foundation/FileDescriptor.h"
@@ -17,6 +18,10 @@ class CoordinationLock {
   /// disk, a folder that does not exist yet) and there is no lock file, a reader is let in without
   /// one: it sees old or new contents whole in any case.
   static Result<CoordinationLock> acquire(const std::string& target, Mode mode);
+
+  /// Has a function called many times a second while the calling thread waits for a lock, so that a
+  /// program with a screen can keep painting. It must not take locks. For the thread that sets it.
+  static void setWaitingHook(std::function<void()> hook);
 
   /// Where the lock of a target lies: in the folder ".coordination" at the root of the group
   /// container that encloses it, or beside it.

@@ -19,6 +19,8 @@ struct NSError {
     Corrupt,
     Unsupported,
     Cancelled,
+    Busy,         ///< others held it for too long; a later attempt may succeed
+    Interrupted,  ///< a signal asked the process to end while it waited
     Io
   };
 

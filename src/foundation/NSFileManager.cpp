@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -50,6 +51,15 @@ Result<void> makeFolder(const std::string& path) {
   struct stat status {};
   if (problem == EEXIST && stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return {};
   return NSError::fromErrno(problem, "cannot make the folder " + path);
+}
+
+/// 0, or the errno value of the failure.
+int giveSecondName(const std::string& path, const std::string& name) {
+  if (link(path.c_str(), name.c_str()) == 0) return 0;
+  if (errno == EEXIST) return EEXIST;
+  // Folders, and files on file systems without links, can only be moved.
+  return renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0 ? 0
+                                                                                          : errno;
 }
 
 }  // namespace
@@ -117,6 +127,18 @@ Result<void> NSFileManager::removeItemAtPath(const std::string& path) {
   if (problem) return NSError::fromErrno(problem.value(), "cannot remove " + path);
   if (removed == 0) return NSError::fromErrno(ENOENT, "cannot remove " + path);
   return {};
+}
+
+Result<std::string> NSFileManager::setAsideItemAtPath(const std::string& path,
+                                                      const std::string& suffix) {
+  const auto source = pathWithLinksFollowed(path);
+  if (!source) return source.error();
+  for (std::uint64_t number = 1;; ++number) {
+    const std::string name = source.value() + suffix + std::to_string(number);
+    const int failure = giveSecondName(source.value(), name);
+    if (failure == 0) return name;
+    if (failure != EEXIST) return NSError::fromErrno(failure, "cannot set aside " + path);
+  }
 }
 
 Result<std::string> NSFileManager::contentsAtPath(const std::string& path) const {

@@ -33,6 +33,12 @@ class NSFileManager {
   Result<std::vector<std::string>> contentsOfDirectoryAtPath(const std::string& path) const;
   Result<void> removeItemAtPath(const std::string& path);
 
+  /// Gives what lies at a path the first free name of the form "<path><suffix>1", "<path><suffix>2"
+  /// and so on, never replacing anything, and answers that name. A file may keep its old name
+  /// beside the new one until it is replaced there, so that at no moment it has none; a folder is
+  /// moved. A link at the path is followed.
+  Result<std::string> setAsideItemAtPath(const std::string& path, const std::string& suffix);
+
   /// The whole file. A folder, an unreadable or a missing file is an error that names it.
   Result<std::string> contentsAtPath(const std::string& path) const;
 

@@ -63,7 +63,7 @@ bool holdsNoQueue(const PropertyListObject& plist) {
 
 void writeEntries(PropertyList::Array entries) {
   const auto& presenter = TLXExternalAction::presenter();
-  if (holdsNoQueue(presenter->plist())) presenter->setAsideFile();
+  if (holdsNoQueue(presenter->plist()) && !presenter->setAsideFile()) return;
   presenter->writePlist(std::make_shared<const PropertyList>(
       PropertyListDictionary{{"actions", std::move(entries)}}));
 }

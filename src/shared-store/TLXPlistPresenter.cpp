@@ -104,16 +104,16 @@ std::shared_ptr<TLXPlistPresenter> TLXPlistPresenter::makeWithURL(const std::opt
   }
   auto presenter = std::make_shared<TLXPlistPresenter>(*url);
   presenter->log("initWithURL:", "created");
-  const auto readAndListen = [&] {
-    presenter->_readPlistWithNotification(Announce::No);
-    presenter->startListening();
-  };
   // Writers post under their lock: while this one is held, none comes between reading and
   // listening.
   const auto coordinated = NSFileCoordinator().coordinateReadingItemAtURL(
-      *url, NSFileCoordinatorReadingOptions::WithoutChanges,
-      [&](const NSURL&) { readAndListen(); });
-  if (!coordinated && !presenter->systemNotifier_) readAndListen();
+      *url, NSFileCoordinatorReadingOptions::WithoutChanges, [&](const NSURL&) {
+        (void)presenter->_readPlistWithNotification(Announce::No);
+        presenter->startListening();
+      });
+  if (coordinated) return presenter;
+  logReadError(*url, coordinated.error());
+  presenter->startListening();
   return presenter;
 }
 
@@ -123,52 +123,59 @@ void TLXPlistPresenter::startListening() {
     const auto self = weakSelf.lock();
     if (!self) return;
     self->log("initWithURL:", "Darwin notification");
-    self->_readPlistWithNotification(Announce::Yes);
+    (void)self->_readPlistWithNotification(Announce::Yes);
   });
 }
 
-void TLXPlistPresenter::refreshPlist() { _readPlistWithNotification(Announce::Yes); }
-
-void TLXPlistPresenter::_readPlistWithNotification(Announce announce) {
-  log("_readPlistWithNotification:", "Reading plist");
-  const auto coordinated = NSFileCoordinator().coordinateReadingItemAtURL(
-      url_, NSFileCoordinatorReadingOptions::WithoutChanges,
-      [&](const NSURL& newURL) { takeContentsAtURL(newURL, announce); });
-  if (!coordinated) logReadError(url_, coordinated.error());
+void TLXPlistPresenter::refreshPlist() {
+  cache_ = Cache::Unknown;
+  (void)_readPlistWithNotification(Announce::Yes);
 }
 
-void TLXPlistPresenter::takeContentsAtURL(const NSURL& url, Announce announce) {
-  const std::string path = url.path();
-  const char* outcome = "got plist";
-  if (hearing_ == Hearing::Read && plist_ && isOnDiskAsKnown()) {
-    plist_ = std::make_shared<const PropertyList>(*plist_);
-  } else {
-    if (hearing_ == Hearing::NothingReadYet) hearing_ = Hearing::Read;
-    knowsFile_ = false;
-    // Asked before the reading: a file that somebody replaces meanwhile is then not the known one.
-    const auto identity = fileIdentityOfItemAtPath(NSFileManager::defaultManager(), path);
-    const auto data = NSFileManager::defaultManager().contentsAtPath(path);
-    if (data) {
-      auto decoded = decodedContents(data.value());
-      if (!decoded) {
-        NSLog(stringWithFormat("Error decoding plist from %@: %@",
-                               {url.absoluteString(), decoded.error().description}));
-        return;
-      }
-      plist_ = std::make_shared<const PropertyList>(std::move(decoded).value());
-      knownFile_ = identity;
-    } else if (data.error().kind == NSError::Kind::FileNotFound) {
-      plist_ = nullptr;
-      knownFile_ = std::nullopt;
-      outcome = "plist removed";
-    } else {
-      logReadError(url, data.error());
-      return;
-    }
-    knowsFile_ = true;
+Result<void> TLXPlistPresenter::_readPlistWithNotification(Announce announce) {
+  log("_readPlistWithNotification:", "Reading plist");
+  // Of many posts that wait, the first one reads for all.
+  const bool isRead = cache_ == Cache::Read && isOnDiskAsKnown();
+  if (isRead && plist_) plist_ = std::make_shared<const PropertyList>(*plist_);
+  if (!isRead) {
+    if (auto read = readFile(); !read) return read;
   }
-  log("_readPlistWithNotification:", outcome);
+  log("_readPlistWithNotification:", plist_ ? "got plist" : "plist removed");
   if (announce == Announce::Yes) _enqueueDidChange();
+  return {};
+}
+
+Result<void> TLXPlistPresenter::readFile() {
+  Result<void> read;
+  const auto coordinated = NSFileCoordinator().coordinateReadingItemAtURL(
+      url_, NSFileCoordinatorReadingOptions::WithoutChanges,
+      [&](const NSURL& newURL) { read = takeContentsAtURL(newURL); });
+  if (!coordinated) read = coordinated;
+  if (read) return read;
+  const char* const format = read.error().kind == NSError::Kind::Corrupt
+                                 ? "Error decoding plist from %@: %@"
+                                 : "Error reading plist from %@: %@";
+  NSLog(stringWithFormat(format, {url_.absoluteString(), read.error().description}));
+  return read;
+}
+
+Result<void> TLXPlistPresenter::takeContentsAtURL(const NSURL& url) {
+  cache_ = Cache::Unknown;
+  // Asked before the reading: a file that somebody replaces meanwhile is then not the known one.
+  auto version = FileVersion::ofItemAtPath(url.path());
+  const auto data = NSFileManager::defaultManager().contentsAtPath(url.path());
+  if (data) {
+    auto decoded = decodedContents(data.value());
+    if (!decoded) return decoded.error();
+    plist_ = std::make_shared<const PropertyList>(std::move(decoded).value());
+  } else {
+    if (data.error().kind != NSError::Kind::FileNotFound) return data.error();
+    plist_ = nullptr;
+  }
+  if (!version) return {};
+  version_ = std::move(version).value();
+  cache_ = Cache::Read;
+  return {};
 }
 
 void TLXPlistPresenter::_enqueueDidChange() {
@@ -182,6 +189,9 @@ void TLXPlistPresenter::writePlist(const PropertyListObject& plist) {
   log("writePlist:", "Writing plist at " + url_.absoluteString());
   if (plist_ && plist && *plist_ == *plist) {
     log("writePlist:", "  -- value is the same; skipping write");
+    lastChange_ = cache_ == Cache::Unknown
+                      ? NSError{NSError::Kind::Io, "the file no longer holds what was last known"}
+                      : Result<void>();
     return;
   }
   const auto data = plist ? NSPropertyListSerialization::dataWithPropertyList(*plist)
@@ -193,99 +203,118 @@ void TLXPlistPresenter::writePlist(const PropertyListObject& plist) {
          plist ? NSPropertyListSerialization::describe(*plist) : std::string("(null)")}));
   TASKLANE_ASSERT(data.ok(), "data != nil", "iOS/SharingExtensions/TLXPlistPresenter", 184);
 
+  lastChange_ = write(plist, data.value());
+  if (!lastChange_) logWriteError(url_, lastChange_.error());
+}
+
+Result<void> TLXPlistPresenter::write(const PropertyListObject& plist, const std::string& data) {
+  Result<void> written;
   bool hadAccess = false;
-  const auto coordinated = NSFileCoordinator().coordinateWritingItemAtURL(
-      url_, NSFileCoordinatorWritingOptions::None, [&](const NSURL& newURL) {
-        hadAccess = true;
-        ensureContainerExists();
-        setAsideDamagedFile();
-        writeDataToURL(data.value(), newURL);
-        plist_ = plist;
-        systemNotifier_->postNotification();
-      });
-  if (coordinated) return;
-  logWriteError(url_, coordinated.error());
-  knowsFile_ = false;
-  if (hadAccess) return;
-  plist_ = plist;
-  systemNotifier_->postNotification();
+  const auto remember = [&] {
+    hadAccess = true;
+    plist_ = plist;
+    systemNotifier_->postNotification();
+  };
+  const auto locked = exclusively([&] {
+    const auto committed = NSFileCoordinator().coordinateWritingItemAtURL(
+        url_, NSFileCoordinatorWritingOptions::None, [&](const NSURL& newURL) {
+          ensureContainerExists();
+          written = keepDamagedFile();
+          // A part that was written is not committed; the old contents stay.
+          if (written) written = NSFileManager::defaultManager().writeToFile(newURL.path(), data);
+          remember();
+        });
+    if (!committed) written = committed;
+    cache_ = Cache::Unknown;
+    if (written) knowVersion(Cache::Written);
+  });
+  if (!locked) written = locked;
+  if (!hadAccess) remember();
+  if (!written) cache_ = Cache::Unknown;
+  return written;
 }
 
-void TLXPlistPresenter::writeDataToURL(const std::string& data, const NSURL& url) {
-  auto& manager = NSFileManager::defaultManager();
-  const auto written = manager.writeToFile(url.path(), data);
-  // What is committed keeps the identity that it has here.
-  knowsFile_ = written.ok();
-  if (written) {
-    knownFile_ = fileIdentityOfItemAtPath(manager, url.path());
-    return;
-  }
-  // The part that was written is not committed; the old contents stay.
-  logWriteError(url_, written.error());
+/// Before it is replaced. What was read is no loss: who writes has seen it, or means to replace it.
+Result<void> TLXPlistPresenter::keepDamagedFile() {
+  if (isOnDiskAsKnown()) return {};
+  const auto data = NSFileManager::defaultManager().contentsAtPath(url_.path());
+  if (data) return decodedContents(data.value()) ? Result<void>() : setAsideFile();
+  if (data.error().kind == NSError::Kind::FileNotFound) return {};
+  return data.error();
 }
 
-void TLXPlistPresenter::setAsideDamagedFile() {
-  auto& manager = NSFileManager::defaultManager();
-  const std::string path = url_.path();
-  if (!manager.fileExistsAtPath(path) || isOnDiskAsKnown()) return;
-  const auto data = manager.contentsAtPath(path);
-  if (data && decodedContents(data.value())) return;
-  setAsideFile();
-}
-
-void TLXPlistPresenter::setAsideFile() {
-  auto& manager = NSFileManager::defaultManager();
-  const auto name = setAsideItemAtPath(manager, url_.path(), ".damaged-");
-  knowsFile_ = false;
-  NSLog(name ? stringWithFormat("The file %@ could not be read; it is kept as %@",
+Result<void> TLXPlistPresenter::setAsideFile() {
+  const auto name = NSFileManager::defaultManager().setAsideItemAtPath(url_.path(), ".damaged-");
+  cache_ = Cache::Unknown;
+  NSLog(name ? stringWithFormat("The file %@ is no list of its kind; it is kept as %@",
                                 {url_.absoluteString(), name.value()})
-             : stringWithFormat("The file %@ could not be read, nor set aside: %@",
+             : stringWithFormat("The file %@ is no list of its kind, and cannot be set aside: %@",
                                 {url_.absoluteString(), name.error().description}));
+  if (name) return {};
+  lastChange_ = name.error();
+  return lastChange_;
 }
 
 void TLXPlistPresenter::removePlist() {
   log("removePlist", "Removing plist");
+  lastChange_ = {};
   if (!plist_) return;
+  Result<void> removed;
   const auto coordinated = NSFileCoordinator().coordinateWritingItemAtURL(
       url_, NSFileCoordinatorWritingOptions::ForDeleting, [&](const NSURL& newURL) {
-        (void)NSFileManager::defaultManager().removeItemAtPath(newURL.path());
+        removed = NSFileManager::defaultManager().removeItemAtPath(newURL.path());
         plist_ = nullptr;
-        knowsFile_ = true;
-        knownFile_ = std::nullopt;
+        cache_ = Cache::Unknown;
         systemNotifier_->postNotification();
       });
   if (!coordinated) logWriteError(url_, coordinated.error());
+  if (!coordinated) lastChange_ = coordinated;
+  if (!removed && removed.error().kind != NSError::Kind::FileNotFound) lastChange_ = removed;
+}
+
+/// Runs work while no other process reads or writes the file.
+Result<void> TLXPlistPresenter::exclusively(const std::function<void()>& work) {
+  return NSFileCoordinator().coordinateWritingItemAtURL(
+      url_, NSFileCoordinatorWritingOptions::ForMerging, [&](const NSURL&) { work(); });
 }
 
 void TLXPlistPresenter::performCoordinatedChange(const std::function<void()>& change) {
-  struct Nesting {
-    explicit Nesting(int& depth) : depth_(depth) { ++depth_; }
-    ~Nesting() { --depth_; }
-    int& depth_;
+  if (changeUnderWay_) return change();
+  struct UnderWay {
+    explicit UnderWay(bool& flag) : flag_(flag) { flag_ = true; }
+    ~UnderWay() { flag_ = false; }
+    bool& flag_;
   };
-  if (changesUnderWay_ > 0) return change();
-  bool hadAccess = false;
-  const auto coordinated = NSFileCoordinator().coordinateWritingItemAtURL(
-      url_, NSFileCoordinatorWritingOptions::ForMerging, [&](const NSURL&) {
-        hadAccess = true;
-        const Nesting nesting(changesUnderWay_);
-        hearOthers();
-        change();
-      });
-  if (!coordinated && !hadAccess) change();
+  lastChange_ = {};
+  bool changed = false;
+  const auto locked = exclusively([&] {
+    const UnderWay underWay(changeUnderWay_);
+    if (!isOnDiskAsKnown()) {
+      const auto read = readFile();
+      if (!read && read.error().kind != NSError::Kind::Corrupt) {
+        lastChange_ = read;
+        return;
+      }
+    }
+    changed = true;
+    change();
+  });
+  if (!locked) lastChange_ = locked;
+  if (!changed)
+    NSLog(stringWithFormat("Nothing was changed in %@: %@",
+                           {url_.absoluteString(), lastChange_.error().description}));
 }
 
-void TLXPlistPresenter::hearOthers() {
-  hearing_ = Hearing::NothingReadYet;
-  CFNotificationCenterGetDarwinNotifyCenter().deliverPending(systemNotifier_->notificationName());
-  hearing_ = Hearing::No;
-  // A program outside may have written without announcing it.
-  if (!isOnDiskAsKnown()) _readPlistWithNotification(Announce::Yes);
+/// With the file locked.
+void TLXPlistPresenter::knowVersion(Cache cache) {
+  auto version = FileVersion::ofItemAtPath(url_.path());
+  if (!version) return;
+  version_ = std::move(version).value();
+  cache_ = cache;
 }
 
 bool TLXPlistPresenter::isOnDiskAsKnown() const {
-  return knowsFile_ &&
-         knownFile_ == fileIdentityOfItemAtPath(NSFileManager::defaultManager(), url_.path());
+  return cache_ != Cache::Unknown && version_.isStillAtPath(url_.path());
 }
 
 void TLXPlistPresenter::log(std::string_view operation, std::string_view message) const {

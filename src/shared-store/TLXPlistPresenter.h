@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/FileVersion.h"
 #include "foundation/NSError.h"
-#include "foundation/NSFileManager+FileIdentity.h"
 #include "foundation/NSObject.h"
 #include "foundation/NSURL.h"
 #include "foundation/PropertyList.h"
@@ -23,7 +23,8 @@ inline constexpr const char* TLXPlistPresenterDidChangeNotification =
 /// One property-list file that several processes share: its last known contents in memory, written
 /// under file coordination, every change announced to all processes, the own included.
 ///
-/// No operation reports an error to its caller: failures are told on the console. Main thread.
+/// No operation reports an error to its caller: failures are told on the console, and lastChange()
+/// answers how the last change ended. Main thread.
 class TLXPlistPresenter : public NSObject {
  public:
   /// Where the shared files lie: in the application group's container, a folder named after the
@@ -49,13 +50,20 @@ class TLXPlistPresenter : public NSObject {
   /// Every reading of the file makes a new contents object. Never touches the disk.
   const PropertyListObject& plist() const { return plist_; }
 
+  /// How the last writePlist(), removePlist() or performCoordinatedChange() ended: ok when the file
+  /// holds what it should, else why it does not (kind Busy: another process held the file for too
+  /// long). After an error the file is as it was before. Ok before the first change.
+  const Result<void>& lastChange() const { return lastChange_; }
+
   /// Replaces the file's contents, unless the cached ones are equal. The very object becomes the
-  /// cached contents, even if the disk refused it. A file that could not be decoded is first set
-  /// aside beside itself as "<name>.damaged-1" (or the next free number).
+  /// cached contents, even if the disk refused it. A file whose bytes are no property list is first
+  /// set aside beside itself as "<name>.damaged-1" (or the next free number); one that cannot be
+  /// read, or not be set aside, is not replaced.
   void writePlist(const PropertyListObject& plist);
   /// Keeps the file beside itself in the same way, for an owner that cannot use what it holds and
-  /// is about to replace it. Call inside performCoordinatedChange.
-  void setAsideFile();
+  /// is about to replace it, which must not be done after an error. Call inside
+  /// performCoordinatedChange.
+  Result<void> setAsideFile();
   /// Deletes the file, if contents are cached.
   void removePlist();
   /// Reads the file anew and announces it in this process.
@@ -63,34 +71,38 @@ class TLXPlistPresenter : public NSObject {
 
   /// Runs a change that starts from plist() and ends in writePlist(), as one step against all other
   /// processes: the file is locked for writing, everything that others have done to it so far,
-  /// announced or not, is read, and only then the change runs. May be nested. When the lock cannot
-  /// be had the change still runs, and its write fails for the same reason and says so.
+  /// announced or not, is read, and only then the change runs. May be nested. The change does not
+  /// run at all when the lock cannot be had or the file cannot be read; lastChange() then says why.
+  /// A file that was read and is no property list counts as one that holds the cached contents.
   void performCoordinatedChange(const std::function<void()>& change);
 
  private:
   enum class Announce { No, Yes };
 
+  /// What is known of the cached contents: nothing, or that the file in the version version_ was
+  /// written with them or read as them (a reading may differ from what was written in characters
+  /// that no file can hold).
+  enum class Cache { Unknown, Written, Read };
+
   void startListening();
-  void _readPlistWithNotification(Announce announce);
-  void takeContentsAtURL(const NSURL& url, Announce announce);
+  Result<void> _readPlistWithNotification(Announce announce);
+  Result<void> readFile();
+  Result<void> takeContentsAtURL(const NSURL& url);
   void _enqueueDidChange();
-  void hearOthers();
-  void writeDataToURL(const std::string& data, const NSURL& url);
-  void setAsideDamagedFile();
+  Result<void> exclusively(const std::function<void()>& work);
+  Result<void> write(const PropertyListObject& plist, const std::string& data);
+  Result<void> keepDamagedFile();
+  void knowVersion(Cache cache);
   bool isOnDiskAsKnown() const;
   void log(std::string_view operation, std::string_view message) const;
 
   NSURL url_;
   std::shared_ptr<TLXDarwinNotifier> systemNotifier_;
   PropertyListObject plist_;
-
-  // Whether plist_ is what the file held when its identity was knownFile_ (none: no file).
-  bool knowsFile_ = false;
-  std::optional<FileIdentity> knownFile_;
-
-  int changesUnderWay_ = 0;
-  // While a change hears what others did, under the lock, one reading serves all notifications.
-  enum class Hearing { No, NothingReadYet, Read } hearing_ = Hearing::No;
+  Cache cache_ = Cache::Unknown;
+  FileVersion version_;
+  Result<void> lastChange_;
+  bool changeUnderWay_ = false;
 };
 
 }  // namespace tasklane

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -75,9 +76,9 @@ TEST_F(TLXPlistPresenterTest, WritesWhatDiffersAndTellsEveryPresenterOncePerPost
   EXPECT_EQ(*reader->plist(), *value);
   EXPECT_NE(writer->plist(), value) << "it has read its own write again";
 
-  const auto before = fileIdentityOfItemAtPath(NSFileManager::defaultManager(), path_);
+  const auto before = FileVersion::ofItemAtPath(path_);
   writer->writePlist(object({{"n", 1.5}, {"title", "Grüße, 世界 👩‍🚀"}}));
-  EXPECT_EQ(fileIdentityOfItemAtPath(NSFileManager::defaultManager(), path_), before);
+  EXPECT_TRUE(before.value().isStillAtPath(path_));
   writer->writePlist(object({{"n", 2}}));
   ASSERT_TRUE(waitUntil([&] { return writerHeard == 2 && readerHeard == 2; }));
 }
@@ -135,29 +136,6 @@ TEST_F(TLXPlistPresenterTest, RemovesOnlyWhatItKnows) {
   EXPECT_EQ(presenter->plist(), nullptr);
 }
 
-TEST_F(TLXPlistPresenterTest, ChangesWhatOthersLeftEvenUnannounced) {
-  const auto presenter = makePresenter();
-  const auto other = makePresenter();
-  const auto append = [](TLXPlistPresenter& to, const char* key) {
-    to.performCoordinatedChange([&] {
-      auto entries = to.plist() ? *to.plist()->dictionary() : PropertyListDictionary{};
-      entries.set(key, true);
-      to.writePlist(std::make_shared<const PropertyList>(entries));
-    });
-  };
-  append(*presenter, "a");
-  append(*other, "b");
-  append(*presenter, "c");
-  // A program that knows nothing of announcements, in place.
-  overwriteWithPlist(path_, PropertyListDictionary{{"outside", true}});
-  append(*presenter, "d");
-  // And one that takes the file away.
-  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"d", true}, {"outside", true}}));
-  std::filesystem::remove(path_);
-  append(*other, "e");
-  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"e", true}}));
-}
-
 TEST_F(TLXPlistPresenterTest, SetsADamagedFileAsideBeforeReplacingIt) {
   overwrite(path_ + ".damaged-1", "an older one");
   overwrite(path_, "garbage");
@@ -169,12 +147,12 @@ TEST_F(TLXPlistPresenterTest, SetsADamagedFileAsideBeforeReplacingIt) {
   EXPECT_EQ(contents(path_ + ".damaged-2"), "garbage");
   EXPECT_EQ(plistAt(path_), *presenter->plist());
 
-  // Damaged behind its back, and not even a file.
-  std::filesystem::remove(path_);
-  std::filesystem::create_directories(path_ + "/inside");
+  // Damaged behind its back.
+  overwrite(path_, "more garbage");
   presenter->performCoordinatedChange([&] { presenter->writePlist(object({{"a", 2}})); });
-  EXPECT_TRUE(std::filesystem::exists(path_ + ".damaged-3/inside"));
+  EXPECT_EQ(contents(path_ + ".damaged-3"), "more garbage");
   EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"a", 2}}));
+  EXPECT_TRUE(presenter->lastChange().ok());
 
   // What could be read is replaced without a copy.
   presenter->writePlist(object({{"a", 3}}));
@@ -182,6 +160,80 @@ TEST_F(TLXPlistPresenterTest, SetsADamagedFileAsideBeforeReplacingIt) {
   presenter->writePlist(object({{"a", 4}}));
   EXPECT_THAT(visibleNames(), ElementsAre("file.plist", "file.plist.damaged-1",
                                           "file.plist.damaged-2", "file.plist.damaged-3"));
+}
+
+/// Adds a key to what the file holds; whether the presenter says that it is there.
+bool addKey(TLXPlistPresenter& presenter, const std::string& key) {
+  presenter.performCoordinatedChange([&] {
+    auto entries = presenter.plist() ? *presenter.plist()->dictionary() : PropertyListDictionary{};
+    entries.set(key, true);
+    presenter.writePlist(std::make_shared<const PropertyList>(std::move(entries)));
+  });
+  return presenter.lastChange().ok();
+}
+
+TEST_F(TLXPlistPresenterTest, ChangesWhatOthersLeftEvenUnannounced) {
+  const auto presenter = makePresenter();
+  const auto other = makePresenter();
+  EXPECT_TRUE(addKey(*presenter, "a"));
+  EXPECT_TRUE(addKey(*other, "b"));
+  EXPECT_TRUE(addKey(*presenter, "c"));
+  // A program that knows nothing of announcements, in place.
+  overwriteWithPlist(path_, PropertyListDictionary{{"outside", true}});
+  EXPECT_TRUE(addKey(*presenter, "d"));
+  // And one that takes the file away.
+  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"d", true}, {"outside", true}}));
+  std::filesystem::remove(path_);
+  EXPECT_TRUE(addKey(*other, "e"));
+  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"e", true}}));
+}
+
+TEST_F(TLXPlistPresenterTest, LeavesAloneWhatItCannotRead) {
+  const auto presenter = makePresenter();
+  ASSERT_TRUE(addKey(*presenter, "a"));
+  const auto held = presenter->plist();
+  std::filesystem::remove(path_);
+  std::filesystem::create_directories(path_ + "/inside");
+  ::testing::internal::CaptureStderr();
+  EXPECT_FALSE(addKey(*presenter, "b"));
+  EXPECT_EQ(presenter->plist(), held);
+  presenter->writePlist(object({{"c", true}}));
+  EXPECT_FALSE(presenter->lastChange().ok());
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+              AllOf(HasSubstr("Error reading plist from "), HasSubstr("Nothing was changed in "),
+                    HasSubstr("Error writing plist data to ")));
+  EXPECT_TRUE(std::filesystem::exists(path_ + "/inside"));
+  EXPECT_THAT(visibleNames(), ElementsAre("file.plist"));
+
+  std::filesystem::remove_all(path_);
+  overwriteWithPlist(path_, PropertyListDictionary{{"d", true}});
+  EXPECT_TRUE(addKey(*presenter, "e")) << "one failure is not the next one's";
+  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"d", true}, {"e", true}}));
+}
+
+TEST_F(TLXPlistPresenterTest, RefusesAChangeThatRunsOutOfDescriptorsAtAnyStep) {
+  const auto presenter = makePresenter();
+  ASSERT_TRUE(addKey(*presenter, "first"));
+  PropertyListDictionary confirmed{{"first", true}};
+  rlimit former{};
+  ::getrlimit(RLIMIT_NOFILE, &former);
+  ::testing::internal::CaptureStderr();
+  bool done = false;
+  for (int descriptors = 3; !done && descriptors < 100; ++descriptors) {
+    // Another program's write, so that the change has to read.
+    confirmed.set("outside" + std::to_string(descriptors), true);
+    overwriteWithPlist(path_, confirmed);
+    const rlimit few{static_cast<rlim_t>(descriptors), former.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &few);
+    done = addKey(*presenter, "last");
+    ::setrlimit(RLIMIT_NOFILE, &former);
+    if (done) confirmed.set("last", true);
+    EXPECT_EQ(plistAt(path_), PropertyList(confirmed)) << "with " << descriptors;
+  }
+  EXPECT_TRUE(done);
+  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+              AllOf(HasSubstr("cannot open the lock file"), HasSubstr("Error reading plist from")));
+  EXPECT_THAT(visibleNames(), ElementsAre("file.plist"));
 }
 
 /// Lets no file of this process grow beyond a size while it lives.
@@ -217,16 +269,13 @@ TEST_F(TLXPlistPresenterTest, LeavesTheOldContentsWhenTheDiskIsFull) {
   EXPECT_THAT(::testing::internal::GetCapturedStderr(),
               HasSubstr("Error writing plist data to " + presenter->url().absoluteString() + ": "));
   EXPECT_EQ(presenter->plist(), large);
+  EXPECT_FALSE(presenter->lastChange().ok());
   EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"old", true}}));
   EXPECT_THAT(visibleNames(), ElementsAre("file.plist")) << "no part of a file stays";
 
   // The next change starts from what others have written, not from what never reached the disk.
   other->performCoordinatedChange([&] { other->writePlist(object({{"other", true}})); });
-  presenter->performCoordinatedChange([&] {
-    auto entries = *presenter->plist()->dictionary();
-    entries.set("new", true);
-    presenter->writePlist(std::make_shared<const PropertyList>(entries));
-  });
+  EXPECT_TRUE(addKey(*presenter, "new"));
   EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"new", true}, {"other", true}}));
 }
 
