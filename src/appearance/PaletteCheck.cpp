@@ -39,9 +39,7 @@ std::vector<std::string> filesOfImage(const NSURL& list, std::string name) {
 std::optional<std::string> faultOfPicture(const std::string& path) {
   const auto image = EncodedImage::imageWithContentsOfFile(path);
   if (!image) return image.error().description;
-  const auto& header = image.value()->header();
-  const auto pixels =
-      image.value()->thumbnail(static_cast<int>(std::max(header.width, header.height)));
+  const auto pixels = image.value()->thumbnail(EncodedImage::kLargestThumbnail);
   return pixels ? std::nullopt : std::optional(pixels.error().description);
 }
 
