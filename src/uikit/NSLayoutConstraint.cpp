@@ -1,7 +1,6 @@
 #include "uikit/NSLayoutConstraint.h"
 
-#include <algorithm>
-
+#include "uikit/ConstraintLayout.h"
 #include "uikit/ProgrammingError.h"
 #include "uikit/UIView.h"
 
@@ -14,7 +13,6 @@ NSLayoutConstraint::NSLayoutConstraint(const std::shared_ptr<UIView>& firstItem,
                                        CGFloat constant)
     : firstItem_(firstItem),
       secondItem_(secondItem),
-      hasSecondItem_(secondItem != nullptr),
       firstAttribute_(firstAttribute),
       secondAttribute_(secondAttribute),
       relation_(relation),
@@ -23,7 +21,7 @@ NSLayoutConstraint::NSLayoutConstraint(const std::shared_ptr<UIView>& firstItem,
   if (!firstItem || firstAttribute == NSLayoutAttribute::NotAnAttribute) {
     detail::programmingError("a layout constraint needs a first view and an attribute of it");
   }
-  if (hasSecondItem_ != (secondAttribute != NSLayoutAttribute::NotAnAttribute)) {
+  if ((secondItem != nullptr) != (secondAttribute != NSLayoutAttribute::NotAnAttribute)) {
     detail::programmingError(
         "a layout constraint has a second view and an attribute of it, or neither");
   }
@@ -67,52 +65,30 @@ void NSLayoutConstraint::activateConstraints(
   for (const auto& constraint : constraints) constraint->setActive(true);
 }
 
-void NSLayoutConstraint::deactivateConstraints(
-    const std::vector<std::shared_ptr<NSLayoutConstraint>>& constraints) {
-  for (const auto& constraint : constraints) constraint->setActive(false);
-}
-
 void NSLayoutConstraint::setConstant(CGFloat constant) {
   if (constant_ == constant) return;
   constant_ = constant;
-  if (const auto holder = holder_.lock()) layOutAgain(*holder);
+  if (const auto holder = holder_.lock()) holder->setNeedsLayout();
 }
 
 void NSLayoutConstraint::setActive(bool active) {
   if (active == isActive()) return;
+  const auto self = sharedFrom(this);
   if (active) {
-    const auto holder = findHolder();
-    holder->constraints_.push_back(sharedFrom(this));
-    holder_ = holder;
-    layOutAgain(*holder);
-    return;
+    if (const auto reason = detail::whyNotLaidOut(*this))
+      detail::programmingError("a layout constraint cannot be activated: " + *reason +
+                               "; what can is a pin of a view's edge to its superview's");
+    const auto first = firstItem(), second = secondItem();
+    holder_ = first->superview() == second ? second : first;
   }
   const auto holder = holder_.lock();
-  const auto keepsAlive = sharedFrom(this);
-  std::erase(holder->constraints_, keepsAlive);
-  holder_.reset();
-  layOutAgain(*holder);
-}
-
-std::shared_ptr<UIView> NSLayoutConstraint::findHolder() const {
-  const auto first = firstItem(), second = secondItem();
-  if (!first || (hasSecondItem_ && !second)) {
-    detail::programmingError("a layout constraint was activated after a view of it had gone");
+  if (active) {
+    holder->constraints_.push_back(self);
+  } else {
+    std::erase(holder->constraints_, self);
+    holder_.reset();
   }
-  if (!second || first == second) return first;
-  const auto above = first->superview(), aboveSecond = second->superview();
-  if (above == second) return second;
-  if (aboveSecond == first) return first;
-  if (above && above == aboveSecond) return above;
-  detail::programmingError(
-      "a layout constraint was activated between views that are neither superview and subview nor "
-      "siblings: " +
-      first->description() + ", " + second->description());
-}
-
-void NSLayoutConstraint::layOutAgain(UIView& holder) {
-  holder.setNeedsLayout();
-  holder.invalidateIntrinsicContentSize();
+  holder->setNeedsLayout();
 }
 
 }  // namespace tasklane

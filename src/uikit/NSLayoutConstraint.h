@@ -39,13 +39,13 @@ enum class NSLayoutAttribute {
 enum class NSLayoutRelation { LessThanOrEqual = -1, Equal = 0, GreaterThanOrEqual = 1 };
 
 /// first.attribute (relation) second.attribute × multiplier + constant, in points. It has an effect
-/// while it is active: the next layout pass places the views by it. Known are constraints of one
-/// view with itself, with its superview and with its siblings; activating any other is a
-/// programming error. A view that translates its autoresizing mask keeps its frame. A constraint
-/// holds its views weakly; the nearest view that encloses both holds the active constraint. What
-/// constraints leave open follows the natural size, then the present frame; of constraints that
-/// contradict each other the earlier counts. Leading and trailing follow the layout direction. Main
-/// thread.
+/// while it is active: the next layout pass places the subview by it. What can be active is a pin:
+/// an edge or margin of a view equals an edge or margin of its superview plus a constant.
+/// Activating any other constraint is a programming error that says what is wrong. A view that
+/// translates its autoresizing mask keeps its frame. A constraint holds its views weakly; the
+/// superview holds the active constraint. A direction in which one edge alone is pinned keeps its
+/// length, one without pins its place too; of two pins of one edge the earlier counts. Leading and
+/// trailing follow the layout direction. Main thread.
 class NSLayoutConstraint : public NSObject {
  public:
   NSLayoutConstraint(const std::shared_ptr<UIView>& firstItem, NSLayoutAttribute firstAttribute,
@@ -60,8 +60,6 @@ class NSLayoutConstraint : public NSObject {
       const std::string& format, const std::map<std::string, std::shared_ptr<UIView>>& views);
 
   static void activateConstraints(
-      const std::vector<std::shared_ptr<NSLayoutConstraint>>& constraints);
-  static void deactivateConstraints(
       const std::vector<std::shared_ptr<NSLayoutConstraint>>& constraints);
 
   std::shared_ptr<UIView> firstItem() const { return firstItem_.lock(); }
@@ -78,11 +76,7 @@ class NSLayoutConstraint : public NSObject {
   void setIdentifier(std::string identifier) { identifier_ = std::move(identifier); }
 
  private:
-  std::shared_ptr<UIView> findHolder() const;
-  static void layOutAgain(UIView& holder);
-
   std::weak_ptr<UIView> firstItem_, secondItem_, holder_;
-  bool hasSecondItem_;
   NSLayoutAttribute firstAttribute_, secondAttribute_;
   NSLayoutRelation relation_;
   CGFloat multiplier_, constant_;

@@ -17,35 +17,25 @@ class NSLayoutConstraintTest : public testing::Test {
   ~NSLayoutConstraintTest() override { headless::reset(); }
 
   static std::shared_ptr<UIView> add(const std::shared_ptr<UIView>& parent,
-                                     std::shared_ptr<UIView> child) {
+                                     std::shared_ptr<UIView> child = std::make_shared<UIView>()) {
     child->setTranslatesAutoresizingMaskIntoConstraints(false);
     parent->addSubview(child);
     return child;
   }
-  static std::shared_ptr<NSLayoutConstraint> pin(const std::shared_ptr<UIView>& first,
-                                                 Attribute firstAttribute, Relation relation,
-                                                 const std::shared_ptr<UIView>& second,
-                                                 Attribute secondAttribute, CGFloat constant = 0,
-                                                 CGFloat multiplier = 1) {
+  static std::shared_ptr<NSLayoutConstraint> activate(
+      const std::shared_ptr<UIView>& first, Attribute firstAttribute,
+      const std::shared_ptr<UIView>& second, Attribute secondAttribute, CGFloat constant = 0,
+      Relation relation = Relation::Equal, CGFloat multiplier = 1) {
     auto constraint = std::make_shared<NSLayoutConstraint>(first, firstAttribute, relation, second,
                                                            secondAttribute, multiplier, constant);
     constraint->setActive(true);
     return constraint;
   }
-  static auto equal(const std::shared_ptr<UIView>& first, Attribute firstAttribute,
-                    const std::shared_ptr<UIView>& second, Attribute secondAttribute,
-                    CGFloat constant = 0, CGFloat multiplier = 1) {
-    return pin(first, firstAttribute, Relation::Equal, second, secondAttribute, constant,
-               multiplier);
-  }
-  static auto fixed(const std::shared_ptr<UIView>& view, Attribute attribute, CGFloat length) {
-    return equal(view, attribute, nullptr, Attribute::NotAnAttribute, length);
-  }
-  static std::shared_ptr<UILabel> label(const std::string& text) {
-    const auto result = std::make_shared<UILabel>();
-    result->setFont(UIFont::systemFontOfSize(10));  // 5 points a character, 12 a line
-    result->setText(text);
-    return result;
+  static void hug(const std::shared_ptr<UIView>& view, bool atMargins) {
+    for (const char* format :
+         {atMargins ? "H:|-[x]-|" : "H:|[x]|", atMargins ? "V:|-[x]-|" : "V:|[x]|"})
+      NSLayoutConstraint::activateConstraints(
+          NSLayoutConstraint::constraintsWithVisualFormat(format, {{"x", view}}));
   }
 
   const std::shared_ptr<UIView> root = std::make_shared<UIView>(CGRect{0, 0, 200, 100});
@@ -64,7 +54,7 @@ TEST_F(NSLayoutConstraintTest, VisualFormatsPinToEdgesAndMargins) {
                         Case{"H:|-[x]-|", "V:|-[x]-|", kLeft, {2, 1, 194, 96}},
                         Case{"H:|-[x]-|", "V:|[x]|", kRight, {2, 0, 194, 100}}}) {
     headless::setLayoutDirection(c.direction);
-    const auto child = add(root, std::make_shared<UIView>());
+    const auto child = add(root);
     for (const char* format : {c.horizontal, c.vertical}) {
       const auto made = NSLayoutConstraint::constraintsWithVisualFormat(format, {{"x", child}});
       ASSERT_EQ(made.size(), 2u);
@@ -76,7 +66,7 @@ TEST_F(NSLayoutConstraintTest, VisualFormatsPinToEdgesAndMargins) {
     child->removeFromSuperview();
     EXPECT_TRUE(root->constraints().empty()) << "they end with the view's leaving";
   }
-  const auto child = add(root, std::make_shared<UIView>());
+  const auto child = add(root);
   for (const char* unknown : {"H:|-8-[x]", "|[x]|", "H:[x]|", "H:|[y]|", "V:|[x", ""}) {
     EXPECT_DEATH(NSLayoutConstraint::constraintsWithVisualFormat(unknown, {{"x", child}}), "format")
         << unknown;
@@ -84,7 +74,7 @@ TEST_F(NSLayoutConstraintTest, VisualFormatsPinToEdgesAndMargins) {
 }
 
 TEST_F(NSLayoutConstraintTest, FirstAttributesAreThePlatforms) {
-  const auto child = add(root, std::make_shared<UIView>());
+  const auto child = add(root);
   std::vector<Attribute> firsts;
   for (const char* format : {"H:|[x]|", "V:|[x]|", "H:|-[x]-|", "V:|-[x]-|"}) {
     for (const auto& made :
@@ -98,125 +88,145 @@ TEST_F(NSLayoutConstraintTest, FirstAttributesAreThePlatforms) {
                                    Attribute::Top, Attribute::BottomMargin));
 }
 
-TEST_F(NSLayoutConstraintTest, DeactivatingFreesTheView) {
-  const auto child = add(root, std::make_shared<UIView>());
-  const auto x = equal(child, Attribute::Left, root, Attribute::Left, 7);
-  const auto width = fixed(child, Attribute::Width, 30);
+TEST_F(NSLayoutConstraintTest, PinsPlaceAViewAndLeaveWhatTheyDoNotSpeakOf) {
+  struct Case {
+    bool superviewFirst;
+    Attribute first, second;
+    CGFloat constant;
+    CGRect expected, mirrored;
+  };
+  root->setLayoutMargins({1, 2, 3, 4});
+  for (const auto& c : {
+           Case{false, Attribute::Left, Attribute::Left, 7, {7, 6, 30, 10}, {7, 6, 30, 10}},
+           Case{false,
+                Attribute::Leading,
+                Attribute::LeadingMargin,
+                7,
+                {9, 6, 30, 10},
+                {159, 6, 30, 10}},
+           Case{true,
+                Attribute::TrailingMargin,
+                Attribute::Trailing,
+                7,
+                {159, 6, 30, 10},
+                {9, 6, 30, 10}},
+           Case{false,
+                Attribute::Leading,
+                Attribute::Trailing,
+                -50,
+                {150, 6, 30, 10},
+                {20, 6, 30, 10}},
+           Case{true,
+                Attribute::BottomMargin,
+                Attribute::BottomMargin,
+                0,
+                {5, 95, 30, 10},
+                {5, 95, 30, 10}},
+           Case{false, Attribute::Top, Attribute::TopMargin, 2, {5, 3, 30, 10}, {5, 3, 30, 10}},
+       }) {
+    for (const bool mirrors : {false, true}) {
+      headless::setLayoutDirection(mirrors ? UIUserInterfaceLayoutDirection::RightToLeft
+                                           : UIUserInterfaceLayoutDirection::LeftToRight);
+      const auto child = add(root, std::make_shared<UIView>(CGRect{5, 6, 30, 10}));
+      activate(c.superviewFirst ? root : child, c.first, c.superviewFirst ? child : root, c.second,
+               c.constant);
+      for (int pass = 0; pass < 2; ++pass) {
+        root->setNeedsLayout();
+        root->layoutIfNeeded();
+        EXPECT_EQ(child->frame(), mirrors ? c.mirrored : c.expected)
+            << int(c.first) << " " << int(c.second) << " pass " << pass;
+      }
+      child->removeFromSuperview();
+    }
+  }
+}
+
+TEST_F(NSLayoutConstraintTest, ChangesAndDeactivationShowInTheNextLayout) {
+  const auto child = add(root);
+  const auto left = activate(child, Attribute::Left, root, Attribute::Left, 7);
+  activate(child, Attribute::Left, root, Attribute::Left, 70);
+  activate(child, Attribute::Right, root, Attribute::Right, -10);
   root->layoutIfNeeded();
-  EXPECT_EQ(child->frame(), (CGRect{7, 0, 30, 0}));
-  x->setConstant(9);
+  EXPECT_EQ(child->frame(), (CGRect{7, 0, 183, 0})) << "of two for one edge the earlier";
+  left->setConstant(300);
   root->layoutIfNeeded();
-  EXPECT_EQ(child->frame().origin.x, 9);
-  NSLayoutConstraint::deactivateConstraints({x, width});
+  EXPECT_EQ(child->frame().size.width, 0) << "never below nothing";
+  left->setActive(false);
+  root->layoutIfNeeded();
+  EXPECT_EQ(child->frame(), (CGRect{70, 0, 120, 0}));
+  child->setTranslatesAutoresizingMaskIntoConstraints(true);
   child->setFrame({50, 50, 50, 50});
-  root->setNeedsLayout();
   root->layoutIfNeeded();
-  EXPECT_EQ(child->frame(), (CGRect{50, 50, 50, 50}));
+  EXPECT_EQ(child->frame(), (CGRect{50, 50, 50, 50})) << "it keeps its frame";
 }
 
-TEST_F(NSLayoutConstraintTest, SiblingsNaturalSizesAndInequalities) {
-  const auto title = add(root, label("1234")), value = add(root, label("12345678"));
-  equal(title, Attribute::Leading, root, Attribute::LeadingMargin);
-  equal(title, Attribute::CenterY, root, Attribute::CenterY);
-  equal(value, Attribute::Leading, title, Attribute::Trailing, 6);
-  equal(value, Attribute::LastBaseline, title, Attribute::LastBaseline);
-  pin(value, Attribute::Trailing, Relation::LessThanOrEqual, root, Attribute::TrailingMargin);
-
-  root->layoutIfNeeded();
-  EXPECT_EQ(title->frame(), (CGRect{8, 44, 20, 12}));
-  EXPECT_EQ(value->frame(), (CGRect{34, 44, 40, 12}));
-
-  root->setFrame({0, 0, 60, 100});
-  root->layoutIfNeeded();
-  EXPECT_EQ(value->frame().maxX(), 52) << "the inequality holds at its edge";
-  EXPECT_EQ(value->frame().minX() - title->frame().maxX(), 6);
-
-  root->setFrame({0, 0, 200, 100});
-  headless::setLayoutDirection(UIUserInterfaceLayoutDirection::RightToLeft);
-  root->layoutIfNeeded();
-  EXPECT_EQ(title->frame().maxX(), 192);
-  EXPECT_EQ(value->frame().maxX(), 166);
-}
-
-TEST_F(NSLayoutConstraintTest, MultipliersAspectAndCentre) {
-  const auto child = add(root, std::make_shared<UIView>());
-  equal(child, Attribute::Width, root, Attribute::Width, 0, 0.5);
-  equal(child, Attribute::Height, child, Attribute::Width, 0, 0.25);
-  equal(child, Attribute::CenterX, root, Attribute::CenterX);
-  equal(child, Attribute::Bottom, root, Attribute::Bottom, -5);
-  root->layoutIfNeeded();
-  EXPECT_EQ(child->frame(), (CGRect{50, 70, 100, 25}));
-}
-
-TEST_F(NSLayoutConstraintTest, EarlierOfContradictingConstraintsCounts) {
-  const auto child = add(root, std::make_shared<UIView>());
-  fixed(child, Attribute::Width, 30);
-  fixed(child, Attribute::Width, 40);
-  pin(child, Attribute::Width, Relation::GreaterThanOrEqual, nullptr, Attribute::NotAnAttribute,
-      50);
-  root->layoutIfNeeded();
-  EXPECT_EQ(child->frame().size.width, 30);
-}
-
-TEST_F(NSLayoutConstraintTest, ViewThatTranslatesItsMaskKeepsItsFrame) {
-  const auto fixedView = std::make_shared<UIView>(CGRect{20, 0, 30, 10});
-  root->addSubview(fixedView);
-  const auto child = add(root, std::make_shared<UIView>());
-  equal(child, Attribute::Left, fixedView, Attribute::Right, 5);
-  root->layoutIfNeeded();
-  EXPECT_EQ(fixedView->frame(), (CGRect{20, 0, 30, 10}));
-  EXPECT_EQ(child->frame().origin.x, 55);
-}
-
-TEST_F(NSLayoutConstraintTest, FittingSizeIsAsSmallAsAllContentsAllow) {
-  const auto box = add(root, std::make_shared<UIView>());
-  const auto shorter = add(box, label("1234")), longer = add(box, label("12345678"));
-  for (const auto& view : {shorter, longer}) {
-    equal(view, Attribute::Leading, box, Attribute::LeadingMargin);
-    equal(box, Attribute::TrailingMargin, view, Attribute::Trailing);
+TEST_F(NSLayoutConstraintTest, NestedPinsAreLaidOutAtOnce) {
+  class Counting : public UIView {
+   public:
+    void layoutSubviews() override {
+      ++passes;
+      UIView::layoutSubviews();
+    }
+    CGSize systemLayoutSizeFittingSize(CGSize target) override {
+      ++fits;
+      return UIView::systemLayoutSizeFittingSize(target);
+    }
+    int passes = 0, fits = 0;
+  };
+  std::vector<std::shared_ptr<Counting>> nest;
+  for (std::shared_ptr<UIView> around = root; nest.size() < 100; around = nest.back()) {
+    nest.push_back(std::make_shared<Counting>());
+    add(around, nest.back());
+    nest.back()->setLayoutMargins({});
+    hug(nest.back(), nest.size() == 50);
   }
-  equal(shorter, Attribute::Top, box, Attribute::Top, 4);
-  equal(longer, Attribute::Top, shorter, Attribute::Bottom, 2);
-  equal(box, Attribute::Bottom, longer, Attribute::Bottom, 4);
-  EXPECT_EQ(box->systemLayoutSizeFittingSize(UILayoutFittingCompressedSize), (CGSize{56, 34}));
-
-  // A box inside a view takes its content's size there, and follows the content.
-  equal(box, Attribute::Leading, root, Attribute::Leading);
-  equal(box, Attribute::Top, root, Attribute::Top);
+  root->setLayoutMargins({});
+  nest[48]->setLayoutMargins({1, 2, 3, 4});
   root->layoutIfNeeded();
-  EXPECT_EQ(box->frame().size, (CGSize{56, 34}));
-  std::static_pointer_cast<UILabel>(longer)->setText("12");
-  root->layoutIfNeeded();
-  EXPECT_EQ(box->frame().size, (CGSize{36, 34}));
+  EXPECT_EQ(nest[48]->frame(), root->bounds());
+  EXPECT_EQ(nest[49]->frame(), (CGRect{2, 1, 194, 96}));
+  EXPECT_EQ(nest[99]->frame(), (CGRect{0, 0, 194, 96}));
+  EXPECT_EQ(root->systemLayoutSizeFittingSize(UILayoutFittingCompressedSize), (CGSize{6, 4}));
+  for (const auto& view : nest) {
+    EXPECT_EQ(view->passes, 1);
+    EXPECT_EQ(view->fits, 1);
+  }
 }
 
-TEST_F(NSLayoutConstraintTest, WrappingContentTakesTheHeightOfItsWidth) {
-  const auto text = add(root, label("1234 1234 1234"));
-  std::static_pointer_cast<UILabel>(text)->setNumberOfLines(0);
-  for (const char* format : {"H:|-[x]-|", "V:|-[x]-|"}) {
-    NSLayoutConstraint::activateConstraints(
-        NSLayoutConstraint::constraintsWithVisualFormat(format, {{"x", text}}));
-  }
+TEST_F(NSLayoutConstraintTest, FittingSizeHasRoomForWhatIsPinned) {
+  const auto text = std::make_shared<UILabel>();
+  text->setFont(UIFont::systemFontOfSize(10));  // 5 points a character, 12 a line
+  text->setText("1234 1234 1234");
+  text->setNumberOfLines(0);
+  hug(add(root, text), true);
+  EXPECT_EQ(root->systemLayoutSizeFittingSize(UILayoutFittingCompressedSize), (CGSize{86, 28}));
   EXPECT_EQ(root->systemLayoutSizeFittingSize({66, 0}), (CGSize{66, 40}));
   EXPECT_EQ(root->systemLayoutSizeFittingSize({36, 0}), (CGSize{36, 52}));
 }
 
-TEST_F(NSLayoutConstraintTest, FreesItsViewsAndKnowsItsLimits) {
-  std::weak_ptr<UIView> freed;
+TEST_F(NSLayoutConstraintTest, WhatIsNoPinIsRefusedWithTheReason) {
+  const auto child = add(root), sibling = add(root), deep = add(child);
+  using A = Attribute;
+  EXPECT_DEATH(activate(deep, A::Left, root, A::Left), "not superview and subview");
+  EXPECT_DEATH(activate(child, A::Left, sibling, A::Left), "not superview and subview");
+  EXPECT_DEATH(activate(child, A::Width, nullptr, A::NotAnAttribute, 30), "no two views");
+  EXPECT_DEATH(activate(child, A::Width, root, A::Width), "not edges");
+  EXPECT_DEATH(activate(child, A::Left, root, A::Top), "of one direction");
+  EXPECT_DEATH(activate(child, A::Left, root, A::Left, 0, Relation::LessThanOrEqual),
+               "no equality");
+  EXPECT_DEATH(activate(child, A::Left, root, A::Right, 0, Relation::Equal, 0.5), "multiplier");
+}
+
+TEST_F(NSLayoutConstraintTest, FreesItsViews) {
   auto outer = std::make_shared<UIView>();
-  std::shared_ptr<NSLayoutConstraint> constraint;
-  {
-    const auto inner = add(outer, std::make_shared<UIView>());
-    constraint = equal(inner, Attribute::Left, outer, Attribute::Left);
-    freed = inner;
-    const auto deep = add(inner, std::make_shared<UIView>());
-    EXPECT_DEATH(equal(deep, Attribute::Left, outer, Attribute::Left), "neither superview");
-  }
+  std::weak_ptr<UIView> freed = add(outer);
+  const auto constraint = activate(freed.lock(), Attribute::Left, outer, Attribute::Left);
   EXPECT_TRUE(constraint->isActive());
   outer.reset();
   EXPECT_TRUE(freed.expired());
   EXPECT_FALSE(constraint->isActive());
   constraint->setActive(false);
+  EXPECT_DEATH(constraint->setActive(true), "no two views");
 }
 
 }  // namespace

@@ -13,9 +13,6 @@ struct UIColor {
   static constexpr UIColor blackColor() { return {0, 0, 0, 1}; }
   static constexpr UIColor whiteColor() { return {1, 1, 1, 1}; }
   static constexpr UIColor greenColor() { return {0, 1, 0, 1}; }
-  static constexpr UIColor colorWithWhite(double white, double alpha) {
-    return {white, white, white, alpha};
-  }
 
   UIColor colorWithAlphaComponent(double newAlpha) const { return {red, green, blue, newAlpha}; }
   /// 0xAARRGGBB, not premultiplied.

@@ -20,6 +20,4 @@ UIFont UIFont::preferredFontForTextStyle(UIFontTextStyle style) {
 
 CGFloat UIFont::lineHeight() const { return backend::lineHeightOfFont(*this); }
 
-CGFloat UIFont::ascender() const { return backend::ascenderOfFont(*this); }
-
 }  // namespace tasklane

@@ -37,8 +37,6 @@ class UIFont {
   UIFontWeight weight() const { return weight_; }
   /// From baseline to baseline, as the backend measures it.
   CGFloat lineHeight() const;
-  /// From the top of a line to its baseline.
-  CGFloat ascender() const;
   bool operator==(const UIFont&) const = default;
 
  private:

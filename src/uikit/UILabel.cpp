@@ -54,14 +54,6 @@ CGSize UILabel::sizeThatFits(CGSize size) {
 
 CGSize UILabel::intrinsicContentSize() { return sizeThatFits({CGFLOAT_MAX, CGFLOAT_MAX}); }
 
-CGFloat UILabel::intrinsicContentHeightForWidth(CGFloat width) {
-  return sizeThatFits({width, CGFLOAT_MAX}).height;
-}
-
-CGFloat UILabel::firstBaselineOffset() const { return font_.ascender(); }
-
-CGFloat UILabel::lastBaselineOffset() const { return font_.lineHeight() - font_.ascender(); }
-
 std::optional<std::string> UILabel::accessibilityLabel() const {
   const auto label = UIView::accessibilityLabel();
   return label ? label : text_;

@@ -29,9 +29,6 @@ class UILabel : public UIView {
 
   CGSize sizeThatFits(CGSize size) override;
   CGSize intrinsicContentSize() override;
-  CGFloat intrinsicContentHeightForWidth(CGFloat width) override;
-  CGFloat firstBaselineOffset() const override;
-  CGFloat lastBaselineOffset() const override;
   std::optional<std::string> accessibilityLabel() const override;
   UIAccessibilityTraits accessibilityTraits() const override;
 

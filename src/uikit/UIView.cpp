@@ -107,10 +107,6 @@ void UIView::setAlpha(CGFloat alpha) {
   peerNeedsUpdate();
 }
 
-void UIView::setClipsToBounds(bool clips) {
-  if (replace(clipsToBounds_, clips)) peerNeedsUpdate();
-}
-
 void UIView::setCornerRadius(CGFloat radius) {
   if (replace(cornerRadius_, radius)) peerNeedsUpdate();
 }

@@ -40,9 +40,10 @@ enum UIViewAutoresizing : unsigned {
 /// The size asked of systemLayoutSizeFittingSize for "as small as the constraints allow".
 inline constexpr CGSize UILayoutFittingCompressedSize{0, 0};
 
-/// A rectangle on the screen with its subviews, back to front. A plain object with all state of its
-/// own; while its window is on a screen the backend keeps a widget (the peer) that shows it. Views
-/// are held by their superview; the way up does not hold. Main thread.
+/// A rectangle on the screen with its subviews, back to front, which show only within it. A plain
+/// object with all state of its own; while its window is on a screen the backend keeps a widget
+/// (the peer) that shows it. Views are held by their superview; the way up does not hold. Main
+/// thread.
 class UIView : public UIResponder {
  public:
   explicit UIView(CGRect frame = {});
@@ -89,7 +90,6 @@ class UIView : public UIResponder {
 
   // Layout. Flags are cleared before the callback, so that a request made during it survives.
   void setNeedsLayout();
-  bool needsLayout() const { return needsLayout_; }
   /// Lays out this view and those below it, each once and only where asked for. The
   /// backend has a window on a screen do it before it is drawn.
   void layoutIfNeeded();
@@ -101,15 +101,10 @@ class UIView : public UIResponder {
   /// The natural size, where the content has one; UIViewNoIntrinsicMetric (-1) per direction
   /// otherwise.
   virtual CGSize intrinsicContentSize();
-  /// The natural height at a given width, for content that wraps.
-  virtual CGFloat intrinsicContentHeightForWidth(CGFloat width);
-  /// To be called when the natural size has changed: constraints are applied anew.
+  /// To be called when the natural size has changed: the superview lays out anew.
   void invalidateIntrinsicContentSize();
-  /// From the top to the first baseline, from the last baseline to the bottom; a view without text
-  /// has both at its bottom.
-  virtual CGFloat firstBaselineOffset() const { return frame_.size.height; }
-  virtual CGFloat lastBaselineOffset() const { return 0; }
-  /// The size that active constraints and natural sizes ask for, nearest to the target.
+  /// The natural size with room for the subviews that are pinned in it; where there is neither, the
+  /// target. A target above 0 is a width or height that they have to do with.
   virtual CGSize systemLayoutSizeFittingSize(CGSize targetSize);
   UIEdgeInsets layoutMargins() const { return layoutMargins_; }
   void setLayoutMargins(UIEdgeInsets margins);
@@ -119,21 +114,18 @@ class UIView : public UIResponder {
   const std::vector<std::shared_ptr<NSLayoutConstraint>>& constraints() const {
     return constraints_;
   }
-  void addConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint);
-  void removeConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint);
   UIUserInterfaceLayoutDirection effectiveUserInterfaceLayoutDirection() const;
 
   // Looks.
   const std::optional<UIColor>& backgroundColor() const { return backgroundColor_; }
   virtual void setBackgroundColor(const std::optional<UIColor>& color);
+  /// Whether the view says that it fills its bounds; no backend relies on it.
   bool isOpaque() const { return opaque_; }
   void setOpaque(bool opaque) { opaque_ = opaque; }
   bool isHidden() const { return hidden_; }
   void setHidden(bool hidden);
   CGFloat alpha() const { return alpha_; }
   void setAlpha(CGFloat alpha);
-  bool clipsToBounds() const { return clipsToBounds_; }
-  void setClipsToBounds(bool clips);
   CGFloat cornerRadius() const { return cornerRadius_; }
   void setCornerRadius(CGFloat radius);
   UIViewContentMode contentMode() const { return contentMode_; }
@@ -230,7 +222,7 @@ class UIView : public UIResponder {
   CGFloat alpha_ = 1, cornerRadius_ = 0;
   UIViewContentMode contentMode_ = UIViewContentMode::ScaleToFill;
   unsigned autoresizingMask_ = UIViewAutoresizingNone;
-  bool opaque_ = true, hidden_ = false, clipsToBounds_ = false;
+  bool opaque_ = true, hidden_ = false;
   bool needsLayout_ = true, subtreeNeedsLayout_ = true;  ///< the second whenever one below has it
   bool translatesAutoresizingMask_ = true, userInteractionEnabled_ = true,
        accessibilityElement_ = false;

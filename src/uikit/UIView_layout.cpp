@@ -54,7 +54,8 @@ void UIView::layoutIfNeeded() {
     layoutSubviews();
     if (controller) controller->viewDidLayoutSubviews();
   }
-  // The subviews are about to have their turn; what is left is a request made just now.
+  // Requests for the subviews are met below; one for this view, made while it laid out, is left
+  // for the next time.
   subtreeNeedsLayout_ = needsLayout_;
   const auto subviews = subviews_;
   for (const auto& subview : subviews) {
@@ -92,16 +93,8 @@ void UIView::sizeToFit() {
 
 CGSize UIView::intrinsicContentSize() { return {UIViewNoIntrinsicMetric, UIViewNoIntrinsicMetric}; }
 
-CGFloat UIView::intrinsicContentHeightForWidth(CGFloat width) {
-  (void)width;
-  return intrinsicContentSize().height;
-}
-
 void UIView::invalidateIntrinsicContentSize() {
-  for (UIView* v = superview_; v; v = v->superview_) {
-    v->setNeedsLayout();
-    if (v->constraints_.empty()) break;
-  }
+  if (superview_) superview_->setNeedsLayout();
 }
 
 CGSize UIView::systemLayoutSizeFittingSize(CGSize targetSize) {
@@ -119,14 +112,6 @@ void UIView::setTranslatesAutoresizingMaskIntoConstraints(bool flag) {
   if (translatesAutoresizingMask_ == flag) return;
   translatesAutoresizingMask_ = flag;
   if (superview_) superview_->setNeedsLayout();
-}
-
-void UIView::addConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint) {
-  constraint->setActive(true);
-}
-
-void UIView::removeConstraint(const std::shared_ptr<NSLayoutConstraint>& constraint) {
-  constraint->setActive(false);
 }
 
 void UIView::deactivateConstraintsWith(const UIView& subview) {

@@ -87,7 +87,7 @@ TEST(TasklaneExtensions, PinsASubviewToAllEdges) {
     const auto active = root->constraints();
     EXPECT_EQ(identifiers(active), all);
     // Without its constraints the view can be placed by hand again.
-    NSLayoutConstraint::deactivateConstraints(active);
+    for (const auto& constraint : active) constraint->setActive(false);
     subview->setTranslatesAutoresizingMaskIntoConstraints(true);
     subview->setFrame({5, 5, 5, 5});
     root->layoutIfNeeded();

@@ -11,6 +11,5 @@ namespace tasklane::headless {
 CGSize measure(std::string_view text, CGFloat pointSize, CGFloat maximumWidth, int numberOfLines);
 
 inline constexpr CGFloat kLineHeight = 1.2;  ///< of the point size
-inline constexpr CGFloat kAscender = 0.95;   ///< likewise
 
 }  // namespace tasklane::headless
