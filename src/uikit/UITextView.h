@@ -39,6 +39,13 @@ class UITextView : public UIScrollView, public UITextInput {
   /// A person edited the text (the backend calls this): stores it and tells the delegate.
   void userDidChangeText(std::string text);
 
+  /// Where the backend leaves its editor, with undo history, selection and caret, while the view is
+  /// on no screen.
+  struct EditorPlace {
+    std::shared_ptr<void> editor;
+  };
+  const std::shared_ptr<EditorPlace>& editorPlace() const { return editorPlace_; }
+
   /// The caret of a person who edits has come to a place (the backend calls this): it is shown.
   void userDidMoveCaret(CGRect caret) { scrollAroundViewToShow(*this, caret); }
 
@@ -51,6 +58,7 @@ class UITextView : public UIScrollView, public UITextInput {
   std::optional<UIColor> textColor_;
   UIEdgeInsets textContainerInset_{8, 0, 8, 0};
   std::weak_ptr<UITextViewDelegate> delegate_;
+  const std::shared_ptr<EditorPlace> editorPlace_ = std::make_shared<EditorPlace>();
 };
 
 }  // namespace tasklane

@@ -48,6 +48,10 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
     connect(this, &QPlainTextEdit::textChanged, this, [this] {
       if (auto* owner = static_cast<TextViewPeer*>(this->peer())) owner->personDidEdit();
     });
+    // A caret behind a full line needs more room than the line; lines that are broken do not
+    // scroll.
+    connect(horizontalScrollBar(), &QScrollBar::rangeChanged, this,
+            [this] { horizontalScrollBar()->setRange(0, 0); });
     connect(this, &QPlainTextEdit::cursorPositionChanged, this, [this] { tellCaretMoved(); });
   }
 
@@ -59,6 +63,8 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
   }
 
   void setPlaceholder(const QString& placeholder) { placeholder_ = placeholder; }
+
+  std::string shown;  ///< the text that the view and the widget last agreed on
 
   QVariant inputMethodQuery(Qt::InputMethodQuery query) const override {
     const QVariant answer = QPlainTextEdit::inputMethodQuery(query);
@@ -156,22 +162,35 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
 };
 
 TextViewPeer::TextViewPeer(UITextView& textView)
-    : ViewPeer(textView), edit_(new TextViewWidget(this)) {
+    : ViewPeer(textView),
+      place_(textView.editorPlace()),
+      edit_(place_->editor ? static_cast<TextViewWidget*>(place_->editor.get())
+                           : new TextViewWidget(this)) {
   setWidget(edit_);
+  if (place_->editor) {
+    edit_->attach(this);
+    return;
+  }
+  place_->editor =
+      std::shared_ptr<TextViewWidget>(edit_, [](QObject* edit) { edit->deleteLater(); });
   applying_ = true;
-  shown_ = textView.text();
+  edit_->shown = textView.text();
   edit_->setFont(toQFont(textView.font()));
-  edit_->setPlainText(toQString(shown_));
+  edit_->setPlainText(toQString(edit_->shown));
   edit_->moveCursor(QTextCursor::End);
   applying_ = false;
+}
+
+TextViewPeer::~TextViewPeer() {
+  if (releaseWidget()) edit_->setParent(nullptr);
 }
 
 void TextViewPeer::personDidEdit() {
   if (applying_) return;
   std::string text = textOf(*edit_->document());
   // A composition in progress changes the layout but not yet the text.
-  if (text == shown_) return;
-  shown_ = text;
+  if (text == edit_->shown) return;
+  edit_->shown = text;
   alignByDirection();
   const auto keep = view().shared_from_this();
   static_cast<UITextView&>(view()).userDidChangeText(std::move(text));
@@ -199,12 +218,12 @@ void TextViewPeer::apply() {
   edit_->setPlaceholder(toQString(textView.placeholder()));
   edit_->setAccessibleName(
       toQString(textView.accessibilityLabel().value_or(textView.placeholder())));
-  if (textView.text() != shown_) {
-    shown_ = textView.text();
+  if (textView.text() != edit_->shown) {
+    edit_->shown = textView.text();
     QTextCursor cursor(edit_->document());
     cursor.beginEditBlock();
     cursor.select(QTextCursor::Document);
-    cursor.insertText(toQString(shown_));
+    cursor.insertText(toQString(edit_->shown));
     cursor.endEditBlock();
     edit_->moveCursor(QTextCursor::End);
   }
@@ -220,7 +239,7 @@ void TextViewPeer::apply() {
 
 /// The editor aligns all paragraphs alike and does not do it by their direction.
 void TextViewPeer::alignByDirection() {
-  const auto direction = directionOf(toQString(shown_), edit_->layoutDirection());
+  const auto direction = directionOf(toQString(edit_->shown), edit_->layoutDirection());
   QTextOption option = edit_->document()->defaultTextOption();
   const Qt::Alignment alignment =
       Qt::AlignAbsolute | (direction == Qt::RightToLeft ? Qt::AlignRight : Qt::AlignLeft);

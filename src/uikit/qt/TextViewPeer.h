@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <memory>
 
 #include "uikit/UITextView.h"
 #include "uikit/qt/ViewPeer.h"
@@ -10,10 +10,12 @@ namespace tasklane::qt {
 class TextViewWidget;
 
 /// A text that a person edits, in a QPlainTextEdit. A program's change of the text is one step of
-/// the person's undo history.
+/// the person's undo history. The editor waits with the view while that is on no screen, so that a
+/// person who comes back goes on where they were.
 class TextViewPeer : public ViewPeer {
  public:
   explicit TextViewPeer(UITextView& textView);
+  ~TextViewPeer() override;
   QWidget* focusTarget() const override { return widget(); }
 
  protected:
@@ -27,8 +29,8 @@ class TextViewPeer : public ViewPeer {
   void alignByDirection();
   void applyColors();
 
-  TextViewWidget* edit_;
-  std::string shown_;  ///< the text that the view and the widget last agreed on
+  const std::shared_ptr<UITextView::EditorPlace> place_;
+  TextViewWidget* const edit_;
   bool applying_ = false, caretMoved_ = false;
 };
 

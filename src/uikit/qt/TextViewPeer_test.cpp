@@ -130,12 +130,51 @@ TEST_F(TextViewPeerTest, TextStandsAtTheSideThatItsDirectionBeginsAt) {
   EXPECT_LT(caretAtStart(), 50);
 }
 
-TEST_F(TextViewPeerTest, TheWidgetIsGivenBackWhenTheViewLeaves) {
+TEST_F(TextViewPeerTest, WhoComesBackGoesOnWhereTheyWere) {
+  shown->type("mine");
+  textView->setText("yours");
+  UpdateQueue::shared().flush();
+  QTextCursor part = edit()->textCursor();
+  part.setPosition(1);
+  part.setPosition(3, QTextCursor::KeepAnchor);
+  edit()->setTextCursor(part);
   const QPointer<QWidget> widget = edit();
   textView->removeFromSuperview();
   EXPECT_EQ(textView->peer(), nullptr);
-  EXPECT_TRUE(waitFor([&] { return widget.isNull(); }));
   EXPECT_EQ(shown->window->firstResponder(), nullptr);
+  QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+
+  screen->view()->addSubview(textView);
+  UpdateQueue::shared().flush();
+  textView->becomeFirstResponder();
+  EXPECT_TRUE(edit()->hasFocus());
+  EXPECT_EQ(edit()->textCursor().selectedText(), "ou");
+  shown->type("a");
+  EXPECT_EQ(textView->text(), "yars");
+  edit()->undo();
+  edit()->undo();
+  EXPECT_EQ(textView->text(), "mine");
+
+  textView->removeFromSuperview();
+  textView->setText("meanwhile");
+  screen->view()->addSubview(textView);
+  UpdateQueue::shared().flush();
+  EXPECT_EQ(edit()->toPlainText(), "meanwhile");
+  textView->removeFromSuperview();
+  textView.reset();
+  EXPECT_TRUE(waitFor([&] { return widget.isNull(); })) << "it goes with the view";
+}
+
+TEST_F(TextViewPeerTest, ALongWordIsNotCutAtTheLeft) {
+  textView->setText("https://example.org/" + std::string(200, 'w'));
+  UpdateQueue::shared().flush();
+  for (int x = 0; x < 60; ++x) {
+    textView->setFrame({0, 0, 200.0 + x, 300});
+    UpdateQueue::shared().flush();
+    edit()->moveCursor(QTextCursor::End);
+    shown->type("w");
+    EXPECT_EQ(edit()->horizontalScrollBar()->value(), 0) << x;
+  }
 }
 
 TEST(TextViewPeer, AFingerScrollsALongTextAndSelectsNothing) {

@@ -3,6 +3,7 @@
 #include <QAccessible>
 #include <QPainter>
 #include <cmath>
+#include <utility>
 
 #include "uikit/qt/Accessible.h"
 #include "uikit/qt/Drawing.h"
@@ -24,7 +25,12 @@ ViewPeer::ViewPeer(UIView& view, int outset)
 
 ViewPeer::~ViewPeer() {
   UpdateQueue::shared().remove(this);
-  if (!widget_) return;
+  // It may be handling the very event that led here.
+  if (QWidget* widget = releaseWidget()) widget->deleteLater();
+}
+
+QWidget* ViewPeer::releaseWidget() {
+  if (!widget_) return nullptr;
   if (auto* viewWidget = ViewWidget::of(widget_)) viewWidget->detach();
   // The focus goes nowhere by itself: hiding a focused widget would hand it to a neighbour, which
   // would then look like a person's doing.
@@ -34,7 +40,7 @@ ViewPeer::~ViewPeer() {
     break;
   }
   widget_->hide();
-  widget_->deleteLater();  // it may be handling the very event that led here
+  return std::exchange(widget_, nullptr);
 }
 
 ViewPeer* ViewPeer::of(const UIView* view) {

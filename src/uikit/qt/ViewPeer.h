@@ -20,6 +20,7 @@ class ViewWidget {
   explicit ViewWidget(ViewPeer* peer) : peer_(peer) {}
   virtual ~ViewWidget() = default;
   ViewPeer* peer() const { return peer_; }
+  void attach(ViewPeer* peer) { peer_ = peer; }
   void detach() { peer_ = nullptr; }
   /// Null once the view has given the widget back.
   UIView* view() const;
@@ -63,8 +64,10 @@ class ViewPeer : public UIViewPeer {
   static ViewPeer* of(const std::shared_ptr<UIView>& view) { return of(view.get()); }
 
  protected:
-  /// Takes a widget that was made without a parent; called once, from a subclass's constructor.
+  /// Takes a widget without a parent; called once, from a subclass's constructor.
   void setWidget(QWidget* widget);
+  /// Takes the widget off the screen and gives it up; null when there is none any more.
+  QWidget* releaseWidget();
   /// Brings the widget up to date with the view's state.
   virtual void apply();
   /// Moves the subviews' widgets, after the bounds' origin has changed.
