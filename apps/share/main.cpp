@@ -132,7 +132,8 @@ int runSheet(const std::shared_ptr<NSExtensionContext>& context,
              const standby::Environment& environment, int hangUp = -1) {
   bool isStarted = false;
   const auto startNext = [&] {
-    if (!std::exchange(isStarted, true)) standby::startProcess(programPath(), environment);
+    if (!std::exchange(isStarted, true) && !backend::isAssistiveProgramConnected())
+      standby::startProcess(programPath(), environment);
   };
   const auto soon = NSRunLoop::mainRunLoop().addTimer(kUntilNextIsStarted, startNext);
   const int code = NSExtensionMain(context, hangUp);
@@ -155,7 +156,13 @@ int standBy(int& argc, char** argv, const standby::Environment& environment) {
     const auto bell = loop.addDescriptor(place->fileDescriptor(), [&] {
       if (call == standby::Place::Call::Nobody) call = place->answer();
     });
-    loop.runUntil([&] { return call != standby::Place::Call::Nobody; }, kLongestStandby);
+    // An assistive program would find a program without a window in its list: its person's sheets
+    // get processes of their own.
+    loop.runUntil(
+        [&] {
+          return call != standby::Place::Call::Nobody || backend::isAssistiveProgramConnected();
+        },
+        kLongestStandby);
   }
   if (call != standby::Place::Call::Taken) return static_cast<int>(ExitCode::Done);
 

@@ -160,7 +160,7 @@ void ShareViewController::_addTextFileAttachmentFromProvider(
 
 void ShareViewController::showThumbnail(const std::shared_ptr<UIImage>& thumbnail) {
   thumbnails_.push_back(thumbnail);
-  setThumbnails(thumbnails_, extensionString("Photo"));
+  setThumbnails(thumbnails_, std::vector(thumbnails_.size(), extensionString("Photo")));
 }
 
 void ShareViewController::attach(const AttachmentFile::Namer& name, AttachmentFile& file) {

@@ -122,8 +122,8 @@ void SLComposeServiceViewController::validateContent() {
 }
 
 void SLComposeServiceViewController::setThumbnails(
-    const std::vector<std::shared_ptr<UIImage>>& images, const std::string& accessibilityLabel) {
-  content_->setThumbnails(images, accessibilityLabel);
+    const std::vector<std::shared_ptr<UIImage>>& images, const std::vector<std::string>& labels) {
+  content_->setThumbnails(images, labels);
   updatePreferredSize();
 }
 

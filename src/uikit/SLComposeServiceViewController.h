@@ -61,9 +61,9 @@ class SLComposeServiceViewController : public UIViewController,
   void popConfigurationViewController();
 
   /// Small pictures of what is shared, beside the text; four at most, the last with the number of
-  /// those that have no place. The label is what a screen reader says of them.
+  /// those that have no place. The labels, one for each, are what a screen reader says of them.
   void setThumbnails(const std::vector<std::shared_ptr<UIImage>>& images,
-                     const std::string& accessibilityLabel = {});
+                     const std::vector<std::string>& labels);
   void setColors(const Colors& colors);
   /// The stack of the sheet's own screen and those that its rows push; its bar is the sheet's.
   const std::shared_ptr<UINavigationController>& sheetNavigationController() const {

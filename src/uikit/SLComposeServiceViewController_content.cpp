@@ -84,25 +84,26 @@ void SLComposeServiceViewController::ContentController::setColors(const Colors& 
 // Thumbnails.
 
 void SLComposeServiceViewController::ContentController::setThumbnails(
-    const std::vector<std::shared_ptr<UIImage>>& images, const std::string& accessibilityLabel) {
+    const std::vector<std::shared_ptr<UIImage>>& images, const std::vector<std::string>& labels) {
   while (!thumbnails_->subviews().empty()) thumbnails_->subviews().back()->removeFromSuperview();
   const bool tooMany = images.size() > kMostThumbnails;
   const std::size_t shown = tooMany ? kMostThumbnails - 1 : images.size();
   for (std::size_t i = 0; i < shown; ++i) {
     const auto picture = std::make_shared<UIImageView>(images[i]);
     picture->setContentMode(UIViewContentMode::ScaleAspectFill);
-    picture->setClipsToBounds(true);
     picture->setCornerRadius(kThumbnailCorner);
+    picture->setIsAccessibilityElement(true);
+    picture->setAccessibilityLabel(labels.at(i));
     thumbnails_->addSubview(picture);
   }
   if (tooMany) {
     // Behind a left-to-right mark the sign stays in front, also on a right-to-left sheet.
     moreLabel_->setText("\u200E+" + std::to_string(images.size() - shown));
     thumbnails_->addSubview(moreLabel_);
+    std::string others = labels.at(shown);
+    for (std::size_t i = shown + 1; i < images.size(); ++i) others += ", " + labels.at(i);
+    moreLabel_->setAccessibilityLabel(others);
   }
-  thumbnails_->setIsAccessibilityElement(!images.empty());
-  thumbnails_->setAccessibilityTraits(UIAccessibilityTraitImage);
-  thumbnails_->setAccessibilityLabel(accessibilityLabel);
   if (isViewLoaded()) view()->setNeedsLayout();
 }
 

@@ -23,7 +23,7 @@ class SLComposeServiceViewController::ContentController : public UIViewControlle
   void setSheet(const std::weak_ptr<SLComposeServiceViewController>& sheet) { sheet_ = sheet; }
   const std::shared_ptr<UITextView>& textView() const { return textView_; }
   void setThumbnails(const std::vector<std::shared_ptr<UIImage>>& images,
-                     const std::string& accessibilityLabel);
+                     const std::vector<std::string>& labels);
   void setColors(const Colors& colors);
   void forgetItems();
   /// How high the screen would like to be at a width.

@@ -163,7 +163,8 @@ TEST_F(SLComposeServiceViewControllerTest, ThumbnailsTakeTheirPlaceFromTheText) 
     for (const Case& c : {Case{1, one, {}}, Case{2, one, {}}, Case{4, two, {}},
                           Case{9, two, "\u200E+6"}, Case{0, 400, {}}}) {
       SCOPED_TRACE(c.images);
-      sheet->setThumbnails(std::vector(c.images, image), "photos");
+      sheet->setThumbnails(std::vector(c.images, image),
+                           std::vector<std::string>(c.images, "photo"));
       window->layoutIfNeeded();
       EXPECT_EQ(sheet->textView()->frame().size.width, c.textWidth);
       EXPECT_EQ(sheet->textView()->frame().minX(), leftToRight ? 0 : 400 - c.textWidth);

@@ -181,7 +181,7 @@ void UINavigationBar::fitTexts() {
   CGFloat room = bounds().size.width - 2 * kMargin, wanted = 0;
   if (!leftButton_->isHidden()) {
     wanted += widthOf(leftButton_->title(), leftFont);
-    room -= kGap + (leftButton_->pointsBack() ? UIButton::kChevronRoom : 0);
+    room -= kGap + (leftButton_->pointsBack() ? UIButton::chevronRoom(leftFont) : 0);
   }
   if (!rightButton_->isHidden()) {
     wanted += widthOf(rightButton_->title(), rightFont);
@@ -207,9 +207,14 @@ void UINavigationBar::layoutSubviews() {
     // A long title is not cut but left out.
     const auto back = backItem();
     const std::string title = back ? back->title() : "";
-    const bool shows = !title.empty() && widthOf(title, fontOfButton(nullptr)) <
-                                             whole.width * 0.35 - UIButton::kChevronRoom;
-    leftButton_->setTitle(shows ? title : detail::systemText("Back"));
+    const UIFont font = fontOfButton(nullptr);
+    const bool shows =
+        !title.empty() && widthOf(title, font) < whole.width * 0.35 - UIButton::chevronRoom(font);
+    const std::string goingBack = detail::systemText("Back");
+    leftButton_->setTitle(shows ? title : goingBack);
+    leftButton_->setAccessibilityLabel(title.empty() ? goingBack : goingBack + ", " + title);
+  } else {
+    leftButton_->setAccessibilityLabel({});
   }
   fitTexts();
   // The trailing button is what the screen is there for: it gets its width before the others.

@@ -58,6 +58,8 @@ TEST_F(UINavigationBarTest, ShowsTheTopItemAndTheWayBack) {
   EXPECT_EQ(texts(), "Root");
   bar->setItems({root, top});
   EXPECT_EQ(texts(), "<Root|Top");
+  const auto back = std::dynamic_pointer_cast<UIButton>(bar->subviews()[1]);
+  EXPECT_EQ(back->accessibilityLabel(), "Back, Root");
   press(0);
   EXPECT_EQ(pressed, "back");
   top->setRightBarButtonItem(button("None"));
@@ -108,6 +110,17 @@ TEST_F(UINavigationBarTest, TheTitleIsInTheMiddleAndNeverOverlapsTheButtons) {
       }
     }
   }
+}
+
+TEST_F(UINavigationBarTest, ATitleViewStandsInTheTitlesPlace) {
+  bar->setItems({root, top});
+  const auto view = std::make_shared<UILabel>();
+  view->setText("View");
+  top->setTitleView(view);
+  EXPECT_EQ(texts(), "<Root|View");
+  top->setTitleView(nullptr);
+  EXPECT_EQ(view->superview(), nullptr);
+  EXPECT_EQ(texts(), "<Root|Top");
 }
 
 TEST_F(UINavigationBarTest, LargeTextsGetSmallerBeforeOneIsCut) {

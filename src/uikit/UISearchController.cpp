@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "uikit/ProgrammingError.h"
+#include "uikit/UIAccessibility.h"
 #include "uikit/UIScrollView.h"
 
 namespace tasklane {
@@ -28,6 +29,14 @@ std::shared_ptr<UISearchController> UISearchController::make(
   made->searchBar_ = std::make_shared<UISearchBar>();
   made->searchBar_->setDelegate(std::shared_ptr<UISearchController>(made));
   return made;
+}
+
+void UISearchController::setDimsBackgroundDuringPresentation(bool flag) {
+  if (flag) detail::programmingError("UISearchController cannot dim what it searches; pass false");
+}
+
+void UISearchController::setHidesNavigationBarDuringPresentation(bool flag) {
+  if (flag) detail::programmingError("UISearchController cannot hide the bar; pass false");
 }
 
 /// The screen that presents the search: the nearest presentation context around the bar, else the
@@ -97,6 +106,8 @@ void UISearchController::dismissalDidEnd() {
 }
 
 void UISearchController::update() {
+  // What the search had found is not so any more.
+  if (searchBar_->text().empty()) UIAccessibilityPostAnnouncement({});
   if (const auto updater = searchResultsUpdater()) {
     updater->updateSearchResultsForSearchController(*this);
   }

@@ -58,10 +58,10 @@ class UISearchController : public UIViewController, public UISearchBarDelegate {
 
   bool isActive() const { return active_; }
   void setActive(bool active);
-  bool dimsBackgroundDuringPresentation() const { return dimsBackground_; }
-  void setDimsBackgroundDuringPresentation(bool flag) { dimsBackground_ = flag; }
-  bool hidesNavigationBarDuringPresentation() const { return hidesNavigationBar_; }
-  void setHidesNavigationBarDuringPresentation(bool flag) { hidesNavigationBar_ = flag; }
+  /// A search here never dims what it searches, nor hides the bar above it: a program says so, and
+  /// true is a programming error.
+  void setDimsBackgroundDuringPresentation(bool flag);
+  void setHidesNavigationBarDuringPresentation(bool flag);
 
   void searchBarTextDidBeginEditing(UISearchBar& searchBar) override;
   void searchBarTextDidChange(UISearchBar& searchBar) override;
@@ -87,7 +87,6 @@ class UISearchController : public UIViewController, public UISearchBarDelegate {
   CGPoint offsetBefore_;
   bool active_ = false, activating_ = false, barHadFocus_ = false;
   bool leftScreen_ = false;  ///< while active
-  bool dimsBackground_ = true, hidesNavigationBar_ = true;
 };
 
 }  // namespace tasklane

@@ -5,6 +5,7 @@
 #include <QApplication>
 #include <QPlainTextEdit>
 #include <algorithm>
+#include <memory>
 #include <utility>
 
 #include "uikit/UIButton.h"
@@ -16,6 +17,7 @@
 #include "uikit/UITextView.h"
 #include "uikit/UIViewController.h"
 #include "uikit/UIWindow.h"
+#include "uikit/qt/AccessibleRows.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/ViewPeer.h"
 
@@ -25,6 +27,8 @@ namespace {
 
 // What has its middles no further apart stands in one line.
 constexpr int kSameLine = 12;
+// The name of the object that carries an announcement.
+const QString kAnnouncement = QStringLiteral("announcement");
 
 template <class View>
 bool isA(const UIView& view) {
@@ -67,7 +71,12 @@ QWidget* widgetOf(const UIView& view) {
 void collectNodes(const UIView& view, QList<QAccessibleInterface*>& found) {
   // A row is one element: its texts are in its name. Only what can be pressed stands apart.
   const bool isRow = isA<UITableViewCell>(view);
-  for (const auto& subview : view.subviews()) {
+  auto subviews = view.subviews();
+  // What stands in a list above its rows stands beside the list: in the list only rows are counted.
+  for (const auto& subview : view.subviews())
+    if (const auto* table = dynamic_cast<const UITableView*>(subview.get()))
+      if (table->tableHeaderView()) subviews.push_back(table->tableHeaderView());
+  for (const auto& subview : subviews) {
     QWidget* widget = widgetOf(*subview);
     if (!widget || subview->isHidden()) continue;
     const bool counts = isNode(*subview) && (!isRow || subview->canBecomeFirstResponder());
@@ -78,9 +87,18 @@ void collectNodes(const UIView& view, QList<QAccessibleInterface*>& found) {
   }
 }
 
+/// The table above whose rows a view stands, or null.
+const UITableView* tableUnder(const UIView& view) {
+  const auto table = std::dynamic_pointer_cast<UITableView>(view.superview());
+  return table && table->tableHeaderView().get() == &view ? table.get() : nullptr;
+}
+
 class ViewAccessible : public QAccessibleWidget {
  public:
-  explicit ViewAccessible(QWidget* widget) : QAccessibleWidget(widget) {}
+  explicit ViewAccessible(QWidget* widget) : QAccessibleWidget(widget) {
+    if (auto* table = dynamic_cast<UITableView*>(view()))
+      rows_ = std::make_unique<AccessibleRows>(*table);
+  }
 
   QList<QAccessibleInterface*> children() const {
     QList<QAccessibleInterface*> found;
@@ -93,20 +111,37 @@ class ViewAccessible : public QAccessibleWidget {
     sortForReading(found);
     if (isA<UIWindow>(*view))
       for (QObject* child : widget()->children())
-        if (child->objectName() == QLatin1String("announcement"))
+        if (child->objectName() == kAnnouncement)
           found.append(QAccessible::queryAccessibleInterface(child));
     return found;
   }
 
-  int childCount() const override { return static_cast<int>(children().size()); }
-  QAccessibleInterface* child(int index) const override { return children().value(index); }
+  int childCount() const override {
+    if (rows_) return view() ? rows_->count() : 0;
+    return static_cast<int>(children().size());
+  }
+  QAccessibleInterface* child(int index) const override {
+    if (rows_) return view() ? rows_->at(index) : nullptr;
+    return children().value(index);
+  }
   int indexOfChild(const QAccessibleInterface* child) const override {
+    if (rows_) return view() && child ? rows_->indexOf(*child) : -1;
     const auto all = children();
     for (qsizetype i = 0; i < all.size(); ++i)
       if (all[i] && child && all[i]->object() == child->object()) return static_cast<int>(i);
     return -1;
   }
   QAccessibleInterface* focusChild() const override {
+    if (const auto* table = dynamic_cast<const UITableView*>(view())) {
+      const auto row = table->isFirstResponder() ? table->focusedRow() : std::nullopt;
+      const auto cell =
+          row ? std::const_pointer_cast<UITableView>(
+                    std::static_pointer_cast<const UITableView>(table->shared_from_this()))
+                    ->cellForRowAtIndexPath(*row)
+              : nullptr;
+      if (QWidget* widget = cell ? widgetOf(*cell) : nullptr)
+        return QAccessible::queryAccessibleInterface(widget);
+    }
     for (QAccessibleInterface* each : children())
       if (QAccessibleInterface* focused = each ? each->focusChild() : nullptr) return focused;
     return state().focused ? const_cast<ViewAccessible*>(this) : nullptr;
@@ -115,8 +150,9 @@ class ViewAccessible : public QAccessibleWidget {
   QAccessibleInterface* parent() const override {
     const UIView* view = this->view();
     if (!view) return QAccessible::queryAccessibleInterface(qApp);
+    const UITableView* under = tableUnder(*view);
     for (auto above = view->superview(); above; above = above->superview())
-      if (isNode(*above) && widgetOf(*above))
+      if (isNode(*above) && widgetOf(*above) && above.get() != under)
         return QAccessible::queryAccessibleInterface(widgetOf(*above));
     return QAccessible::queryAccessibleInterface(qApp);
   }
@@ -157,28 +193,30 @@ class ViewAccessible : public QAccessibleWidget {
 
   QStringList actionNames() const override {
     const UIView* view = this->view();
-    if (!view || state().disabled) return {};
+    if (!view) return {};
+    // A tap on a row that says it is not enabled has its effect too.
+    if (isA<UITableViewCell>(*view)) return rowActions();
+    if (state().disabled) return {};
     QStringList names;
-    if (isA<UIButton>(*view) || isA<UITableViewCell>(*view)) names << pressAction();
-    if (isA<UITableViewCell>(*view) || view->canBecomeFirstResponder()) names << setFocusAction();
+    if (isA<UIButton>(*view)) names << pressAction();
+    if (view->canBecomeFirstResponder()) names << setFocusAction();
     return names;
   }
 
   void doAction(const QString& name) override {
     auto view = sharedFrom(this->view());
-    if (!view || state().disabled) return;
-    auto* cell = dynamic_cast<UITableViewCell*>(view.get());
-    const auto table = cell ? tableOf(*cell) : nullptr;
-    const auto row = table ? table->indexPathForCell(*cell) : std::nullopt;
-    if (name == setFocusAction()) {
-      if (table && row) table->setFocusedRow(row);
-      (table ? std::shared_ptr<UIView>(table) : view)->becomeFirstResponder();
-    } else if (name == pressAction()) {
-      if (table && row)
-        table->userDidChooseRow(*row);
-      else if (auto* button = dynamic_cast<UIButton*>(view.get()))
-        button->press();
+    if (!view) return;
+    if (const auto* cell = dynamic_cast<const UITableViewCell*>(view.get())) {
+      const auto table = tableOf(*cell);
+      const auto row = table ? table->indexPathForCell(*cell) : std::nullopt;
+      if (row) performRowAction(*table, *row, name);
+      return;
     }
+    if (state().disabled) return;
+    if (name == setFocusAction())
+      view->becomeFirstResponder();
+    else if (auto* button = dynamic_cast<UIButton*>(view.get()); button && name == pressAction())
+      button->press();
   }
 
  private:
@@ -204,13 +242,21 @@ class ViewAccessible : public QAccessibleWidget {
       state.focused = true;
   }
 
+  std::unique_ptr<AccessibleRows> rows_;
+
   /// Subviews stand in the order of drawing (a bar is drawn last, reused rows anyhow); what is read
   /// goes from the top, in the direction of reading.
   static void sortForReading(QList<QAccessibleInterface*>& found) {
     const bool mirrored = QGuiApplication::layoutDirection() == Qt::RightToLeft;
     const auto key = [mirrored](QAccessibleInterface* each) {
       const QRect rect = each->rect();
-      return std::pair(rect.center().y() / kSameLine, mirrored ? -rect.right() : rect.left());
+      int middle = rect.center().y();
+      // What has been scrolled out of sight above a list does not come before the bar.
+      const auto* viewWidget = ViewWidget::of(each->object());
+      if (const auto* view = viewWidget ? viewWidget->view() : nullptr)
+        if (const auto* table = tableUnder(*view))
+          middle = std::max(middle, widgetOf(*table)->mapToGlobal(QPoint()).y());
+      return std::pair(middle / kSameLine, mirrored ? -rect.right() : rect.left());
     };
     std::stable_sort(found.begin(), found.end(), [&](auto* a, auto* b) { return key(a) < key(b); });
   }
@@ -220,7 +266,7 @@ class ViewAccessible : public QAccessibleWidget {
 class Announcement : public QWidget {
  public:
   Announcement(QWidget* window, const QString& text) : QWidget(window) {
-    setObjectName(QStringLiteral("announcement"));
+    setObjectName(kAnnouncement);
     setAccessibleName(text);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setAttribute(Qt::WA_NoSystemBackground);
@@ -261,13 +307,21 @@ void installAccessibility() { QAccessible::installFactory(makeInterface); }
 
 void announceText(const std::string& text) {
   if (!QAccessible::isActive()) return;
-  QWidget* window = QApplication::activeWindow();
   const auto all = QApplication::topLevelWidgets();
+  if (text.empty()) {
+    for (QWidget* window : all) {
+      auto* said = window->findChild<QWidget*>(kAnnouncement, Qt::FindDirectChildrenOnly);
+      if (!said) continue;
+      said->setParent(nullptr);
+      said->deleteLater();
+    }
+    return;
+  }
+  QWidget* window = QApplication::activeWindow();
   for (QWidget* each : all)
     if (!window && each->isVisible() && ViewWidget::of(each)) window = each;
   if (!window) return;
-  auto* widget =
-      window->findChild<QWidget*>(QStringLiteral("announcement"), Qt::FindDirectChildrenOnly);
+  auto* widget = window->findChild<QWidget*>(kAnnouncement, Qt::FindDirectChildrenOnly);
   if (!widget) {
     new Announcement(window, toQString(text));
     return;

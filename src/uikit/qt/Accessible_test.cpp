@@ -74,22 +74,74 @@ TEST(Accessible, AnAssistiveProgramOpensARowChoosesInTheListAndSaves) {
   const auto refusing = sheet->list->tableView()->cellForRowAtIndexPath({0, 4});
   refusing->setAccessibilityTraits(UIAccessibilityTraitNotEnabled);
   press(QAccessible::ListItem, "Project 4");
-  EXPECT_TRUE(sheet->list->chosen.empty());
+  EXPECT_EQ(sheet->list->chosen, std::vector<std::string>{"Project 4"}) << "as a tap does";
   EXPECT_TRUE(
       QAccessible::queryAccessibleInterface(ViewPeer::of(refusing)->widget())->state().disabled);
   press(QAccessible::ListItem, "Project 3");
-  EXPECT_EQ(sheet->list->chosen, std::vector<std::string>{"Project 3"});
+  EXPECT_EQ(sheet->list->chosen.back(), "Project 3");
   auto* item = find(QAccessible::queryAccessibleInterface(shown.widget()), QAccessible::ListItem,
                     "Project 3");
   EXPECT_TRUE(item->state().selected);
   EXPECT_TRUE(item->state().focused);
-  auto* list = item->parent();
-  EXPECT_EQ(list->role(), QAccessible::List);
-  EXPECT_LT(list->childCount(), 25);
-  press(QAccessible::Button, "Tasklane");
+  EXPECT_EQ(item->parent()->role(), QAccessible::List);
+  press(QAccessible::Button, "Back, Tasklane");
   ASSERT_TRUE(waitFor([&] { return sheet->textView()->peer() != nullptr; }));
   press(QAccessible::Button, "Post");
   EXPECT_EQ(sheet->posts, 1);
+}
+
+TEST(Accessible, ARowsPlaceAmongItsSiblingsIsItsPlaceInTheList) {
+  const auto screen = std::make_shared<ListScreen>(1000);
+  const ShownWindow shown(screen);
+  auto* window = QAccessible::queryAccessibleInterface(shown.widget());
+  auto* third = find(window, QAccessible::ListItem, "Project 3");
+  ASSERT_NE(third, nullptr);
+  auto* list = third->parent();
+  EXPECT_EQ(list->childCount(), 1000);
+  EXPECT_EQ(list->indexOfChild(third), 3);
+  EXPECT_EQ(list->child(1000), nullptr);
+  auto* far = list->child(900);
+  ASSERT_NE(far, nullptr);
+  EXPECT_EQ(far->text(QAccessible::Name), "Project 900");
+  EXPECT_EQ(list->indexOfChild(far), 900);
+  EXPECT_EQ(far->parent(), list);
+  EXPECT_TRUE(far->state().offscreen);
+  EXPECT_LT(screen->tableView()->indexPathsForVisibleRows().back().row, 30u);
+  far->actionInterface()->doAction(QAccessibleActionInterface::setFocusAction());
+  UpdateQueue::shared().flush();
+  auto* near = list->child(900);
+  EXPECT_EQ(list->indexOfChild(near), 900);
+  EXPECT_TRUE(near->state().focused);
+  EXPECT_EQ(list->focusChild(), near);
+  far->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+  EXPECT_EQ(screen->chosen, std::vector<std::string>{"Project 900"});
+
+  // What searches the list stands before it, wherever it has been scrolled to.
+  auto* search = list->parent()->child(list->parent()->indexOfChild(list) - 1);
+  EXPECT_EQ(ViewWidget::of(search->object())->view(), screen->search->searchBar().get());
+  EXPECT_EQ(search->parent(), list->parent());
+  screen->search->searchBar()->userDidChangeText("Project 90");
+  UpdateQueue::shared().flush();
+  EXPECT_EQ(list->childCount(), 11);
+  EXPECT_FALSE(far->isValid());
+}
+
+TEST(Accessible, WhatASearchHasFoundIsGoneWhenItIsClearedOrTheScreenChanges) {
+  const auto screen = std::make_shared<ListScreen>(20);
+  const auto navigation = UINavigationController::make(screen);
+  const ShownWindow shown(navigation);
+  auto* window = QAccessible::queryAccessibleInterface(shown.widget());
+  const auto& search = screen->search->searchBar();
+  QAccessible::setActive(true);
+  search->userDidChangeText("Project 1");
+  announceText("11 projects");
+  EXPECT_NE(find(window, QAccessible::Notification, "11 projects"), nullptr);
+  search->userDidChangeText("");
+  EXPECT_EQ(find(window, QAccessible::Notification, "11 projects"), nullptr);
+  announceText("20 projects");
+  navigation->pushViewController(std::make_shared<UIViewController>(), false);
+  EXPECT_EQ(find(window, QAccessible::Notification, "20 projects"), nullptr);
+  QAccessible::setActive(false);
 }
 
 TEST(Accessible, TheWidgetOfAViewThatHasGoneIsSilent) {
