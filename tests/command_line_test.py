@@ -252,12 +252,12 @@ class Sheet(ProgramTest):
         self.environment["DISPLAY"] = ":99"
         shutil.copy(SAMPLES / "photo.jpg", self.folder)
         arguments = ["share", "--title", "T", "--item", "--text", "x", "--page", "https://a/", "--selection", "s",
-                     "--image", "photo.jpg", "--snapshot", "it.png"]
+                     "--image", "photo.jpg", "--snapshot", "it.png", "--scale", "2"]
         shown = subprocess.run([application / "tasklane", *arguments], env=self.environment, cwd=self.folder,
                                capture_output=True, timeout=LIMIT)
         self.assertEqual((shown.returncode, shown.stderr), (7, b""))
         first, document = shown.stdout.split(b"\n", 1)
-        self.assertEqual(first, b"2 --snapshot it.png")
+        self.assertEqual(first, b"4 --snapshot it.png --scale 2")
         request = json.loads(document)
         self.assertEqual(request, {"items": [{"title": "T"}, {"text": "x", "attachments": [
             {"type": "public.property-list", "results": {"url": "https://a/", "selection": "s"}},
@@ -278,6 +278,8 @@ class Usage(ProgramTest):
                 (64, ["share", "--title", "a", "--title", "b"]),
                 (64, ["share", "--selection", "s"]), (64, ["share", "--project", "Home"]),
                 (64, ["share", "--post", "--snapshot", "x.png"]),
+                (64, ["share", "--text", "x", "--scale", "2"]),
+                (64, ["share", "--text", "x", "--snapshot", "x.png", "--scale", "nan"]),
                 (64, ["share", "--request", "-", "--title", "a"]),
                 (64, ["share", "--title", "no display"]),
                 (65, ["share", "--post", "--url", "example"]),

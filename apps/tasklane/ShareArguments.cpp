@@ -1,5 +1,6 @@
 #include "ShareArguments.h"
 
+#include <cstdlib>
 #include <map>
 
 #include "Command.h"
@@ -15,6 +16,16 @@ Failure usage(const std::string& sentence) { return {ExitCode::Usage, sentence};
 
 std::string absolutePath(const std::string& path) {
   return path.empty() ? path : NSURL::fileURLWithPath(path).path();
+}
+
+/// A sentence where a text is no scale of a picture, nothing where it is.
+std::string isScale(const std::string& text) {
+  constexpr double kSmallest = 0.5, kLargest = 8;
+  char* end = nullptr;
+  const double scale = std::strtod(text.c_str(), &end);
+  const bool isWhole = !text.empty() && *end == '\0';
+  if (isWhole && scale >= kSmallest && scale <= kLargest) return {};
+  return "\"" + text + "\" is no number from 0.5 to 8";
 }
 
 }  // namespace
@@ -34,7 +45,11 @@ ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
   command.add_option("--project", project_, "With --post: the project, by its title");
   command.add_option("--context", context_, "With --post: the context, by its title");
   command.add_option("--note", note_, "With --post: the note, instead of the shared one");
-  command.add_option("--snapshot", snapshot_, "Only draw the sheet into this PNG file");
+  auto* snapshot =
+      command.add_option("--snapshot", snapshot_, "Only draw the sheet into this PNG file");
+  command.add_option("--scale", scale_, "Pixels per point of that picture, 0.5 to 8")
+      ->needs(snapshot)
+      ->check(isScale);
 }
 
 CLI::Option* ShareArguments::addOrdered(const std::string& name, const std::string& description) {
@@ -111,7 +126,9 @@ void ShareArguments::run() {
   const auto optional = [&](const char* name, const std::string& value) {
     return given(name) ? std::optional(value) : std::nullopt;
   };
-  if (!post_) openSheet(shared, optional("--snapshot", snapshot_));
+  std::optional<SnapshotOptions> snapshot;
+  if (given("--snapshot")) snapshot = {snapshot_, optional("--scale", scale_)};
+  if (!post_) openSheet(shared, snapshot);
   for (const auto& sentence : shared.warnings()) NSLog("tasklane: " + oneLine(sentence) + ".");
   postWithoutWindow(items.value(), {optional("--project", project_),
                                     optional("--context", context_), optional("--note", note_)});

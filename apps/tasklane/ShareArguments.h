@@ -36,6 +36,7 @@ class ShareArguments {
   CLI::Option* file_;
   std::string requestFile_;
   std::string snapshot_;
+  std::string scale_;
   std::string project_;
   std::string context_;
   std::string note_;

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "Command.h"
 #include "common/Standby.h"
@@ -57,7 +59,7 @@ ShareRequest requestFromFile(const std::string& file) {
   return std::move(request).value();
 }
 
-void openSheet(const ShareRequest& request, const std::optional<std::string>& snapshot) {
+void openSheet(const ShareRequest& request, const std::optional<SnapshotOptions>& snapshot) {
   if (!snapshot && !isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY") && !isSet("QT_QPA_PLATFORM"))
     throw Failure{ExitCode::Usage,
                   "There is no display to show the sheet on; add --post to save without a window."};
@@ -73,12 +75,13 @@ void openSheet(const ShareRequest& request, const std::optional<std::string>& sn
     if (code.value()) ::_exit(*code.value());
   }
   // The extension takes this process over, so that its end, however it comes, is this one's.
-  std::string name = "share";
-  std::string option = "--snapshot";
-  std::string picture = snapshot.value_or("");
-  char* const arguments[] = {name.data(), snapshot ? option.data() : nullptr, picture.data(),
-                             nullptr};
-  ::execv(program.c_str(), arguments);
+  std::vector<std::string> words{"share"};
+  if (snapshot) words.insert(words.end(), {"--snapshot", snapshot->file});
+  if (snapshot && snapshot->scale) words.insert(words.end(), {"--scale", *snapshot->scale});
+  std::vector<char*> arguments;
+  for (auto& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  ::execv(program.c_str(), arguments.data());
   throw Failure{ExitCode::MissingInput,
                 NSError::fromErrno(errno, "The sheet's program cannot be started").description +
                     " (" + program + "); install it there, or add --post to save without it."};

@@ -13,11 +13,17 @@ namespace tasklane {
 /// The request of a JSON file, or of standard input for "-".
 ShareRequest requestFromFile(const std::string& file);
 
+/// A picture of the sheet, instead of the sheet.
+struct SnapshotOptions {
+  std::string file;
+  std::optional<std::string> scale;  ///< pixels per point
+};
+
 /// Has a process of the extension's program that waits show the sheet for the request, or becomes
 /// that program, also to only draw the sheet into a PNG file. Its exit code is the share's. Returns
 /// only by a Failure.
 [[noreturn]] void openSheet(const ShareRequest& request,
-                            const std::optional<std::string>& snapshot);
+                            const std::optional<SnapshotOptions>& snapshot);
 
 /// What --post puts into the sheet before it is saved.
 struct PostOptions {
