@@ -42,6 +42,23 @@ class Gallery(unittest.TestCase):
                 looks = {(place / f"{screen}.png").read_bytes() for place in places}
                 self.assertGreaterEqual(len(looks), 4, f"{screen} does not follow the palette")
 
+    def test_a_text_size_that_is_none_is_said_and_not_used(self):
+        with tempfile.TemporaryDirectory() as folder:
+            def drawn(size):
+                picture = pathlib.Path(folder) / "sheet.png"
+                done = subprocess.run(
+                    [os.environ["TASKLANE"], "share", "--title", "Buy milk", "--snapshot", picture],
+                    env={**os.environ, "TASKLANE_TEXT_SIZE": size, "TASKLANE_GROUP_CONTAINERS": folder},
+                    stderr=subprocess.PIPE, check=True, timeout=60)
+                return size_of(picture), done.stderr
+            usual, silence = drawn("1")
+            self.assertEqual(silence, b"")
+            for nonsense in ("nan", "inf", "-1", "large"):
+                size, said = drawn(nonsense)
+                self.assertEqual(size, usual)
+                self.assertIn(f'TASKLANE_TEXT_SIZE is "{nonsense}"'.encode(), said)
+            self.assertGreater(drawn("2")[0], usual)
+
     def test_asks_for_a_folder(self):
         self.assertEqual(subprocess.run([GALLERY], stderr=subprocess.PIPE, check=False).returncode,
                          64)

@@ -6,10 +6,16 @@
 #include <utility>
 #include <vector>
 
+#include "uikit/Backend.h"
 #include "uikit/UIScreen.h"
 
 namespace tasklane::detail {
 namespace {
+
+/// They are shown larger as the text is, and have the pixels for it.
+CGFloat pixelsPerPoint() {
+  return std::max<CGFloat>(UIScreen::mainScreen().scale(), 1) * backend::textSizeFactor();
+}
 
 CGFloat distanceToSegment(CGPoint p, CGPoint a, CGPoint b) {
   const CGFloat dx = b.x - a.x, dy = b.y - a.y;
@@ -21,7 +27,7 @@ CGFloat distanceToSegment(CGPoint p, CGPoint a, CGPoint b) {
 /// A round-ended line through the points. A pixel is covered by as much as its middle lies inside.
 std::shared_ptr<UIImage> stroke(CGSize size, const std::vector<CGPoint>& points,
                                 CGFloat lineWidth) {
-  const CGFloat scale = std::max<CGFloat>(UIScreen::mainScreen().scale(), 1);
+  const CGFloat scale = pixelsPerPoint();
   auto image = std::make_shared<CGImage>();
   image->width = static_cast<int>(std::ceil(size.width * scale));
   image->height = static_cast<int>(std::ceil(size.height * scale));
@@ -42,12 +48,18 @@ std::shared_ptr<UIImage> stroke(CGSize size, const std::vector<CGPoint>& points,
 template <class Draw>
 std::shared_ptr<UIImage> cached(const char* name, const Draw& draw) {
   static std::map<std::pair<std::string, CGFloat>, std::shared_ptr<UIImage>> images;
-  auto& image = images[{name, UIScreen::mainScreen().scale()}];
+  auto& image = images[{name, pixelsPerPoint()}];
   if (!image) image = draw();
   return image;
 }
 
 }  // namespace
+
+CGSize shownSize(const UIImage& accessory) {
+  const CGFloat factor = backend::textSizeFactor();
+  return {std::round(accessory.size().width * factor),
+          std::round(accessory.size().height * factor)};
+}
 
 std::shared_ptr<UIImage> chevronImage(bool leftToRight) {
   return leftToRight ? cached("forward",

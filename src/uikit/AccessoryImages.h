@@ -10,5 +10,7 @@ namespace tasklane::detail {
 /// Main thread.
 std::shared_ptr<UIImage> chevronImage(bool leftToRight);
 std::shared_ptr<UIImage> checkmarkImage();
+/// The size to show one of them at: it grows with the text, which its pixels are made for.
+CGSize shownSize(const UIImage& accessory);
 
 }  // namespace tasklane::detail

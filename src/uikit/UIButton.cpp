@@ -46,10 +46,16 @@ void UIButton::press() {
   if (enabled_ && handler) handler();
 }
 
+CGFloat UIButton::chevronRoom(const UIFont& font) {
+  constexpr CGFloat kUsualRoom = 18, kUsualPoints = 17;
+  return std::ceil(kUsualRoom * font.pointSize() / kUsualPoints);
+}
+
 CGSize UIButton::sizeThatFits(CGSize size) {
   (void)size;
   const CGSize text = backend::sizeOfText(title_, font_, CGFLOAT_MAX, 1);
-  return {std::ceil(text.width) + (pointsBack_ ? kChevronRoom : 0), std::ceil(font_.lineHeight())};
+  return {std::ceil(text.width) + (pointsBack_ ? chevronRoom(font_) : 0),
+          std::ceil(font_.lineHeight())};
 }
 
 CGSize UIButton::intrinsicContentSize() { return sizeThatFits({}); }

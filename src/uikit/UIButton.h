@@ -11,9 +11,6 @@ namespace tasklane {
 /// A text in the tint colour that does something when pressed, by pointer or keyboard.
 class UIButton : public UIView {
  public:
-  /// What a chevron takes of the width, with the gap to the title.
-  static constexpr CGFloat kChevronRoom = 18;
-
   explicit UIButton(CGRect frame = {});
 
   const std::string& title() const { return title_; }
@@ -25,6 +22,8 @@ class UIButton : public UIView {
   /// Whether it points back to the screen before (drawn with a chevron).
   bool pointsBack() const { return pointsBack_; }
   void setPointsBack(bool pointsBack);
+  /// What a chevron takes of the width beside a title of a font, with the gap between.
+  static CGFloat chevronRoom(const UIFont& font);
   void setPressHandler(std::function<void()> handler) { pressHandler_ = std::move(handler); }
   /// What a press does; a disabled button does nothing.
   void press();

@@ -50,7 +50,9 @@ TEST_F(UIControlsTest, PreferredFontsFollowTheDesktop) {
   EXPECT_EQ(UIFont::preferredFontForTextStyle(UIFontTextStyle::Headline).weight(),
             UIFontWeight::Semibold);
   headless::setTextSizeFactor(2);
-  EXPECT_EQ(UIFont::preferredFontForTextStyle(UIFontTextStyleBody).pointSize(), 34);
+  const auto body = UIFont::preferredFontForTextStyle(UIFontTextStyleBody);
+  EXPECT_EQ(body.pointSize(), 34);
+  EXPECT_GE(UISearchBar().sizeThatFits({300, 0}).height, body.lineHeight() + 24);
 }
 
 TEST_F(UIControlsTest, ButtonPressesWhileEnabledAndMayEndItself) {

@@ -1,11 +1,20 @@
 #include "uikit/UISearchBar.h"
 
+#include <algorithm>
+#include <cmath>
 #include <utility>
+
+#include "uikit/UIFont.h"
 
 namespace tasklane {
 namespace {
-constexpr CGFloat kHeight = 56;
+constexpr CGFloat kUsualHeight = 56, kAroundText = 32;
+
+CGFloat standardHeight() {
+  const auto font = UIFont::preferredFontForTextStyle(UIFontTextStyleBody);
+  return std::max(kUsualHeight, std::ceil(font.lineHeight()) + kAroundText);
 }
+}  // namespace
 
 UISearchBar::UISearchBar(CGRect frame) : UIView(frame) { setIsAccessibilityElement(true); }
 
@@ -46,9 +55,9 @@ void UISearchBar::didMoveToWindow() {
   if (const auto delegate = delegate_.lock()) delegate->searchBarDidLeaveWindow(*this);
 }
 
-CGSize UISearchBar::sizeThatFits(CGSize size) { return {size.width, kHeight}; }
+CGSize UISearchBar::sizeThatFits(CGSize size) { return {size.width, standardHeight()}; }
 
-CGSize UISearchBar::intrinsicContentSize() { return {UIViewNoIntrinsicMetric, kHeight}; }
+CGSize UISearchBar::intrinsicContentSize() { return {UIViewNoIntrinsicMetric, standardHeight()}; }
 
 void UISearchBar::userDidChangeText(std::string text) {
   if (text_ == text) return;

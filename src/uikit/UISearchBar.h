@@ -19,7 +19,7 @@ class UISearchBarDelegate {
   virtual void searchBarDidLeaveWindow(UISearchBar& searchBar) { (void)searchBar; }
 };
 
-/// A search field across its width, 56 points high.
+/// A search field across its width, 56 points high, more where the desktop's text size asks for it.
 class UISearchBar : public UIView, public UITextInput {
  public:
   explicit UISearchBar(CGRect frame = {});

@@ -75,7 +75,7 @@ void UITableViewCell::setAccessoryType(UITableViewCellAccessoryType type) {
       image->setImage(detail::chevronImage(isLeftToRight()));
       image->setTintColor(kChevron);
     }
-    image->sizeToFit();
+    image->setFrame({{}, detail::shownSize(*image->image())});
     standardAccessory_ = image;
     if (!accessoryView_) addSubview(image);
   }

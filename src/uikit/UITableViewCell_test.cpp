@@ -121,8 +121,16 @@ TEST_F(UITableViewCellTest, GrowsWithItsTextsAndTheTextSize) {
   EXPECT_GT(height(wraps), 150);
   EXPECT_EQ(wraps->contentView()->systemLayoutSizeFittingSize(UILayoutFittingCompressedSize).height,
             wraps->bounds().size.height);
+  const auto widthOfMark = [](UITableViewCellAccessoryType type) {
+    const auto cell = make(Style::Default, "Title", "");
+    cell->setAccessoryType(type);
+    layOut(*cell);
+    return cell->bounds().size.width - cell->contentView()->frame().maxX();
+  };
+  const CGFloat usual = widthOfMark(UITableViewCellAccessoryType::Checkmark);
   headless::setTextSizeFactor(2);
   EXPECT_GT(height(make(Style::Default, "Title", "")), 55);
+  EXPECT_EQ(widthOfMark(UITableViewCellAccessoryType::Checkmark), usual + 15);
 }
 
 TEST_F(UITableViewCellTest, AChangedTextIsPlacedAgainAtOnce) {

@@ -19,7 +19,9 @@ constexpr int kOutset = 6;
 constexpr double kPressedAlpha = 0.4;
 constexpr double kHoverAlpha = 0.1;
 constexpr double kMarkHeight = 34, kMarkRadius = 6;
-constexpr double kChevronWidth = 8, kChevronHeight = 15, kChevronGap = 5;
+// At the usual size of the title.
+constexpr double kUsualPoints = 17;
+constexpr double kChevronWidth = 8, kChevronHeight = 15, kChevronGap = 5, kChevronStroke = 2;
 
 class ButtonWidget : public QAbstractButton, public ViewWidget {
  public:
@@ -83,21 +85,24 @@ class ButtonWidget : public QAbstractButton, public ViewWidget {
   void paintContent(QPainter& painter, const UIButton& button, QRectF rect, const QColor& color) {
     const bool mirrored = button.effectiveUserInterfaceLayoutDirection() ==
                           UIUserInterfaceLayoutDirection::RightToLeft;
-    const double chevron = button.pointsBack() ? kChevronWidth + kChevronGap : 0;
+    const double grown = button.font().pointSize() / kUsualPoints;
+    const double chevron = button.pointsBack() ? (kChevronWidth + kChevronGap) * grown : 0;
     const BrokenText text(toQString(button.title()), toQFont(button.font()), rect.width() - chevron,
                           1, mirrored ? Qt::RightToLeft : Qt::LeftToRight);
     const double width = std::min(text.size().width() + chevron, rect.width());
     rect = QRectF(rect.center().x() - width / 2, rect.top(), width, rect.height());
     if (button.pointsBack()) {
       const double tip = mirrored ? rect.right() - 1 : rect.left() + 1;
-      const double tail = mirrored ? tip - kChevronWidth + 1 : tip + kChevronWidth - 1;
+      const double depth = kChevronWidth * grown - 1, half = kChevronHeight * grown / 2;
+      const double tail = mirrored ? tip - depth : tip + depth;
       const double middle = rect.center().y();
-      QPainterPath path({tail, middle - kChevronHeight / 2});
+      QPainterPath path({tail, middle - half});
       path.lineTo(tip, middle);
-      path.lineTo(tail, middle + kChevronHeight / 2);
+      path.lineTo(tail, middle + half);
       painter.setRenderHint(QPainter::Antialiasing);
       painter.setBrush(Qt::NoBrush);
-      painter.setPen(QPen(color, 2, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+      painter.setPen(
+          QPen(color, kChevronStroke * grown, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
       painter.drawPath(path);
       rect.adjust(mirrored ? 0 : chevron, 0, mirrored ? -chevron : 0, 0);
     }

@@ -8,6 +8,7 @@
 #include <QPainter>
 #include <algorithm>
 
+#include "uikit/Backend.h"
 #include "uikit/UITableView.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
@@ -19,8 +20,12 @@ namespace tasklane::qt {
 namespace {
 
 constexpr double kBoxInset = 8, kBoxRadius = 9;
-constexpr int kMagnifierRoom = 30, kClearRoom = 30;
+constexpr double kMagnifierRoom = 30, kClearRoom = 30;
+constexpr double kUsualBoxHeight = 40, kAroundText = 12;
 constexpr double kSecondaryAlpha = 0.6;
+
+/// What the symbols are larger by than at the usual text size.
+double grown() { return std::max(backend::textSizeFactor(), 1.0); }
 
 QColor boxColor(const QColor& behind) {
   return isDark(behind) ? QColor(255, 255, 255, 38) : QColor(0, 0, 0, 18);
@@ -45,13 +50,14 @@ class ClearButton : public QAbstractButton {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     const QColor color = palette().color(QPalette::Text);
-    const QPointF middle = QRectF(rect()).center();
+    painter.translate(QRectF(rect()).center());
+    painter.scale(grown(), grown());
     painter.setPen(Qt::NoPen);
     painter.setBrush(withAlpha(color, isDown() ? 0.7 : underMouse() ? 0.55 : 0.4));
-    painter.drawEllipse(middle, 7.5, 7.5);
+    painter.drawEllipse(QPointF(), 7.5, 7.5);
     painter.setPen(QPen(isDark(color) ? Qt::white : Qt::black, 1.5, Qt::SolidLine, Qt::RoundCap));
-    painter.drawLine(middle + QPointF(-2.5, -2.5), middle + QPointF(2.5, 2.5));
-    painter.drawLine(middle + QPointF(-2.5, 2.5), middle + QPointF(2.5, -2.5));
+    painter.drawLine(QPointF(-2.5, -2.5), QPointF(2.5, 2.5));
+    painter.drawLine(QPointF(-2.5, 2.5), QPointF(2.5, -2.5));
   }
 };
 
@@ -166,18 +172,20 @@ class SearchBarWidget : public PlainWidget {
     painter.drawRoundedRect(box(), kBoxRadius, kBoxRadius);
     if (field_->hasFocus()) paintFocusRing(painter, *searchBar, box(), kBoxRadius - 1);
     const QRectF room =
-        mirroredIfNeeded({box().left(), box().top(), double(kMagnifierRoom), box().height()});
-    const QPointF middle = room.center() + QPointF(-1, -1);
+        mirroredIfNeeded({box().left(), box().top(), kMagnifierRoom * grown(), box().height()});
+    painter.translate(room.center());
+    painter.scale(grown(), grown());
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(withAlpha(field_->palette().color(QPalette::Text), kSecondaryAlpha), 1.6,
                         Qt::SolidLine, Qt::RoundCap));
-    painter.drawEllipse(middle, 5, 5);
-    painter.drawLine(middle + QPointF(3.8, 3.8), middle + QPointF(7.5, 7.5));
+    painter.drawEllipse(QPointF(-1, -1), 5, 5);
+    painter.drawLine(QPointF(2.8, 2.8), QPointF(6.5, 6.5));
   }
 
  private:
   QRectF box() const {
-    const double height = std::max(0.0, std::min(rect().height() - 2 * kBoxInset, 40.0));
+    const double highest = std::max(kUsualBoxHeight, fontMetrics().height() + kAroundText);
+    const double height = std::clamp(rect().height() - 2 * kBoxInset, 0.0, highest);
     return {kBoxInset, (rect().height() - height) / 2, rect().width() - 2 * kBoxInset, height};
   }
   QRectF mirroredIfNeeded(const QRectF& area) const {
@@ -186,10 +194,11 @@ class SearchBarWidget : public PlainWidget {
   }
   void layOut() {
     const QRectF area = box();
-    const QRectF field(area.left() + kMagnifierRoom, area.top(),
-                       area.width() - kMagnifierRoom - kClearRoom, area.height());
+    const double before = kMagnifierRoom * grown(), after = kClearRoom * grown();
+    const QRectF field(area.left() + before, area.top(), area.width() - before - after,
+                       area.height());
     field_->setGeometry(mirroredIfNeeded(field).toRect());
-    const QRectF clear(area.right() - kClearRoom, area.top(), kClearRoom, area.height());
+    const QRectF clear(area.right() - after, area.top(), after, area.height());
     clear_->setGeometry(mirroredIfNeeded(clear).toRect());
   }
 

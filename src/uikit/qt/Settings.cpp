@@ -5,14 +5,17 @@
 #include <QLibraryInfo>
 #include <QLocale>
 #include <QScreen>
-#include <QStyle>
 #include <QTranslator>
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <utility>
 
+#include "foundation/NSLog.h"
 #include "uikit/Backend.h"
+#include "uikit/qt/DesktopSettings.h"
 
 namespace tasklane::backend {
 
@@ -47,14 +50,26 @@ std::string userLanguage() {
   return isSet("LANGUAGE") ? std::getenv("LANGUAGE") : "";
 }
 
+/// TASKLANE_TEXT_SIZE; none where it is not set, or is no size.
+std::optional<double> askedTextSize() {
+  if (!isSet("TASKLANE_TEXT_SIZE")) return {};
+  const QByteArray asked = std::getenv("TASKLANE_TEXT_SIZE");
+  bool isNumber = false;
+  const double factor = asked.toDouble(&isNumber);
+  if (isNumber && std::isfinite(factor) && factor > 0) return factor;
+  NSLog("TASKLANE_TEXT_SIZE is \"" + asked.toStdString() +
+        "\", which is no size of text; set it to a number from 0.8 to 2. The desktop's own is "
+        "used.");
+  return {};
+}
+
 }  // namespace
 
 CGFloat textSizeFactor() {
   double factor = 1;
-  if (const char* asked = std::getenv("TASKLANE_TEXT_SIZE")) {
-    bool isNumber = false;
-    factor = QByteArray(asked).toDouble(&isNumber);
-    if (!isNumber) factor = 1;
+  static const std::optional<double> asked = askedTextSize();
+  if (asked) {
+    factor = *asked;
   } else if (const double points = desktopFontPoints(); points > 0) {
     if (points < kSmallestUsualPoints) factor = points / kSmallestUsualPoints;
     if (points > kLargestUsualPoints) factor = points / kLargestUsualPoints;
@@ -85,9 +100,7 @@ UIUserInterfaceLayoutDirection layoutDirection() {
 
 bool animationsEnabled() {
   if (const char* asked = std::getenv("TASKLANE_ANIMATIONS")) return std::string_view(asked) != "0";
-  const QStyle* style = QApplication::style();
-  return QApplication::isEffectEnabled(Qt::UI_General) &&
-         style->styleHint(QStyle::SH_Widget_Animation_Duration) > 0;
+  return qt::DesktopSettings::shared().wantsAnimations();
 }
 
 }  // namespace tasklane::backend
