@@ -138,6 +138,16 @@ class Desktop:
         subprocess.run(["xdotool", "click", "--repeat", str(times), "--delay", "30", str(button)],
                        env=self.environment, check=True)
 
+    def click_until(self, x, y, done, times=1):
+        """Clicks until that has its effect: a press right after a change of screen does not count."""
+        def attempt():
+            self.click(x, y, times=times)
+            try:
+                return wait_for("an effect", done, limit=2)
+            except AssertionError:
+                return False
+        wait_for("a press that counts", attempt)
+
     def type(self, text):
         subprocess.run(["xdotool", "type", "--delay", "25", text], env=self.environment, check=True)
 

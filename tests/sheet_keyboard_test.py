@@ -47,10 +47,9 @@ class SheetKeyboard(unittest.TestCase):
                 return 200, height - 22 - 44 * from_below
             context, project = row_of_sheet(0), row_of_sheet(1)
             # The picker's window is higher than the sheet's, by which its coming and going is seen.
-            def opened(is_open):
-                wait_for("the picker", lambda: (row_of_sheet(0) != context) == is_open)
-            desktop.click(*project)
-            opened(True)
+            def is_open():
+                return row_of_sheet(0) != context
+            desktop.click_until(*project, is_open)
             desktop.click(*first_row, button=5, times=10)
             desktop.click(*first_row, button=4, times=60)
             desktop.click(*search_field)
@@ -58,17 +57,31 @@ class SheetKeyboard(unittest.TestCase):
             clear_button = (377, 72)
             desktop.click(*clear_button)
             desktop.type("p42")
-            desktop.click(*first_row)
-            opened(False)
-            desktop.click(*context)
-            opened(True)
+            desktop.click_until(*first_row, lambda: not is_open())
+            desktop.click_until(*context, is_open)
             none_button = right_button
-            desktop.click(*none_button)
-            opened(False)
-            desktop.click(*right_button)
+            desktop.click_until(*none_button, lambda: not is_open())
+            desktop.click_until(*right_button, lambda: sheet.poll() is not None)
             self.ends_with(sheet, 0)
             (action,) = desktop.queue()
             self.assertEqual(action["info"]["projectName"], "P42")
+            self.assertNotIn("context", action["info"])
+
+    def test_a_double_click_acts_on_one_screen_only(self):
+        left_button, right_button = (40, 22), (370, 22)
+        with Desktop() as desktop:
+            desktop.publish(["Home", "Work"], ["Phone"])
+            sheet = desktop.share("--title", "Buy milk")
+            def height():
+                return int(desktop.output(["xwininfo", "-id", desktop.window]).split("Height:")[1].split()[0])
+            small = height()
+            for way_back in (left_button, right_button):
+                desktop.click_until(200, small - 22, lambda: height() != small, times=2)
+                desktop.click_until(*way_back, lambda: height() == small, times=2)
+                self.assertIsNone(sheet.poll(), "the sheet has gone")
+            desktop.keys("ctrl+Return")
+            self.ends_with(sheet, 0)
+            (action,) = desktop.queue()
             self.assertNotIn("context", action["info"])
 
     def test_escape_clears_the_search_then_goes_back_then_cancels(self):

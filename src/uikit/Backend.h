@@ -40,7 +40,6 @@ namespace backend {
 CGSize sizeOfText(std::string_view text, const UIFont& font, CGFloat maximumWidth,
                   int numberOfLines);
 CGFloat lineHeightOfFont(const UIFont& font);
-CGFloat ascenderOfFont(const UIFont& font);
 
 /// The body text size that the desktop is set to, relative to its default: 0.8 to 2.
 CGFloat textSizeFactor();
@@ -52,7 +51,12 @@ void overrideMainScreenScale(CGFloat scale);
 UIUserInterfaceLayoutDirection layoutDirection();
 bool animationsEnabled();
 bool isAssistiveProgramConnected();
+/// Has a screen reader say a text; an empty one takes back what can still be read of the last.
 void announce(const std::string& text);
+
+/// One screen takes another's place in a window: what was pressed for the former is not for the
+/// latter, nor is what was announced of it.
+void screenDidChange();
 
 /// A widget for a view whose superview (or window) is on a screen; null where nothing is shown.
 std::unique_ptr<UIViewPeer> makePeer(UIView& view);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "uikit/Backend.h"
+
 namespace tasklane {
 namespace {
 
@@ -13,9 +15,7 @@ constexpr double kSlideSeconds = 0.25;
 /// The bar over the screen that is shown.
 class UINavigationController::StackView : public UIView {
  public:
-  explicit StackView(UINavigationController& controller) : controller_(controller) {
-    setClipsToBounds(true);
-  }
+  explicit StackView(UINavigationController& controller) : controller_(controller) {}
   void layoutSubviews() override {
     UIView::layoutSubviews();
     const auto owner = viewController();
@@ -111,6 +111,7 @@ void UINavigationController::beginTransition(const std::shared_ptr<UIViewControl
   const CGRect place = contentFrame();
   to->view()->setAutoresizingMask(UIViewAutoresizingNone);
   to->view()->setFrame(place);
+  if (from && onScreen) backend::screenDidChange();
   if (from && !pops) from->rememberFocus();
   // First into the tree, so that a screen can take the keyboard when it is about to appear.
   view()->insertSubviewAtIndex(to->view(), !pops && from ? 1 : 0);

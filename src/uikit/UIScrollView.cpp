@@ -11,7 +11,7 @@ namespace {
 constexpr double kScrollSeconds = 0.25;
 }
 
-UIScrollView::UIScrollView(CGRect frame) : UIView(frame) { setClipsToBounds(true); }
+UIScrollView::UIScrollView(CGRect frame) : UIView(frame) {}
 
 UIScrollView::~UIScrollView() = default;
 
@@ -37,9 +37,17 @@ void UIScrollView::setBounds(CGRect newBounds) {
   if (contentOffset() != before) didScroll();
 }
 
+void UIScrollView::setFrame(CGRect newFrame) {
+  const bool wasWithin = offsetWithinContent(contentOffset()) == contentOffset();
+  UIView::setFrame(newFrame);
+  if (wasWithin) setBounds({offsetWithinContent(contentOffset()), bounds().size});
+}
+
 void UIScrollView::setContentSize(CGSize size) {
   if (contentSize_ == size) return;
+  const bool wasWithin = offsetWithinContent(contentOffset()) == contentOffset();
   contentSize_ = size;
+  if (wasWithin) setBounds({offsetWithinContent(contentOffset()), bounds().size});
   peerNeedsUpdate();
 }
 
@@ -64,15 +72,16 @@ void UIScrollView::setIndicatorStyle(UIScrollViewIndicatorStyle style) {
   peerNeedsUpdate();
 }
 
-CGPoint UIScrollView::offsetWithinContent(CGPoint offset) const {
+CGPoint UIScrollView::farthestOffset() const {
   const CGSize size = frame().size;
-  const auto clamp = [](CGFloat value, CGFloat first, CGFloat last) {
-    return std::max(first, std::min(value, last));
-  };
-  return {
-      clamp(offset.x, -contentInset_.left, contentSize_.width + contentInset_.right - size.width),
-      clamp(offset.y, -contentInset_.top,
-            contentSize_.height + contentInset_.bottom - size.height)};
+  return {std::max(-contentInset_.left, contentSize_.width + contentInset_.right - size.width),
+          std::max(-contentInset_.top, contentSize_.height + contentInset_.bottom - size.height)};
+}
+
+CGPoint UIScrollView::offsetWithinContent(CGPoint offset) const {
+  const CGPoint last = farthestOffset();
+  return {std::max(-contentInset_.left, std::min(offset.x, last.x)),
+          std::max(-contentInset_.top, std::min(offset.y, last.y))};
 }
 
 void UIScrollView::scrollRectToVisible(CGRect rect, bool animated) {
@@ -94,6 +103,18 @@ void UIScrollView::scrollAroundViewToShow(const UIView& view, CGRect rect) {
     if (!scrollView || !scrollView->isScrollEnabled()) continue;
     scrollView->scrollRectToVisible(view.convertRectToView(rect, scrollView.get()), false);
   }
+}
+
+bool UIScrollView::isMostlyInSight(CGRect rect) const {
+  const auto self = shared_from_this();
+  for (auto around = std::static_pointer_cast<const UIView>(self); around;
+       around = around->superview()) {
+    if (!dynamic_cast<const UIScrollView*>(around.get())) continue;
+    const CGRect part = convertRectToView(rect, around.get()), shown = around->bounds();
+    const CGFloat seen = std::min(part.maxY(), shown.maxY()) - std::max(part.minY(), shown.minY());
+    if (2 * seen < std::min(part.size.height, shown.size.height)) return false;
+  }
+  return true;
 }
 
 void UIScrollView::userDidScrollToOffset(CGPoint offset) {

@@ -28,6 +28,9 @@ class UIScrollView : public UIView {
   /// another setting, takes over.
   virtual void setContentOffset(CGPoint offset, bool animated = false);
   void setBounds(CGRect bounds) override;
+  /// What was scrolled to the end stays at the end when the frame grows or the content shrinks,
+  /// unless a program had scrolled beyond it.
+  void setFrame(CGRect frame) override;
   CGSize contentSize() const { return contentSize_; }
   virtual void setContentSize(CGSize size);
   UIEdgeInsets contentInset() const { return contentInset_; }
@@ -40,6 +43,12 @@ class UIScrollView : public UIView {
   /// Scrolls everything that scrolls around a view until a part of the view shows.
   static void scrollAroundViewToShow(const UIView& view, CGRect rect);
 
+  /// Whether half of a part of this view, or as much as there is room for, can be seen in what
+  /// scrolls.
+  bool isMostlyInSight(CGRect rect) const;
+
+  /// The offset at which the end of the content shows: no person scrolls further.
+  virtual CGPoint farthestOffset() const;
   /// The nearest offset that shows nothing beyond the content and its insets.
   CGPoint offsetWithinContent(CGPoint offset) const;
   /// A person scrolled to an offset (the backend calls this).

@@ -71,6 +71,21 @@ TEST(UIScrollViewTest, EveryWayOfScrollingIsToldOnce) {
   EXPECT_EQ(view->frame(), (CGRect{0, 0, 100, 100}));
 }
 
+TEST(UIScrollViewTest, ContentComesBackWhenTheViewGrowsOrTheContentShrinks) {
+  const auto view = std::make_shared<UIScrollView>(CGRect{0, 0, 100, 100});
+  view->setContentSize({100, 300});
+  view->userDidScrollToOffset({0, 200});
+  view->setFrame({0, 0, 100, 150});
+  EXPECT_EQ(view->contentOffset().y, 150);
+  view->setContentSize({100, 200});
+  EXPECT_EQ(view->contentOffset().y, 50);
+  view->setFrame({0, 0, 100, 999});
+  EXPECT_EQ(view->contentOffset().y, 0);
+  view->setContentOffset({0, 30});
+  view->setFrame({0, 0, 100, 500});
+  EXPECT_EQ(view->contentOffset().y, 30) << "a program's own";
+}
+
 TEST(UIScrollViewTest, NewInsetKeepsTheContentsTopInSight) {
   const auto view = std::make_shared<UIScrollView>(CGRect{0, 0, 100, 100});
   view->setContentSize({100, 1000});

@@ -11,7 +11,8 @@ namespace tasklane {
 
 namespace {
 constexpr int kMostLooks = 64;
-}
+constexpr CGFloat kEstimatedRowHeight = 44;
+}  // namespace
 
 CGFloat UITableViewDelegate::heightForRowAtIndexPath(UITableView& tableView, NSIndexPath) {
   return tableView.rowHeight();
@@ -22,9 +23,7 @@ CGFloat UITableViewDelegate::estimatedHeightForRowAtIndexPath(UITableView&, NSIn
 }
 
 UITableView::UITableView(CGRect frame, UITableViewStyle style)
-    : UIScrollView(frame), style_(style), tiling_(std::make_shared<Tiling>()) {
-  setClipsToBounds(true);
-}
+    : UIScrollView(frame), style_(style), tiling_(std::make_shared<Tiling>()) {}
 
 void UITableView::setDataSource(const std::weak_ptr<UITableViewDataSource>& dataSource) {
   dataSource_ = dataSource;
@@ -73,7 +72,7 @@ CGFloat UITableView::estimateForSection(std::size_t section) {
   const auto delegate = this->delegate();
   const CGFloat own =
       delegate ? delegate->estimatedHeightForRowAtIndexPath(*this, {section, 0}) : -1;
-  return own >= 0 ? own : estimatedRowHeight_;
+  return own >= 0 ? own : kEstimatedRowHeight;
 }
 
 /// Asks the data source how much there is, once after each reload. No row is asked for: it costs
@@ -170,6 +169,25 @@ std::shared_ptr<UITableViewCell> UITableView::cellForRowAtIndexPath(NSIndexPath 
   return shownCell(indexPath);
 }
 
+std::shared_ptr<UITableViewCell> UITableView::cellOutOfSight(NSIndexPath indexPath) {
+  if (auto shown = cellForRowAtIndexPath(indexPath)) return shown;
+  tiling_->countsAreFresh = false;
+  const auto source = dataSource();
+  if (!countsStillHold() || !source || !tiling_->geometry.contains(indexPath)) return nullptr;
+  tiling_->countsAreFresh = false;
+  auto cell = source->cellForRowAtIndexPath(*this, indexPath);
+  if (tiling_->classes.contains(cell->reuseIdentifier()))
+    tiling_->spares[cell->reuseIdentifier()].push_back({cell, indexPath});
+  return cell;
+}
+
+std::shared_ptr<UITableViewHeaderFooterView> UITableView::headerViewForSection(
+    std::size_t section) {
+  tileIfNeeded();
+  const auto found = tiling_->headers.find(section);
+  return found == tiling_->headers.end() ? nullptr : found->second;
+}
+
 std::optional<NSIndexPath> UITableView::indexPathForCell(const UITableViewCell& cell) const {
   for (const auto& [path, shown] : tiling_->cells) {
     if (shown.get() == &cell) return path;
@@ -228,7 +246,7 @@ void UITableView::scrollToRowAtIndexPath(NSIndexPath indexPath, UITableViewScrol
       if (position == UITableViewScrollPosition::Bottom) top -= spare;
     }
     const CGFloat lowest = -inset.top;
-    const CGFloat wanted = std::max(std::min(top - inset.top, highestOffset()), lowest);
+    const CGFloat wanted = std::max(std::min(top - inset.top, farthestOffset().y), lowest);
     if (std::abs(wanted - contentOffset().y) < 0.5) return;
     setContentOffset({contentOffset().x, wanted}, animated);
     if (animated) return;
@@ -239,11 +257,6 @@ void UITableView::scrollToRowAtIndexPath(NSIndexPath indexPath, UITableViewScrol
 
 void UITableView::setRowHeight(CGFloat height) {
   rowHeight_ = height;
-  reloadData();
-}
-
-void UITableView::setEstimatedRowHeight(CGFloat height) {
-  estimatedRowHeight_ = height;
   reloadData();
 }
 
@@ -265,9 +278,10 @@ void UITableView::setTableHeaderView(const std::shared_ptr<UIView>& view) {
 
 void UITableView::setFrame(CGRect frame) {
   const CGSize before = bounds().size;
-  UIScrollView::setFrame(frame);
+  UIView::setFrame(frame);  // what is beyond the content is known once the rows have been measured
   if (bounds().size == before) return;
   tiling_->tiled = false;
+  if (bounds().size.height > before.height) tiling_->contentMayShrink = true;
   if (bounds().size.width == before.width) return;
   // Rows wrap differently now: those on screen are measured again, the others when they are seen.
   tiling_->contentMayShrink = true;

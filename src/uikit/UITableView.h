@@ -99,6 +99,11 @@ class UITableView : public UIScrollView {
 
   /// The row's cell while it is on screen, else null.
   std::shared_ptr<UITableViewCell> cellForRowAtIndexPath(NSIndexPath indexPath);
+  /// A cell filled for a row, for a question about its texts: the one on screen, else one that is
+  /// not shown and may be filled for another row at the next question. Null where there is no row.
+  std::shared_ptr<UITableViewCell> cellOutOfSight(NSIndexPath indexPath);
+  /// The section's title while it is on screen, else null.
+  std::shared_ptr<UITableViewHeaderFooterView> headerViewForSection(std::size_t section);
   std::optional<NSIndexPath> indexPathForCell(const UITableViewCell& cell) const;
   std::vector<NSIndexPath> indexPathsForVisibleRows();
   std::optional<NSIndexPath> indexPathForRowAtPoint(CGPoint point);
@@ -115,8 +120,6 @@ class UITableView : public UIScrollView {
 
   CGFloat rowHeight() const { return rowHeight_; }
   void setRowHeight(CGFloat height);
-  CGFloat estimatedRowHeight() const { return estimatedRowHeight_; }
-  void setEstimatedRowHeight(CGFloat height);
   const std::optional<UIColor>& separatorColor() const { return separatorColor_; }
   void setSeparatorColor(const std::optional<UIColor>& color);
   /// Scrolls with the content, above section 0; only its height is used.
@@ -126,7 +129,8 @@ class UITableView : public UIScrollView {
   // Keyboard and pointer; the backend calls these.
   enum class Key { Up, Down, PageUp, PageDown, Home, End, Choose };
   /// Moves the keyboard's row or chooses it; answers whether the key meant anything here. Up from
-  /// the first row answers false, so that the focus can leave.
+  /// the first row answers false, so that the focus can leave. A row that has been scrolled out of
+  /// sight is shown before a key chooses it or leaves it.
   bool handleKey(Key key);
   /// The row that the keyboard is on, shown as focused while the table is the first responder.
   std::optional<NSIndexPath> focusedRow() const { return focusedRow_; }
@@ -136,6 +140,8 @@ class UITableView : public UIScrollView {
   bool tabStopsAtRows() const { return tabStopsAtRows_; }
   void setTabStopsAtRows(bool flag) { tabStopsAtRows_ = flag; }
   void userDidPressRow(std::optional<NSIndexPath> indexPath);  ///< highlights; none ends it
+  /// The row that is being pressed. A reload ends a press.
+  std::optional<NSIndexPath> pressedRow() const;
   void userDidChooseRow(NSIndexPath indexPath);
 
   /// From a search field in the header view: puts the keyboard on the first row. Answers false
@@ -147,6 +153,9 @@ class UITableView : public UIScrollView {
   bool resignFirstResponder() override;
   void layoutSubviews() override;
   void setFrame(CGRect frame) override;
+  /// A header view may always be scrolled out of sight, also over a list that is shorter than the
+  /// table.
+  CGPoint farthestOffset() const override;
 
  protected:
   void didScroll() override;
@@ -170,7 +179,6 @@ class UITableView : public UIScrollView {
   void measureRow(NSIndexPath path, UITableViewCell& cell);
   void showHeaders(std::size_t first, std::size_t last);
   void placeRows();
-  CGFloat highestOffset() const;
   void recycleRow(NSIndexPath path);
   void recycleRowsOffScreen();
   void recycleAll();
@@ -190,7 +198,6 @@ class UITableView : public UIScrollView {
   std::optional<NSIndexPath> selectedRow_, focusedRow_;
   std::optional<UIColor> separatorColor_;
   CGFloat rowHeight_ = UITableViewAutomaticDimension;
-  CGFloat estimatedRowHeight_ = 44;
   bool tabStopsAtRows_ = false;
 };
 

@@ -34,6 +34,8 @@ void UITableView::userDidPressRow(std::optional<NSIndexPath> indexPath) {
   if (const auto cell = shownCell(indexPath)) cell->setHighlighted(true, false);
 }
 
+std::optional<NSIndexPath> UITableView::pressedRow() const { return tiling_->pressedRow; }
+
 void UITableView::userDidChooseRow(NSIndexPath indexPath) {
   const auto keepAlive = sharedFrom(this);
   userDidPressRow({});
@@ -135,9 +137,11 @@ bool UITableView::handleKey(Key key) {
   tileIfNeeded();
   learnCounts();
   if (!tiling_->geometry.firstRow()) return false;
+  const bool isInSight = focusedRow_ && isMostlyInSight(rectForRowAtIndexPath(*focusedRow_));
   if (key == Key::Choose) {
     if (!focusedRow_) return false;
-    userDidChooseRow(*focusedRow_);
+    // A row that nobody sees is shown before it can be chosen.
+    isInSight ? userDidChooseRow(*focusedRow_) : setFocusedRow(focusedRow_);
     return true;
   }
   if (!focusedRow_) {
@@ -150,7 +154,9 @@ bool UITableView::handleKey(Key key) {
     return true;
   }
   // Nothing beyond: Up may leave the list, the others stay on the last row.
-  return key != Key::Up;
+  if (key == Key::Up && isInSight) return false;
+  setFocusedRow(focusedRow_);
+  return true;
 }
 
 }  // namespace tasklane

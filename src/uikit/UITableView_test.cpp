@@ -206,6 +206,10 @@ TEST_F(UITableViewTest, AHeaderViewScrollsAboveTheFirstRowAndMayStayOutOfSight) 
   table->reloadData();
   table->layoutIfNeeded();
   EXPECT_EQ(table->contentOffset().y, 56) << "a short list keeps its header hidden";
+  scroll(0);
+  EXPECT_EQ(table->contentOffset().y, 0);
+  scroll(100);
+  EXPECT_EQ(table->contentOffset().y, 56);
 }
 
 TEST_F(UITableViewTest, DataThatChangesBehindTheTablesBackIsAskedForAgain) {
@@ -289,6 +293,40 @@ TEST_F(UITableViewTest, KeysMoveTheKeyboardsRowAndKeepItInSight) {
   list->rows = {0};
   table->reloadData();
   EXPECT_FALSE(table->handleKey(Key::Down));
+}
+
+TEST_F(UITableViewTest, ARowOutOfSightIsShownBeforeAKeyChoosesOrLeavesIt) {
+  using Key = UITableView::Key;
+  show({50});
+  ASSERT_TRUE(table->becomeFirstResponder());
+  struct Case {
+    Key toRow, then;
+    CGFloat away;
+    std::size_t row;
+  };
+  for (const Case& c : {Case{Key::End, Key::Down, 0, 49}, Case{Key::End, Key::PageDown, 0, 49},
+                        Case{Key::End, Key::Choose, 0, 49}, Case{Key::Home, Key::Up, 900, 0},
+                        Case{Key::Home, Key::Choose, 900, 0}}) {
+    table->handleKey(c.toRow);
+    scroll(c.away);
+    ASSERT_FALSE(table->cellForRowAtIndexPath({0, c.row}));
+    EXPECT_TRUE(table->handleKey(c.then));
+    EXPECT_TRUE(table->cellForRowAtIndexPath({0, c.row}));
+    EXPECT_EQ(table->focusedRow(), (NSIndexPath{0, c.row}));
+  }
+  EXPECT_TRUE(list->chosen.empty());
+  table->handleKey(Key::Choose);
+  EXPECT_THAT(list->chosen, ElementsAre(NSIndexPath{0, 0}));
+}
+
+TEST_F(UITableViewTest, AListThatIsBeyondItsEndComesBackWhenItsFrameGrows) {
+  show({20});
+  table->setFrame({0, 0, 300, 200});
+  scroll(9999);
+  EXPECT_EQ(table->contentOffset().y, 680);
+  table->setFrame({0, 0, 300, 400});
+  table->layoutIfNeeded();
+  EXPECT_EQ(table->contentOffset().y, 480);
 }
 
 TEST_F(UITableViewTest, WhatScrollsAroundAListShowsTheKeyboardsRow) {

@@ -102,8 +102,8 @@ UITableView::Pass UITableView::tilePass() {
     if (showRowsAround(fixed, y) == Pass::Interrupted) return Pass::Interrupted;
     const bool mayClamp = tiling.contentMayShrink || tiling.geometry.totalHeight() < before;
     const CGFloat lowest = -contentInset().top;
-    if ((mayClamp && y > highestOffset()) || (atEnd && y < highestOffset())) {
-      y = highestOffset();
+    if ((mayClamp && y > farthestOffset().y) || (atEnd && y < farthestOffset().y)) {
+      y = farthestOffset().y;
       atEnd = true;
     } else if (y != contentOffset().y && y < lowest) {
       y = lowest;
@@ -123,13 +123,12 @@ UITableView::Pass UITableView::tilePass() {
   return !tiling.isStale() ? Pass::Whole : Pass::Interrupted;
 }
 
-/// The farthest that the content may be scrolled up. A header view may always be scrolled out of
-/// sight, also over a list that is shorter than the table.
-CGFloat UITableView::highestOffset() const {
+CGPoint UITableView::farthestOffset() const {
   const UIEdgeInsets inset = contentInset();
   const auto& geometry = tiling_->geometry;
   const CGFloat end = geometry.totalHeight() + inset.bottom - bounds().size.height;
-  return std::max({end, geometry.top() - inset.top, -inset.top});
+  return {UIScrollView::farthestOffset().x,
+          std::max({end, geometry.top() - inset.top, -inset.top})};
 }
 
 /// Makes sure that a row has a cell. Answers false when the rows are not what they were: then the

@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "foundation/NSLog.h"
+#include "uikit/Backend.h"
 #include "uikit/UIPresentationController.h"
 #include "uikit/UIViewController.h"
 #include "uikit/UIWindow.h"
@@ -62,6 +63,7 @@ void UIViewController::presentViewController(const std::shared_ptr<UIViewControl
   }
   const auto covered = coveredScreen(self);
   presentation->covered = covered;
+  backend::screenDidChange();
   covered->rememberFocus();
   const auto host = covered->view()->superview();
   const auto& view = controller->view();
@@ -126,6 +128,7 @@ void UIViewController::dismissPresented(bool animated, std::function<void()> com
     if (completion) completion();
   };
   if (!covered) return finish();
+  backend::screenDidChange();
   controller->beginAppearanceTransition(false, animated);
   covered->beginAppearanceTransition(true, animated);
   if (!animated) return finish();

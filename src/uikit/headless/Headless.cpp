@@ -74,7 +74,6 @@ CGSize sizeOfText(std::string_view text, const UIFont& font, CGFloat maximumWidt
   return headless::measure(text, font.pointSize(), maximumWidth, numberOfLines);
 }
 CGFloat lineHeightOfFont(const UIFont& font) { return font.pointSize() * headless::kLineHeight; }
-CGFloat ascenderOfFont(const UIFont& font) { return font.pointSize() * headless::kAscender; }
 
 CGFloat textSizeFactor() { return state().textSizeFactor; }
 CGSize mainScreenSize() { return state().screenSize; }
@@ -85,7 +84,11 @@ void overrideMainScreenScale(CGFloat scale) { state().chosenScale = scale; }
 UIUserInterfaceLayoutDirection layoutDirection() { return state().direction; }
 bool animationsEnabled() { return state().animations; }
 bool isAssistiveProgramConnected() { return state().assistiveProgram; }
-void announce(const std::string& text) { state().announcements.push_back(text); }
+void screenDidChange() {}
+
+void announce(const std::string& text) {
+  if (!text.empty()) state().announcements.push_back(text);
+}
 
 std::unique_ptr<UIViewPeer> makePeer(UIView& view) {
   if (!state().recordsPeers) return nullptr;

@@ -21,9 +21,11 @@
 #include "uikit/UIWindow.h"
 #include "uikit/qt/Accessible.h"
 #include "uikit/qt/ButtonPeer.h"
+#include "uikit/qt/DesktopSettings.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/ImagePeer.h"
 #include "uikit/qt/LabelPeer.h"
+#include "uikit/qt/PressGuard.h"
 #include "uikit/qt/ScrollPeer.h"
 #include "uikit/qt/SearchBarPeer.h"
 #include "uikit/qt/Style.h"
@@ -64,7 +66,8 @@ void prepareEnvironment() {
 class FontsInTheBackground {
  public:
   FontsInTheBackground() {
-    // What Qt is about to do anyway; it must not change while the other thread reads numbers.
+    // Qt sets the locale when it starts. It is set here before, because it must not change while
+    // the other thread parses numbers by it.
     std::setlocale(LC_ALL, "");
     reader_ = std::thread(FcInit);
   }
@@ -144,6 +147,7 @@ void start(int& argc, char** argv, const std::string& applicationName, void (*di
       layoutDirection() == UIUserInterfaceLayoutDirection::RightToLeft ? Qt::RightToLeft
                                                                        : Qt::LeftToRight);
   qt::installAccessibility();
+  qt::PressGuard::shared();
   QObject::connect(state.application.get(), &QGuiApplication::applicationStateChanged,
                    [](Qt::ApplicationState to) {
                      if (to != Qt::ApplicationActive)
@@ -151,6 +155,7 @@ void start(int& argc, char** argv, const std::string& applicationName, void (*di
                            UIApplicationWillResignActiveNotification, nullptr);
                    });
   joinRunLoop(state);
+  if (!isSet("TASKLANE_ANIMATIONS")) qt::DesktopSettings::shared();
 }
 
 CGSize sizeOfText(std::string_view text, const UIFont& font, CGFloat maximumWidth,
@@ -163,11 +168,14 @@ CGSize sizeOfText(std::string_view text, const UIFont& font, CGFloat maximumWidt
 
 CGFloat lineHeightOfFont(const UIFont& font) { return qt::lineHeight(qt::toQFont(font)); }
 
-CGFloat ascenderOfFont(const UIFont& font) { return QFontMetricsF(qt::toQFont(font)).ascent(); }
-
 bool isAssistiveProgramConnected() { return QAccessible::isActive(); }
 
 void announce(const std::string& text) { qt::announceText(text); }
+
+void screenDidChange() {
+  qt::PressGuard::shared().screenDidChange();
+  qt::announceText({});
+}
 
 std::unique_ptr<UIViewPeer> makePeer(UIView& view) {
   if (auto* window = dynamic_cast<UIWindow*>(&view))

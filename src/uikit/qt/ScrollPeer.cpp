@@ -62,8 +62,9 @@ void ScrollWidget::setRange(Qt::Orientation orientation, int minimum, int maximu
     bar->setSingleStep(kWheelStep);
     bar->setValue(value);
   }
-  if (vertical) overlay_->setVisible(maximum > minimum);
 }
+
+void ScrollWidget::setBarVisible(bool visible) { overlay_->setVisible(visible); }
 
 void ScrollWidget::setBarColor(const QColor& color) {
   QPalette palette = overlay_->palette();
@@ -132,20 +133,23 @@ void ScrollPeer::personDidScroll() {
 void ScrollPeer::apply() {
   ViewPeer::apply();
   const auto& scrollView = static_cast<UIScrollView&>(view());
-  const CGSize content = scrollView.contentSize(), size = scrollView.bounds().size;
+  const CGSize size = scrollView.bounds().size;
   const UIEdgeInsets inset = scrollView.contentInset();
-  const CGPoint offset = scrollView.contentOffset();
+  const CGPoint offset = scrollView.contentOffset(), farthest = scrollView.farthestOffset();
   applying_ = true;
   const bool scrolls = scrollView.isScrollEnabled();
-  const auto range = [&](Qt::Orientation orientation, double before, double extent, double after,
-                         double page, double value) {
+  const auto range = [&](Qt::Orientation orientation, double before, double last, double page,
+                         double value) {
     const int minimum = whole(-before);
-    const int maximum = std::max(minimum, whole(std::ceil(extent + after - page)));
+    const int maximum = std::max(minimum, whole(std::ceil(last)));
     area_->setRange(orientation, minimum, scrolls ? maximum : minimum, whole(page), whole(value));
   };
-  range(Qt::Vertical, inset.top, content.height, inset.bottom, size.height, offset.y);
-  range(Qt::Horizontal, inset.left, content.width, inset.right, size.width, offset.x);
+  range(Qt::Vertical, inset.top, farthest.y, size.height, offset.y);
+  range(Qt::Horizontal, inset.left, farthest.x, size.width, offset.x);
   applying_ = false;
+  // A list that fits shows none, though what stands above its rows can be scrolled to.
+  area_->setBarVisible(scrolls &&
+                       scrollView.contentSize().height + inset.top + inset.bottom > size.height);
   switch (scrollView.indicatorStyle()) {
     case UIScrollViewIndicatorStyle::Default:
       area_->setBarColor(isDark(colorBehind(scrollView)) ? Qt::white : Qt::black);

@@ -38,6 +38,7 @@ class ScrollWidget : public QAbstractScrollArea, public ViewWidget {
   explicit ScrollWidget(ScrollPeer* peer);
   /// The scrollable range and place of each direction, in whole points.
   void setRange(Qt::Orientation orientation, int minimum, int maximum, int page, int value);
+  void setBarVisible(bool visible);
   void setBarColor(const QColor& color);
   /// Arranges what lies over the content.
   void layOverlays();

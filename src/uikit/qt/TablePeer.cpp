@@ -76,14 +76,15 @@ class TableWidget : public ScrollWidget {
  public:
   explicit TableWidget(ScrollPeer* peer)
       : ScrollWidget(peer), hover_(new HoverMark(viewport(), this)) {
-    setFocusPolicy(Qt::StrongFocus);
+    // A press leaves the keyboard where it is, in the text.
+    setFocusPolicy(Qt::TabFocus);
     setAttribute(Qt::WA_InputMethodEnabled, false);
   }
 
   void markRows() {
     const auto* table = this->table();
     if (!table) return;
-    markHover(pressed_ ? std::nullopt : rowUnderPointer());
+    markHover(table->pressedRow() ? std::nullopt : rowUnderPointer());
     const auto focused = hasFocus() ? table->focusedRow() : std::nullopt;
     if (focused && focused != announcedRow_ && QAccessible::isActive()) announceRow(*focused);
     announcedRow_ = focused;
@@ -181,17 +182,15 @@ class TableWidget : public ScrollWidget {
     auto table = sharedFrom(this->table());
     const auto row = rowAt(event.position());
     if (!table || !row) return false;
-    pressed_ = row;
     table->userDidPressRow(row);
     markRows();
     return true;
   }
 
   bool drag(const QMouseEvent& event) {
-    if (!pressed_) return false;
     auto table = sharedFrom(this->table());
-    if (table && rowAt(event.position()) != pressed_) {
-      pressed_.reset();
+    if (!table || !table->pressedRow()) return false;
+    if (rowAt(event.position()) != table->pressedRow()) {
       table->userDidPressRow({});
       markRows();
     }
@@ -199,14 +198,14 @@ class TableWidget : public ScrollWidget {
   }
 
   bool release(const QMouseEvent& event) {
-    if (event.button() != Qt::LeftButton || !pressed_) return false;
-    const auto row = *std::exchange(pressed_, std::nullopt);
     auto table = sharedFrom(this->table());
-    if (!table) return true;
+    // None after a reload: another row may be there now than the one that was meant.
+    const auto row = table ? table->pressedRow() : std::nullopt;
+    if (event.button() != Qt::LeftButton || !row) return false;
     const bool chosen = rowAt(event.position()) == row;
     table->userDidPressRow({});
     markRows();
-    if (chosen) table->userDidChooseRow(row);  // may close the screen, and this widget with it
+    if (chosen) table->userDidChooseRow(*row);  // may close the screen, and this widget with it
     return true;
   }
 
@@ -244,7 +243,7 @@ class TableWidget : public ScrollWidget {
   }
 
   HoverMark* hover_;
-  std::optional<NSIndexPath> pressed_, announcedRow_;
+  std::optional<NSIndexPath> announcedRow_;
 };
 
 /// A cell's background; tells its table when the pointer comes and goes.

@@ -73,6 +73,52 @@ TEST_F(TablePeerTest, APressHighlightsAndARleaseChoosesUnlessItIsElsewhere) {
   EXPECT_EQ(list->chosen.size(), 1u);
 }
 
+TEST_F(TablePeerTest, APressThatAReloadInterruptsChoosesNothing) {
+  QTest::mousePress(viewport(), Qt::LeftButton, {}, middleOfRow(2));
+  list->search->searchBar()->userDidChangeText("9");
+  UpdateQueue::shared().flush();
+  QTest::mouseRelease(viewport(), Qt::LeftButton, {}, middleOfRow(2));
+  EXPECT_TRUE(list->chosen.empty());
+}
+
+TEST(TablePeer, APressOnARowLeavesTheKeyboardInTheTitle) {
+  const auto sheet = std::make_shared<Sheet>();
+  const ShownWindow shown(sheet);
+  const auto rows = findView<UITableView>(sheet->view());
+  const auto* row = ViewPeer::of(rows->cellForRowAtIndexPath({0, 0}))->widget();
+  QWindow* window = shown.widget()->windowHandle();
+  const QPoint place = row->mapTo(shown.widget(), centerOf(row));
+  ASSERT_TRUE(sheet->textView()->isFirstResponder());
+  QTest::mouseClick(window, Qt::RightButton, {}, place);
+  EXPECT_TRUE(sheet->textView()->isFirstResponder());
+  QTest::mousePress(window, Qt::LeftButton, {}, place);
+  QTest::mouseMove(window, place - QPoint(0, 100));
+  QTest::mouseRelease(window, Qt::LeftButton, {}, place - QPoint(0, 100));
+  EXPECT_TRUE(sheet->textView()->isFirstResponder());
+  QTest::mouseClick(window, Qt::LeftButton, {}, place);
+  EXPECT_TRUE(sheet->textView()->isFirstResponder());
+}
+
+TEST(TablePeer, TheWheelShowsTheSearchFieldAlsoAboveFewRows) {
+  for (const std::size_t rows : {0u, 1u, 8u, 100u}) {
+    const auto list = std::make_shared<ListScreen>(rows);
+    const ShownWindow shown(list);
+    list->tableView()->setContentOffset({0, 56});
+    UpdateQueue::shared().flush();
+    const auto* peer = ViewPeer::of(std::static_pointer_cast<UIView>(list->tableView()));
+    const auto wheel = [&](int degrees) {
+      const QPointF middle = peer->container()->rect().center();
+      QWheelEvent event(middle, peer->container()->mapToGlobal(middle), {}, {0, degrees * 8},
+                        Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+      QApplication::sendEvent(peer->container(), &event);
+      UpdateQueue::shared().flush();
+      return list->tableView()->contentOffset().y;
+    };
+    EXPECT_EQ(wheel(30), 0) << rows;
+    EXPECT_GE(wheel(-30), rows == 100 ? 57 : 56) << rows;
+  }
+}
+
 TEST_F(TablePeerTest, AClickOnARowsTextChoosesTheRow) {
   const auto label = list->tableView()->cellForRowAtIndexPath({0, 1})->textLabel();
   const QPoint inWindow = widgetOf(label)->mapTo(shown.widget(), centerOf(widgetOf(label)));

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <cstdlib>
 
 #include "uikit/Backend.h"
@@ -15,5 +16,7 @@ int main(int argc, char** argv) {
   setenv("TASKLANE_TEXT_SIZE", "1", 1);
   ::testing::InitGoogleTest(&argc, argv);
   tasklane::backend::start(argc, argv, "tasklane-test");
+  // A test that presses twice means it, unless it says otherwise.
+  QApplication::setDoubleClickInterval(0);
   return RUN_ALL_TESTS();
 }
