@@ -90,12 +90,15 @@ TEST(KAAppearancePropertyList, KeepsWhatIsGoodAndNamesAllThatIsNot) {
   std::vector<KAAppearanceValue> values{3.0, std::optional(UIColor::blackColor()), 5.0, 6.0};
   std::vector<bool> found(4);
   const auto list = NSPropertyListSerialization::propertyListWithData(
-      "{ Width = 8; Color = blue; width = 4; Height = 2; Width = 9; }");
+      "<plist><dict><key>Width</key><real>8</real><key>Color</key><integer>1</integer>"
+      "<key>width</key><real>4</real><key>Height</key><real>2</real>"
+      "<key>Width</key><real>9</real></dict></plist>");
   std::string complaints;
   for (const auto& complaint :
        KAAppearancePropertyList::readValues(list.value(), keys, values, found))
     complaints += complaint.description() + "\n";
   EXPECT_EQ(complaints,
+            "Width is there more than once\n"
             "Color needs a colour, \"#RRGGBB\" or \"#RRGGBBAA\", not a number\n"
             "Height is not a key of this palette\n"
             "width is not a key of this palette\n");
