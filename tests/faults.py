@@ -43,9 +43,20 @@ ERRORS = {name: errors.split() for names, errors in (
     ("clone clone3 fork vfork execve", "ENOMEM"),
 ) for name in names.split()}
 
-Call = collections.namedtuple("Call", "name occurrence")  # the first, second... call of that name
-Request = collections.namedtuple("Request", "call arguments process")
-Outcome = collections.namedtuple("Outcome", "code output error calls")
+_TO_CHANGE = os.O_WRONLY | os.O_RDWR | os.O_CREAT
+Call = collections.namedtuple("Call", "name occurrence")  # the first, second... call of that name; of programs that it started "started openat"
+Request = collections.namedtuple("Request", "call arguments pid")
+Outcome = collections.namedtuple("Outcome", "code output error calls")  # the calls, and the errors each can give
+
+
+def errors_of(request):
+    """The errors that a call can give."""
+    name = request.call.name.removeprefix("started ")
+    errors = ERRORS.get(name, [])
+    flags = {"openat": 2, "open": 1}.get(name)
+    if name == "openat2" or flags and not request.arguments[flags] & _TO_CHANGE:
+        return [error for error in errors if error not in ("ENOSPC", "EROFS")]
+    return errors
 
 
 class Handover:
@@ -54,7 +65,7 @@ class Handover:
 
     def __init__(self, decide):
         self.decide = decide
-        self.calls = []
+        self.calls = {}
         self.counts = collections.Counter()
         self.ours, self.theirs = socket.socketpair()
         self.ours.settimeout(LIMIT)
@@ -72,13 +83,22 @@ class Handover:
         return True
 
     def serve(self, process, deadline):
-        """Until no process is left that hands calls over; false when the time was up first."""
+        """Until the process has ended, or the time is up."""
+        end = os.pidfd_open(process.pid)
+        try:
+            self.poll.register(end, select.POLLIN)
+            self.answer_all(process, end, deadline)
+        finally:
+            os.close(end)
+
+    def answer_all(self, process, end, deadline):
         while True:
-            ready = self.poll.poll(1000 * max(0.0, deadline - time.monotonic()))
-            if not ready:
-                return False
-            if not ready[0][1] & select.POLLIN:
-                return True
+            ready = dict(self.poll.poll(1000 * max(0.0, deadline - time.monotonic())))
+            if not ready.get(self.listener, 0) & select.POLLIN:
+                if ready.get(self.listener) and end not in ready:
+                    self.poll.unregister(self.listener)  # nobody is left that calls
+                    continue
+                return
             request = bytearray(80)
             try:
                 fcntl.ioctl(self.listener, _RECEIVE, request)
@@ -88,11 +108,12 @@ class Handover:
             self.answer(number, self.verdict(process, thread, self.names[call], arguments))
 
     def verdict(self, process, thread, name, arguments):
-        if not os.path.exists(f"/proc/{process.pid}/task/{thread}"):
-            return None  # a program that it started
-        self.counts[name] += 1
-        self.calls.append(Call(name, self.counts[name]))
-        return self.decide(Request(self.calls[-1], arguments, process))
+        is_started_by_it = not os.path.exists(f"/proc/{process.pid}/task/{thread}")
+        place = "started " + name if is_started_by_it else name
+        self.counts[place] += 1
+        request = Request(Call(place, self.counts[place]), arguments, thread if is_started_by_it else process.pid)
+        self.calls[request.call] = errors_of(request)
+        return self.decide(request)
 
     def answer(self, number, error):
         code = -getattr(errno, error) if error else 0
@@ -146,8 +167,8 @@ def run(command, environment, decide=lambda request: None, input=b"", limit=LIMI
         return Outcome(code, output.read().decode(), error.read().decode(), calls)
 
 
-def wait_until_stopped(process):
-    while pathlib.Path(f"/proc/{process.pid}/stat").read_text().rpartition(")")[2].split()[0] != "T":
+def wait_until_stopped(pid):
+    while pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0] != "T":
         time.sleep(0.001)
 
 
@@ -155,6 +176,7 @@ def wait_until_ended_or_locked(process):
     """Until a process has ended, or waits for a file's lock."""
     waits = f" {process.pid} "
     while process.poll() is None:
-        if any("->" in line and waits in line for line in open("/proc/locks")):
+        locks = pathlib.Path("/proc/locks").read_text().splitlines()
+        if any("->" in line and waits in line for line in locks):
             return
         time.sleep(0.001)

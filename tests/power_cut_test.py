@@ -58,9 +58,9 @@ class Recording:
         self.steps.append(Confirmation())
 
     def before_call(self, request):
-        self.look(request.process)
-        if request.call.name in FLUSHES:
-            place = f"/proc/{request.process.pid}/fd/{request.arguments[0]}"
+        self.look(request.pid)
+        if request.call.name.removeprefix("started ") in FLUSHES:
+            place = f"/proc/{request.pid}/fd/{request.arguments[0]}"
             path = os.readlink(place)
             self.steps.append(Flush(self.relative(path) if os.path.isdir(place) else self.numbers[os.stat(place).st_ino],
                                     path))
@@ -70,7 +70,7 @@ class Recording:
     def relative(self, path):
         return os.path.relpath(path, self.top)
 
-    def look(self, process=None):
+    def look(self, pid=None):
         """Records how names and contents differ from the last look."""
         names, files = {}, {}  # inode -> where its contents can be read
         for folder, folders, leaves in os.walk(self.top):
@@ -80,7 +80,7 @@ class Recording:
                 path = os.path.join(folder, name)
                 names[self.relative(path)] = os.stat(path).st_ino
                 files[os.stat(path).st_ino] = path
-        files |= self.unnamed(process) if process else {}
+        files |= self.unnamed(pid) if pid else {}
         self.numbers = {inode: self.numbers.get(inode) or next(self.unused) for inode in files}
         for inode, path in files.items():
             number, new = self.numbers[inode], pathlib.Path(path).read_bytes()
@@ -95,8 +95,8 @@ class Recording:
             self.steps.append(Names(changes))
         self.names = names
 
-    def unnamed(self, process):
-        folder = f"/proc/{process.pid}/fd"
+    def unnamed(self, pid):
+        folder = f"/proc/{pid}/fd"
         paths = [os.path.join(folder, name) for name in os.listdir(folder)]
         return {os.stat(path).st_ino: path for path in paths
                 if os.path.isfile(path) and os.readlink(path).startswith(self.top)}
