@@ -75,7 +75,10 @@ Result<NSURL> NSFileManager::groupContainer(const std::string& group) {
   }
   const NSURL url = NSURL::fileURLWithPath(groupContainersFolder() + "/" + group);
   if (auto made = createDirectoryAtPath(url.path(), true); !made) return made.error();
-  return url;
+  // Processes that reach it in different ways name its files alike, and so hear of each other.
+  std::error_code failure;
+  const auto resolved = std::filesystem::canonical(url.path(), failure);
+  return failure ? url : NSURL::fileURLWithPath(resolved);
 }
 
 std::optional<NSURL> NSFileManager::containerURLForSecurityApplicationGroupIdentifier(

@@ -44,10 +44,12 @@ class NSFileManagerTest : public ::testing::Test {
 
 TEST_F(NSFileManagerTest, FindsTheGroupContainerAndMakesItPrivate) {
   const std::string base = folder_;
+  fs::create_directory_symlink("chosen", folder_ / "link");
   const struct {
     std::string containers, data, home, expected;
   } cases[] = {
       {base + "/chosen", base + "/data", base, "/chosen/group.a.b"},
+      {base + "/./link//", base + "/data", base, "/chosen/group.a.b"},
       {"", base + "/data", base, "/data/tasklane/group.a.b"},
       {"", "relative", base + "/home", "/home/.local/share/tasklane/group.a.b"},
       {"", "", base + "/house", "/house/.local/share/tasklane/group.a.b"},
