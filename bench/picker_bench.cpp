@@ -152,6 +152,7 @@ void prepareProcess() {
   std::filesystem::create_directory_symlink(TASKLANE_RESOURCES, bundle + "/Resources");
   std::ofstream(bundle + "/Info.plist") << "{CFBundleIdentifier = \"com.kestrelworks.Tasklane\";}";
   setenv("TASKLANE_GROUP_CONTAINERS", folder.c_str(), 1);
+  setenv("TASKLANE_NOTIFY_FOLDER", (folder + "/notify").c_str(), 1);
   NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle));
   std::atexit([] { std::filesystem::remove_all(getenv("TASKLANE_GROUP_CONTAINERS")); });
 }

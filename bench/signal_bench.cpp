@@ -1,6 +1,9 @@
 #include <fcntl.h>
-#include <sys/inotify.h>
+#include <linux/futex.h>
+#include <sys/epoll.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
@@ -17,7 +20,6 @@
 #include "bench/Report.h"
 #include "foundation/CFNotificationCenter.h"
 #include "foundation/NSRunLoop.h"
-#include "foundation/SharedFutex.h"
 
 /// Posts between two processes against signals over a message bus of the program's own.
 namespace tasklane {
@@ -72,43 +74,42 @@ void listenToCenter(Exchange& exchange) {
   NSRunLoop::mainRunLoop().run();
 }
 
-/// The least that inotify takes: a blocking read of its descriptor, woken by a write to a file.
-int limitFile = -1;
-std::string limitPath;
+/// The least that a wake-up takes of what an epoll set can hold: a named pipe.
+int limitPipe = -1;
 
-void listenToFile(Exchange& exchange) {
-  const int watcher = inotify_init1(IN_CLOEXEC);
-  mustHold(inotify_add_watch(watcher, limitPath.c_str(), IN_MODIFY) >= 0, "cannot watch a file");
+void listenToPipe(Exchange& exchange) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  const int set = epoll_create1(EPOLL_CLOEXEC);
+  mustHold(epoll_ctl(set, EPOLL_CTL_ADD, limitPipe, &event) == 0, "cannot watch a pipe");
   exchange.ready = true;
-  alignas(inotify_event) char events[4096];
-  while (read(watcher, events, sizeof events) > 0) noteHeard(&exchange);
+  while (epoll_wait(set, &event, 1, -1) > 0) {
+    noteHeard(&exchange);
+    char byte;
+    mustHold(read(limitPipe, &byte, 1) == 1, "cannot read");
+  }
 }
+
+void postToPipe() { mustHold(write(limitPipe, "", 1) == 1, "cannot write"); }
 
 /// The least that any wake-up of another process takes: a word in memory that both have mapped.
-SharedFutex::Word& limitWord() {
-  static SharedFutex::Word& word = *static_cast<SharedFutex::Word*>(
-      mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, limitFile, 0));
-  return word;
-}
+std::atomic<std::uint32_t>* limitWord = nullptr;
 
 void listenToWord(Exchange& exchange) {
-  std::uint32_t value = limitWord();
+  std::uint32_t value = *limitWord;
   exchange.ready = true;
   for (;;) {
-    const SharedFutex::Awaited awaited{&limitWord(), value};
-    SharedFutex::sleep({&awaited, 1}, SharedFutex::kNever);
-    if (limitWord() == value) continue;
-    value = limitWord();
+    syscall(SYS_futex, limitWord, FUTEX_WAIT, value, nullptr, nullptr, 0);
+    if (*limitWord == value) continue;
+    value = *limitWord;
     noteHeard(&exchange);
   }
 }
 
 void postToWord() {
-  ++limitWord();
-  SharedFutex::wake(limitWord());
+  ++*limitWord;
+  syscall(SYS_futex, limitWord, FUTEX_WAKE, 1, nullptr, nullptr, 0);
 }
-
-void postToFile() { mustHold(pwrite(limitFile, "x", 1, 0) == 1, "cannot write"); }
 
 sd_bus* openBus() {
   sd_bus* bus = nullptr;
@@ -181,11 +182,13 @@ void benchmark() {
   sd_bus* const bus = openBus();
   {
     Transport posts(listenToCenter, [&] { center.postNotification(kName); });
-    limitPath = CFNotificationCenter::folder() + "/limit";
-    limitFile = open(limitPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    mustHold(ftruncate(limitFile, 4096) == 0, "cannot lengthen a file");
+    const std::string limitPath = center.folder() + "/limit";
+    mustHold(mkfifo(limitPath.c_str(), 0600) == 0, "cannot make a pipe");
+    limitPipe = open(limitPath.c_str(), O_RDWR | O_CLOEXEC);
+    limitWord = static_cast<std::atomic<std::uint32_t>*>(
+        mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     Transport words(listenToWord, postToWord);
-    Transport limit(listenToFile, postToFile);
+    Transport limit(listenToPipe, postToPipe);
     Transport signals(listenToBus, [&] { postToBus(bus); });
     for (int round = 0; round < kRounds; ++round) {
       for (int i = 0; i < kSamplesPerRound; ++i) posts.sample();
@@ -198,7 +201,7 @@ void benchmark() {
                   signal, "bus signal");
     bench::report("bare futex, one way", bench::median(words.microseconds), "us", signal,
                   "bus signal");
-    bench::report("bare inotify, one way", bench::median(limit.microseconds), "us", signal,
+    bench::report("bare pipe, one way", bench::median(limit.microseconds), "us", signal,
                   "bus signal");
     bench::report("bus signal, one way", signal, "us");
   }
@@ -222,7 +225,7 @@ int main(int argc, char** argv) {
   }
   std::string folder = "/dev/shm/signal-bench-XXXXXX";
   tasklane::mustHold(mkdtemp(folder.data()) != nullptr, "cannot make a folder");
-  tasklane::CFNotificationCenter::setFolder(folder);
+  setenv("TASKLANE_NOTIFY_FOLDER", folder.c_str(), 1);
   tasklane::benchmark();
   std::filesystem::remove_all(folder);
   return 0;

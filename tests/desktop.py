@@ -33,7 +33,8 @@ class Desktop:
         self.folder = tempfile.mkdtemp(prefix="tasklane-desktop-")
         self.environment = {
             **os.environ, "XDG_RUNTIME_DIR": self.folder, "TMPDIR": self.folder,
-            "TASKLANE_GROUP_CONTAINERS": self.folder + "/groups", "XDG_SESSION_TYPE": "x11",
+            "TASKLANE_GROUP_CONTAINERS": self.folder + "/groups",
+            "TASKLANE_NOTIFY_FOLDER": self.folder + "/notify", "XDG_SESSION_TYPE": "x11",
             "LANG": "C.UTF-8", "TASKLANE_ANIMATIONS": "0", "TASKLANE_STANDBY": "0"}
         for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "LANGUAGE", "LC_ALL",
                      "DBUS_SESSION_BUS_ADDRESS"):

@@ -21,6 +21,7 @@ class ProgramTest(unittest.TestCase):
         self.environment = {
             **os.environ,
             "TASKLANE_GROUP_CONTAINERS": str(self.folder / "groups"),
+            "TASKLANE_NOTIFY_FOLDER": str(self.folder / "notify"),
             "TZ": "Europe/Berlin",
         }
         for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "TASKLANE_LOG"):

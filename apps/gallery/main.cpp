@@ -134,6 +134,7 @@ class TemporaryPlace {
     folder_ = (std::filesystem::temp_directory_path() / "tasklane-gallery-XXXXXX").string();
     if (!mkdtemp(folder_.data())) return;
     setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
+    setenv("TASKLANE_NOTIFY_FOLDER", (folder_ + "/notify").c_str(), 1);
   }
   /// For the drawing processes: every window fits on it at every scale.
   void pretendScreen() const {

@@ -1,114 +1,137 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
+#include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "foundation/GuardedMapping.h"
 #include "foundation/NotificationTesting.h"
 #include "foundation/NotifyCounter.h"
 
-/// Processes that wait for posts in every way there is: none may be forgotten.
+/// Processes that sleep until they hear of posts: none may be forgotten.
 namespace tasklane {
 namespace {
+
+namespace fs = std::filesystem;
 
 using testing::center;
 using testing::Listener;
 using testing::Peer;
 
-class CFNotificationCenterWaitingTest : public ::testing::Test {
- protected:
-  static void SetUpTestSuite() { testing::makeCounterFolder(); }
-  static void TearDownTestSuite() { testing::removeCounterFolder(); }
-};
-
 #ifdef SYS_epoll_wait
-const std::vector<long> kDescriptorCalls = {SYS_epoll_wait, SYS_epoll_pwait};
+const std::vector<long> kSleepsIn = {SYS_epoll_wait, SYS_epoll_pwait};
 #else
-const std::vector<long> kDescriptorCalls = {SYS_epoll_pwait};
+const std::vector<long> kSleepsIn = {SYS_epoll_pwait};
 #endif
 
-struct Kind {
-  const char* role;
-  std::vector<long> waitsIn;
-};
-const std::vector<Kind> kKinds = {
-    {"--echo-asleep", {SYS_futex}},
-    {"--echo-asleep-on-several", {SYS_futex_waitv}},
-    {"--echo-by-descriptor", kDescriptorCalls},
-    {"--echo-confined", kDescriptorCalls},  // where the system refuses to sleep on several
-};
-
-struct Echoes {
-  explicit Echoes(const std::string& name) : listener(name + " echo") {
-    for (const Kind& kind : kKinds) peers.push_back(std::make_unique<Peer>(kind.role, name));
-  }
-  void expectAllWaiting() const {
-    for (std::size_t i = 0; i < peers.size(); ++i) {
-      EXPECT_TRUE(peers[i]->waitsIn(kKinds[i].waitsIn)) << kKinds[i].role;
+/// Processes that answer every call, one in the loop's own wait and one in another loop.
+class Echoes {
+ public:
+  explicit Echoes(const std::string& name) {
+    for (const char* role : {"--echo", "--echo-by-descriptor"}) {
+      answers_.push_back(std::make_unique<Listener>(name + role));
+      peers_.push_back(std::make_unique<Peer>(role, name));
     }
   }
-  bool waitForRound(int round) const {
-    return listener.waitFor(round * static_cast<int>(peers.size()));
+  void expectAllAsleep() const {
+    for (const auto& peer : peers_) EXPECT_TRUE(peer->waitsIn(kSleepsIn));
   }
+  /// Whether each has answered again after what is done.
+  bool answer(const std::function<void()>& what) const {
+    std::vector<int> before;
+    for (const auto& listener : answers_) before.push_back(listener->count());
+    what();
+    bool all = true;
+    for (std::size_t i = 0; i < peers_.size(); ++i) {
+      all = answers_[i]->waitFor(before[i] + 1) && all;
+    }
+    return all;
+  }
+  int fewest() const { return std::min(answers_[0]->count(), answers_[1]->count()); }
+  int most() const { return std::max(answers_[0]->count(), answers_[1]->count()); }
 
-  Listener listener;
-  std::vector<std::unique_ptr<Peer>> peers;
+ private:
+  std::vector<std::unique_ptr<Listener>> answers_;
+  std::vector<std::unique_ptr<Peer>> peers_;
 };
+
+std::shared_ptr<NotifyCounter> counterOf(const std::string& name) {
+  return NotifyCounter::open(center().folder(), name).value();
+}
 
 /// Each round begins when the last peer has answered, so that posts meet peers on their way to
 /// sleep. One that is forgotten stays silent, because nobody posts again.
-TEST_F(CFNotificationCenterWaitingTest, EveryKindOfListenerHearsEveryPost) {
+TEST(CFNotificationCenterWaitingTest, EveryListenerHearsEveryPost) {
+  constexpr int kRounds = 500;
   const Echoes echoes("mixed");
-  for (int round = 1; round <= 300; ++round) {
-    if (round % 100 == 0) echoes.expectAllWaiting();
-    center().postNotification("mixed");
-    ASSERT_TRUE(echoes.waitForRound(round)) << "in round " << round;
+  for (int round = 1; round <= kRounds; ++round) {
+    if (round % 100 == 0) echoes.expectAllAsleep();
+    ASSERT_TRUE(echoes.answer([] { center().postNotification("mixed"); })) << "round " << round;
   }
+  EXPECT_EQ(echoes.fewest(), kRounds);
+  EXPECT_EQ(echoes.most(), kRounds);
 }
 
-/// A poster that was killed after its count, or between ringing and waking, has woken nobody; the
-/// next one wakes for both.
-TEST_F(CFNotificationCenterWaitingTest, APostIsAtMostOneLateWhenItsPosterIsKilled) {
+/// A poster that was killed after its count has woken nobody; the next one wakes for both.
+TEST(CFNotificationCenterWaitingTest, APostIsAtMostOneLateWhenItsPosterIsKilled) {
   constexpr std::size_t kPosts = 8;  // where the file holds them
-  constexpr std::size_t kBell = 80;
   const Echoes echoes("killed midway");
-  const auto counter = NotifyCounter::open(CFNotificationCenter::folder(), "killed midway").value();
-  const FileDescriptor file(open(counter->path().c_str(), O_RDWR | O_CLOEXEC));
-  char* const bytes =
-      static_cast<char*>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0));
-  ASSERT_NE(bytes, MAP_FAILED);
-  auto& posts = *reinterpret_cast<std::atomic<std::uint64_t>*>(bytes + kPosts);
-  auto& bell = *reinterpret_cast<std::atomic<std::uint32_t>*>(bytes + kBell);
-  int round = 0;
-  for (const bool rings : {false, true}) {
-    echoes.expectAllWaiting();
-    ++posts;
-    if (rings) ++bell;
-    center().postNotification("killed midway");
-    EXPECT_TRUE(echoes.waitForRound(round += 2)) << (rings ? "rung" : "counted");
-  }
-  munmap(bytes, 4096);
+  const FileDescriptor file(open(counterOf("killed midway")->path().c_str(), O_RDWR | O_CLOEXEC));
+  const GuardedMapping bytes(file.get(), 4096);
+  echoes.expectAllAsleep();
+  ++*reinterpret_cast<std::atomic<std::uint64_t>*>(static_cast<char*>(bytes.data()) + kPosts);
+  const auto post = [] { center().postNotification("killed midway"); };
+  EXPECT_TRUE(echoes.answer(post));
+  EXPECT_TRUE(echoes.answer(post));
+  EXPECT_EQ(echoes.fewest(), 3);
 }
 
-/// Who waits has to look for itself then, and must not fall over the missing page first.
-TEST_F(CFNotificationCenterWaitingTest, AFileCutShortWakesEveryKindOfListener) {
+/// Who sleeps has to look for itself then, and must not fall over the missing page first.
+TEST(CFNotificationCenterWaitingTest, AFileCutShortWakesEveryListener) {
   const Echoes echoes("cut short");
-  for (int round = 1; round <= 2; ++round) {
-    echoes.expectAllWaiting();
-    const std::string path =
-        NotifyCounter::open(CFNotificationCenter::folder(), "cut short").value()->path();
-    ASSERT_EQ(truncate(path.c_str(), 0), 0);
-    EXPECT_TRUE(echoes.waitForRound(round)) << "in round " << round;
+  for (int round = 1; round <= 20; ++round) {
+    const std::string path = counterOf("cut short")->path();
+    EXPECT_TRUE(echoes.answer([&] { ASSERT_EQ(truncate(path.c_str(), 0), 0); })) << round;
   }
 }
 
-TEST_F(CFNotificationCenterWaitingTest, HearsAChildThatWasForkedFromASleeper) {
+/// It can open nobody's pipe.
+TEST(CFNotificationCenterWaitingTest, APosterWithoutDescriptorsToSpareWakesListeners) {
+  const Echoes echoes("spare");
+  echoes.expectAllAsleep();
+  const auto counter = counterOf("spare");
+  EXPECT_TRUE(echoes.answer([&] {
+    const pid_t child = fork();
+    if (child == 0) {
+      const rlimit none{0, 0};
+      setrlimit(RLIMIT_NOFILE, &none);
+      _exit(counter->post() ? 0 : 1);
+    }
+    waitpid(child, nullptr, 0);
+  }));
+}
+
+TEST(CFNotificationCenterWaitingTest, PipesServeTheNextProcess) {
+  for (int i = 0; i < 5; ++i) {
+    Peer peer("--listen", "passing");
+    EXPECT_TRUE(peer.waitsIn(kSleepsIn));
+    center().postNotification("passing");
+    peer.write(1);
+    EXPECT_EQ(peer.readLine(), "1");
+  }
+  const fs::directory_iterator pipes(WakePipe::folderIn(center().folder()));
+  EXPECT_LE(std::distance(begin(pipes), end(pipes)), 4) << "this process's and those of one round";
+}
+
+TEST(CFNotificationCenterWaitingTest, HearsAChildThatWasForkedFromASleeper) {
   Listener listener("forked");
   for (int round = 1; round <= 3; ++round) {
     const pid_t child = fork();

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "foundation/NSLog.h"
-#include "foundation/NSRunLoop.h"
 
 namespace tasklane {
 
@@ -32,7 +31,6 @@ void NSOperationQueue::addOperationWithBlock(std::function<void()> block) {
   if (blocks_.size() == 1) {
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = write(wakeUp_, &one, sizeof one);
-    NSRunLoop::wakeUp();
   }
 }
 

@@ -12,10 +12,8 @@
 #include <utility>
 
 #include "foundation/CFNotificationCenter.h"
-#include "foundation/DescriptorLookout.h"
 #include "foundation/NSLog.h"
 #include "foundation/NSOperationQueue.h"
-#include "foundation/SharedFutex.h"
 
 namespace tasklane {
 namespace {
@@ -41,6 +39,19 @@ void watch(int set, int fileDescriptor, std::uint64_t identifier) {
   }
 }
 
+/// A run that is under way.
+struct Run {
+  explicit Run(Run*& innermostOfAll)
+      : innermost(innermostOfAll), outer(std::exchange(innermostOfAll, this)) {}
+  ~Run() { innermost = outer; }
+  Run(const Run&) = delete;
+  Run& operator=(const Run&) = delete;
+
+  Run*& innermost;
+  Run* const outer;
+  bool stopped = false;
+};
+
 CFNotificationCenter& center() { return CFNotificationCenterGetDarwinNotifyCenter(); }
 
 }  // namespace
@@ -52,18 +63,14 @@ struct NSRunLoop::State {
     if (set < 0 || timer < 0) {
       NSLog(stringWithFormat("cannot make the run loop: %@", {std::strerror(errno)}));
     }
-    watchOwn();
+    watch(set, timer, kTimers);
+    watch(set, NSOperationQueue::mainQueue().fileDescriptor(), kMainQueue);
   }
 
-  void watchOwn() const;
-  void unwatchOwn() const;
   void armTimer() const;
   void fireTimers();
   void dispatchSource(std::uint64_t identifier);
   void dispatch(std::chrono::milliseconds wait);
-  bool waitAsleep(std::chrono::milliseconds limit);
-  bool startSleeping();
-  void stopSleeping();
 
   const int set;
   const int timer;
@@ -71,12 +78,8 @@ struct NSRunLoop::State {
   std::map<std::uint64_t, Source*> sources;
   std::map<std::pair<SteadyClock::time_point, std::uint64_t>, Source*> timers;  // soonest first
   std::function<void(std::chrono::milliseconds)> waiter;
-  bool stopped = false;
-
-  // How to wait: on the set, or asleep on posts while the lookout waits on the set.
-  bool mayWaitAsleep = true;
-  bool waitsAsleep = false;
-  std::unique_ptr<DescriptorLookout> lookout;
+  std::uint64_t dispatches = 0;
+  Run* innermost = nullptr;
 };
 
 class NSRunLoop::Source : public std::enable_shared_from_this<Source> {
@@ -126,19 +129,7 @@ class NSRunLoop::Source : public std::enable_shared_from_this<Source> {
   SteadyClock::time_point due_;
 };
 
-void NSRunLoop::State::watchOwn() const {
-  watch(set, timer, kTimers);
-  watch(set, NSOperationQueue::mainQueue().fileDescriptor(), kMainQueue);
-}
-
-/// Timers and blocks end a sleep directly, so that the lookout need not be troubled with them.
-void NSRunLoop::State::unwatchOwn() const {
-  epoll_ctl(set, EPOLL_CTL_DEL, timer, nullptr);
-  epoll_ctl(set, EPOLL_CTL_DEL, NSOperationQueue::mainQueue().fileDescriptor(), nullptr);
-}
-
 void NSRunLoop::State::armTimer() const {
-  if (waitsAsleep) return;
   itimerspec due{};
   if (!timers.empty()) {
     const auto delay = std::max(timers.begin()->first.first - SteadyClock::now(),
@@ -167,16 +158,14 @@ void NSRunLoop::State::dispatchSource(std::uint64_t identifier) {
 }
 
 void NSRunLoop::State::dispatch(std::chrono::milliseconds wait) {
-  const bool slept = wait.count() > 0 && waitAsleep(wait);
+  if (wait.count() > 0) center().prepareToWait();
   std::array<epoll_event, 32> events;
-  const auto look = [&](std::chrono::milliseconds limit) {
-    return epoll_wait(set, events.data(), static_cast<int>(events.size()),
-                      limit == kForever ? -1 : static_cast<int>(limit.count()));
-  };
-  int count = slept ? 0 : look(wait);
+  const int count = epoll_wait(set, events.data(), static_cast<int>(events.size()),
+                               wait == kForever ? -1 : static_cast<int>(wait.count()));
+  // A loop that a callback runs does what was found here; it is asked for anew afterwards.
+  const std::uint64_t own = ++dispatches;
   center().deliverAllPending();
-  if (slept) count = look(std::chrono::milliseconds(0));
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count && dispatches == own; ++i) {
     const std::uint64_t identifier = events[static_cast<std::size_t>(i)].data.u64;
     if (identifier == kMainQueue) {
       NSOperationQueue::mainQueue().runPending();
@@ -186,41 +175,6 @@ void NSRunLoop::State::dispatch(std::chrono::milliseconds wait) {
       dispatchSource(identifier);
     }
   }
-  if (!waitsAsleep) return;
-  NSOperationQueue::mainQueue().runPending();
-  if (!timers.empty()) fireTimers();
-}
-
-/// False, at once, when the descriptors have to be waited on.
-bool NSRunLoop::State::waitAsleep(std::chrono::milliseconds limit) {
-  if (!center().canSleep() || !startSleeping()) {
-    stopSleeping();
-    return false;
-  }
-  // Blocks that blocks have added behind others have woken nobody.
-  if (!NSOperationQueue::mainQueue().empty()) return true;
-  auto until = limit == kForever ? SharedFutex::kNever : SteadyClock::now() + limit;
-  if (!timers.empty()) until = std::min(until, timers.begin()->first.first);
-  lookout->resume();
-  center().sleep(until);
-  return true;
-}
-
-bool NSRunLoop::State::startSleeping() {
-  if (waitsAsleep || !mayWaitAsleep) return waitsAsleep;
-  if (!lookout) lookout = DescriptorLookout::start(set, wakeUp);
-  waitsAsleep = mayWaitAsleep = lookout != nullptr;
-  if (!waitsAsleep) return false;
-  unwatchOwn();
-  center().setWaiting(CFNotificationCenter::Waiting::Sleep);
-  return true;
-}
-
-void NSRunLoop::State::stopSleeping() {
-  if (!std::exchange(waitsAsleep, false)) return;
-  watchOwn();
-  armTimer();
-  center().setWaiting(CFNotificationCenter::Waiting::Descriptor);
 }
 
 NSRunLoop::NSRunLoop() : state_(std::make_unique<State>()) {}
@@ -246,30 +200,30 @@ std::shared_ptr<NSRunLoop::Source> NSRunLoop::addTimer(std::chrono::milliseconds
 }
 
 int NSRunLoop::fileDescriptor() {
-  state_->mayWaitAsleep = false;
-  state_->stopSleeping();
+  center().prepareToWait();
   return state_->set;
 }
 
 void NSRunLoop::dispatch() { state_->dispatch(std::chrono::milliseconds(0)); }
 
 void NSRunLoop::run() {
-  state_->stopped = false;
   runUntil([] { return false; }, kForever);
 }
 
-void NSRunLoop::wakeUp() { center().endSleep(); }
+void NSRunLoop::wakeUp() { NSOperationQueue::mainQueue().addOperationWithBlock({}); }
 
-void NSRunLoop::stop() { state_->stopped = true; }
+void NSRunLoop::stop() {
+  if (state_->innermost) state_->innermost->stopped = true;
+}
 
 bool NSRunLoop::runUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-  state_->stopped = false;
+  Run run(state_->innermost);
   const auto start = SteadyClock::now();
   for (;;) {
     if (condition()) return true;
     const auto passed =
         std::chrono::duration_cast<std::chrono::milliseconds>(SteadyClock::now() - start);
-    if (std::exchange(state_->stopped, false) || passed >= limit) return false;
+    if (run.stopped || passed >= limit) return false;
     // A millisecond more than is left, because what has passed is rounded down.
     const auto wait = std::min(limit - passed, kLongestWait);
     if (const auto waiter = state_->waiter) {

@@ -6,13 +6,15 @@
 
 namespace tasklane {
 
-/// The main thread's loop over the notify center, the main operation queue, timers and the
+/// The main thread's loop over the main operation queue, the notify center, timers and the
 /// program's own descriptors. Main thread only, but for wakeUp().
 ///
-/// A program that only calls run() and runUntil() waits on whatever wakes it soonest: as soon as it
-/// listens to other processes it sleeps on their posts, and a thread of the loop's own waits for
-/// descriptors. From the first call of fileDescriptor() on everything hangs on that one descriptor
-/// (an epoll set), for a toolkit's loop that watches it and calls dispatch() when it is readable.
+/// Whatever can end a wait is a descriptor in one epoll set: the queue's, the timers', the pipe
+/// that posts are told by, the program's own. Each of them stays readable for as long as there is
+/// something to do for it, so none is missed whenever it comes, and loops may run inside one
+/// another. The set is a descriptor itself: a toolkit's loop that watches it and calls dispatch()
+/// when it is readable waits for the same. (A futex wakes a microsecond sooner; but it cannot
+/// stand in the set, and two ways of waiting forgot each other's wake-ups.)
 class NSRunLoop {
  public:
   class Source;
@@ -27,7 +29,7 @@ class NSRunLoop {
   [[nodiscard]] std::shared_ptr<Source> addTimer(std::chrono::milliseconds delay,
                                                  std::function<void()> onFire);
 
-  /// Readable when there is something to dispatch.
+  /// Readable when there is something to dispatch. Not to be read from or closed.
   int fileDescriptor();
 
   /// Delivers all that is ready, without waiting.
@@ -40,7 +42,8 @@ class NSRunLoop {
   void stop();
   bool runUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);
 
-  /// Makes the loop, if it waits or is about to, look around for work. Any thread.
+  /// Ends the wait that is under way, or else the next one: the loop looks at its condition and
+  /// waits again. Any thread.
   static void wakeUp();
 
   /// Under a toolkit with a loop of its own: how to wait for at most the given time until there is

@@ -9,7 +9,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -26,14 +25,6 @@ namespace tasklane::testing {
 constexpr std::chrono::milliseconds kLimit{10'000};
 
 inline CFNotificationCenter& center() { return CFNotificationCenterGetDarwinNotifyCenter(); }
-
-/// Counters of a test program's own, gone afterwards.
-inline void makeCounterFolder() {
-  std::string pattern = "/dev/shm/notification-test-XXXXXX";
-  if (!mkdtemp(pattern.data())) std::abort();
-  CFNotificationCenter::setFolder(pattern);
-}
-inline void removeCounterFolder() { std::filesystem::remove_all(CFNotificationCenter::folder()); }
 
 /// Counts what it hears under one name, and may do something each time.
 class Listener {
@@ -71,7 +62,6 @@ class Listener {
 class Peer {
  public:
   Peer(const std::string& role, const std::string& name) {
-    const std::string folder = CFNotificationCenter::folder();
     int input[2];
     int output[2];
     if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) std::abort();
@@ -79,7 +69,7 @@ class Peer {
     if (process_ == 0) {
       dup2(input[0], STDIN_FILENO);
       dup2(output[1], STDOUT_FILENO);
-      execl("/proc/self/exe", "peer", role.c_str(), folder.c_str(), name.c_str(), nullptr);
+      execl("/proc/self/exe", "peer", role.c_str(), name.c_str(), nullptr);
       _exit(127);
     }
     close(input[0]);
@@ -109,6 +99,10 @@ class Peer {
   void write(std::uint64_t number) {
     const std::string line = std::to_string(number) + "\n";
     if (::write(input_.get(), line.data(), line.size()) != std::ssize(line)) std::abort();
+  }
+  bool hasOutput() const {
+    pollfd ready{output_.get(), POLLIN, 0};
+    return poll(&ready, 1, 0) > 0;
   }
   std::string readLine() {
     std::string line;

@@ -8,31 +8,32 @@
 #include "foundation/FileDescriptor.h"
 #include "foundation/GuardedMapping.h"
 #include "foundation/NSError.h"
-#include "foundation/SharedFutex.h"
+#include "foundation/WakePipe.h"
 
 namespace tasklane {
 
-/// How often one name was posted: a counter in a small file that all processes of the user map.
+/// How often one name was posted: a counter in a small file that all processes of the user map, and
+/// a table of who sleeps until it moves, one row for each wake pipe.
 ///
-/// Listeners wait in one of two ways: a sleeper sleeps on a word of the file itself, a watcher is
-/// told of every access to the file by inotify. A process waits in one way at a time, and one file
-/// may have both kinds.
-///
-/// No lock is ever held, so a process that is killed holds up nobody. Posters and the listeners of
-/// a kind agree through two numbers: a listener raises `armed` before it looks at the counter for
-/// the last time and waits; a poster that finds `armed` ahead of `served` wakes every listener of
-/// that kind and then sets `served`. While nobody waits a post enters no system call. A poster that
-/// is killed in between leaves `armed` ahead, so that the next one wakes whoever it forgot.
+/// A listener raises `armed` in its row, then that of the whole file, before it looks at the count
+/// for the last time and sleeps. A poster that finds `armed` differ from `served` writes to the
+/// pipe of each such row and then sets `served` to what it had found. While nobody sleeps a post
+/// enters no system call. No lock is held for it: a poster that is killed in between leaves the two
+/// different, so that the next one wakes whoever it forgot, and a listener that is killed costs one
+/// vain write.
 ///
 /// A counter that is no longer at its path is retired: the highest bit of the count is set, and
-/// later posts are turned away to its successor. So each post is counted in one file only. Any
-/// thread.
+/// later posts are turned away to its successor. So each post is counted in one file only. Whoever
+/// has the file open holds a shared lock of it; what nobody holds is removed when there is much of
+/// it. Any thread.
 class NotifyCounter {
  public:
   /// Opens or makes the file of a name. A file that is damaged, somebody else's or no plain file is
-  /// replaced, with a console line.
+  /// replaced, with a console line. The identity is that of the counter which the caller has used
+  /// for the name so far (0 for none): a file made where there is none is its successor.
   static Result<std::shared_ptr<NotifyCounter>> open(const std::string& folder,
-                                                     const std::string& name);
+                                                     const std::string& name,
+                                                     std::uint64_t before = 0);
   NotifyCounter(const NotifyCounter&) = delete;
   NotifyCounter& operator=(const NotifyCounter&) = delete;
 
@@ -40,48 +41,45 @@ class NotifyCounter {
   [[nodiscard]] bool post();
   std::uint64_t count() const;
 
-  /// Says that the caller, a watcher, is about to wait; afterwards it looks at count() once more.
-  void armWatcher();
-  /// The same of a sleeper: what it sleeps on. The memory is the counter's.
-  SharedFutex::Awaited armSleeper();
+  /// Says that the pipe's holder is about to sleep; afterwards it looks at count() once more.
+  void arm(const WakePipe& pipe);
 
-  /// Wakes every watcher, or the sleepers that one of the bits is meant for, whatever they wait
-  /// for.
-  void wakeWatchers();
-  void wakeSleepers(std::uint32_t bits = SharedFutex::kEverybody);
-  /// The bit that every sleeper hears; the others are free for a process's own use.
-  static constexpr std::uint32_t kPostBit = 1;
-
-  /// Makes the file as long again as it was, with zeros, where somebody has cut it short: otherwise
-  /// there is nothing left by which its sleepers could be woken.
-  void restoreLength();
-
-  /// Turns later posts away and wakes everybody, to look for the successor.
+  /// Turns later posts away and wakes who sleeps, to look for the successor.
   void retire();
   bool retired() const;
-  /// Says that the contents are nonsense, so that nobody uses them any more.
-  void spoil();
   /// Whether the contents can be trusted.
   bool whole() const;
   /// Whether posts may go here.
-  bool usable() const;
+  bool usable() const { return whole() && !retired(); }
   /// Whether the path still leads to this file.
   bool inPlace() const;
   const std::string& path() const { return path_; }
+  const std::string& folder() const { return folder_; }
+
+  /// Tells the files of a name apart. One whose predecessor is another than a listener's old
+  /// counter shows that there was one in between, of which it knows nothing.
+  std::uint64_t identity() const { return identity_; }
+  std::uint64_t predecessor() const;
 
  private:
   struct Layout;
-  NotifyCounter(std::string path, FileDescriptor file, GuardedMapping mapping)
-      : path_(std::move(path)), file_(std::move(file)), mapping_(std::move(mapping)) {}
-  static std::shared_ptr<NotifyCounter> map(const std::string& path, FileDescriptor file);
-  static Result<void> createAt(const std::string& path, const std::string& name);
-  static Result<void> replaceAt(const std::string& path, const std::string& name);
+  struct Place;
+  NotifyCounter(const Place& place, FileDescriptor file, GuardedMapping mapping,
+                std::uint64_t identity);
+  static std::shared_ptr<NotifyCounter> map(const Place& place, FileDescriptor file);
+  static Result<void> createAt(const Place& place, const std::string& name, std::uint64_t before);
+  static Result<void> replaceAt(const Place& place, const std::string& name, std::uint64_t before);
+  static void removeUnused(const std::string& folder);
+  static void remove(const Place& place);
   Layout& layout() const;
   std::string storedName() const;
+  void wakeSleepers();
 
+  std::string folder_;
   std::string path_;
   FileDescriptor file_;
   GuardedMapping mapping_;
+  std::uint64_t identity_;
 };
 
 }  // namespace tasklane

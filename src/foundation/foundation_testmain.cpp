@@ -1,16 +1,11 @@
 #include <gmock/gmock.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sys/epoll.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <cstddef>
+#include <cstdlib>
+#include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <limits>
 #include <memory>
 #include <string>
@@ -24,7 +19,6 @@ namespace tasklane {
 namespace {
 
 constexpr std::chrono::milliseconds kLimit{20'000};
-constexpr std::chrono::milliseconds kNap{1};
 
 /// Hears a name until the number of calls that a line of the input asks for has come, then says how
 /// many there were.
@@ -50,39 +44,19 @@ int listen(const std::string& name) {
   return 0;
 }
 
-/// From now on the system refuses to sleep on several words, as some containers do.
-void forbidSleepingOnSeveral() {
-  sock_filter program[] = {
-      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_futex_waitv, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-  };
-  const sock_fprog filter{static_cast<unsigned short>(std::size(program)), program};
-  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
-    _exit(1);
-  }
-}
-
 /// Answers each post that it hears with one of its own, until it is killed.
 int echo(const std::string& role, const std::string& name) {
   auto& center = CFNotificationCenterGetDarwinNotifyCenter();
   auto& loop = NSRunLoop::mainRunLoop();
-  std::string answer = name + " echo";
-  const auto listenTo = [&](const std::string& heard) {
-    center.addObserver(
-        &answer,
-        [](CFNotificationCenter& from, void* observer, const std::string&, const void*,
-           const void*) { from.postNotification(*static_cast<std::string*>(observer)); },
-        heard, CFNotificationSuspensionBehavior::DeliverImmediately);
-  };
-  listenTo(name);
-  if (role == "--echo-confined") forbidSleepingOnSeveral();
-  if (role == "--echo-confined" || role == "--echo-asleep-on-several") listenTo(name + " other");
-  if (role == "--echo-by-descriptor") loop.runUntil([] { return false; }, kNap);
+  std::string answer = name + role;
+  center.addObserver(
+      &answer,
+      [](CFNotificationCenter& from, void* observer, const std::string&, const void*, const void*) {
+        from.postNotification(*static_cast<std::string*>(observer));
+      },
+      name, CFNotificationSuspensionBehavior::DeliverImmediately);
   std::cout << "ready" << std::endl;
-  if (role != "--echo-by-descriptor") loop.run();
+  if (role == "--echo") loop.run();
   epoll_event event{};
   const int set = epoll_create1(EPOLL_CLOEXEC);
   event.events = EPOLLIN;
@@ -108,15 +82,19 @@ int post(const std::string& name) {
 }  // namespace tasklane
 
 /// The program is also the other processes of its tests: foundation_test
-/// --listen|--post|--echo-HOW FOLDER NAME.
+/// --listen|--post|--echo[-by-descriptor] NAME.
 int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv, argv + argc);
-  if (argc == 4 && arguments[1].starts_with("--")) {
-    tasklane::CFNotificationCenter::setFolder(arguments[2]);
-    if (arguments[1] == "--listen") return tasklane::listen(arguments[3]);
-    if (arguments[1].starts_with("--echo")) return tasklane::echo(arguments[1], arguments[3]);
-    if (arguments[1] == "--post") return tasklane::post(arguments[3]);
+  if (argc == 3 && arguments[1].starts_with("--")) {
+    if (arguments[1] == "--listen") return tasklane::listen(arguments[2]);
+    if (arguments[1].starts_with("--echo")) return tasklane::echo(arguments[1], arguments[2]);
+    if (arguments[1] == "--post") return tasklane::post(arguments[2]);
   }
   ::testing::InitGoogleMock(&argc, argv);
-  return RUN_ALL_TESTS();
+  std::string folder = "/dev/shm/notification-test-XXXXXX";
+  if (!mkdtemp(folder.data())) return 1;
+  setenv("TASKLANE_NOTIFY_FOLDER", (folder + "/notify").c_str(), 1);
+  const int outcome = RUN_ALL_TESTS();
+  std::filesystem::remove_all(folder);
+  return outcome;
 }

@@ -46,6 +46,7 @@ const std::string& scratchFolder() {
 
 void prepareProcess(const std::string& folder) {
   ::setenv("TASKLANE_GROUP_CONTAINERS", (folder + "/groups").c_str(), 1);
+  ::setenv("TASKLANE_NOTIFY_FOLDER", (folder + "/notify").c_str(), 1);
   const std::string application = folder + "/Tasklane.app";
   if (!fs::exists(application)) {
     fs::create_directories(application);

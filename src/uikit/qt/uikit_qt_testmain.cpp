@@ -2,6 +2,8 @@
 
 #include <QApplication>
 #include <cstdlib>
+#include <filesystem>
+#include <string>
 
 #include "uikit/Backend.h"
 
@@ -14,9 +16,14 @@ int main(int argc, char** argv) {
   setenv("QT_QPA_PLATFORM", "offscreen", 0);
   setenv("LC_ALL", "C.UTF-8", 1);
   setenv("TASKLANE_TEXT_SIZE", "1", 1);
+  std::string folder = (std::filesystem::temp_directory_path() / "uikit-qt-XXXXXX").string();
+  if (!mkdtemp(folder.data())) return EXIT_FAILURE;
+  setenv("TASKLANE_NOTIFY_FOLDER", (folder + "/notify").c_str(), 1);
   ::testing::InitGoogleTest(&argc, argv);
   tasklane::backend::start(argc, argv, "tasklane-test");
   // A test that presses twice means it, unless it says otherwise.
   QApplication::setDoubleClickInterval(0);
-  return RUN_ALL_TESTS();
+  const int outcome = RUN_ALL_TESTS();
+  std::filesystem::remove_all(folder);
+  return outcome;
 }
