@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "foundation/decoding/HEIFContainer.h"
+
 namespace tasklane {
 
 namespace {
@@ -176,7 +178,8 @@ std::optional<ImageSize> sizeOf(Format format, HeaderBytes& bytes) {
       return sizeOfWebP(bytes);
     case Format::HEIC:
     case Format::AVIF:
-      return sizeOfHEIF(bytes);
+      if (const auto picture = readHEIF(bytes)) return picture->size;
+      return std::nullopt;
     case Format::BMP:
       return sizeOfBMP(bytes);
   }

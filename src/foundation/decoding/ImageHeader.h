@@ -51,7 +51,7 @@ class HeaderBytes {
   std::uint8_t window_[4096];
 };
 
-/// Size and orientation in a picture of the container family that HEIC belongs to.
+/// Pixels as they are stored, and what is to be done to them.
 struct ImageSize {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
@@ -68,6 +68,5 @@ std::optional<WebPChunk> findWebPChunk(HeaderBytes& bytes, std::string_view name
 
 /// The contents of a WebP's chunk of that name, or empty. A longer one than the limit is cut.
 std::string chunkOfWebP(const ImageSource& source, std::string_view name, std::size_t limit);
-std::optional<ImageSize> sizeOfHEIF(HeaderBytes& bytes);
 
 }  // namespace tasklane

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/decoding/FullChroma.h"
 #include "foundation/decoding/ImageThumbnail.h"
 #include "foundation/decoding/JPEGStrips.h"
 #include "foundation/decoding/PNGStrips.h"
@@ -50,7 +51,9 @@ Result<void> encodeJPEG(Format format, const ImageSource& source, ScratchFile& s
                         OpenImageFunction openOther, double quality, int result) {
   auto opened = open(format, source, scratch, openOther, 0);
   if (!opened.ok()) return opened.error();
-  auto upright = makeUpright(std::move(opened).value(), scratch);
+  auto stored = std::move(opened).value();
+  if (needsFullChroma(*stored)) stored = makeFullChroma(std::move(stored));
+  auto upright = makeUpright(std::move(stored), scratch);
   if (!upright.ok()) return upright.error();
   StripProducer& producer = *upright.value();
   auto encoder = makeJPEGEncoder(producer.layout(), producer.colorProfile(), quality, result);

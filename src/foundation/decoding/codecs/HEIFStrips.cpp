@@ -1,12 +1,11 @@
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
-#include "foundation/decoding/ImageHeader.h"
-#include "foundation/decoding/UprightStrips.h"
+#include "foundation/decoding/HEIFContainer.h"
+#include "foundation/decoding/codecs/CodedColors.h"
 #include "foundation/decoding/codecs/Codecs.h"
 
 #include <libheif/heif.h>
@@ -24,9 +23,10 @@ struct Free {
 template <class T>
 using Owned = std::unique_ptr<T, Free>;
 
-/// The library's way to the file.
+/// The library's way to the file, in which a few bytes are others.
 struct Reader {
   const ImageSource* source;
+  std::vector<HEIFPatch> patches;
   std::uint64_t offset = 0;
 
   static int64_t position(void* self) {
@@ -36,6 +36,13 @@ struct Reader {
     auto* reader = static_cast<Reader*>(self);
     const auto got = reader->source->readAt(reader->offset, into, count);
     if (got < 0 || static_cast<size_t>(got) < count) return 1;
+    for (const HEIFPatch& patch : reader->patches) {
+      for (std::size_t i = 0; i < patch.bytes.size(); ++i) {
+        const std::uint64_t place = patch.offset + i;
+        if (place >= reader->offset && place - reader->offset < count)
+          static_cast<char*>(into)[place - reader->offset] = patch.bytes[i];
+      }
+    }
     reader->offset += count;
     return 0;
   }
@@ -50,11 +57,61 @@ struct Reader {
   }
 };
 
-/// The library decodes a picture whole. Its planes are taken as they are, so that they are all that
-/// is held.
-class HEICStrips final : public StripProducer {
+NSError errorOf(const heif_error& error) {
+  if (error.code == heif_error_Memory_allocation_error)
+    return {NSError::Kind::Unsupported, "it takes more memory to decode than is allowed"};
+  if (error.code == heif_error_Unsupported_feature || error.code == heif_error_Unsupported_filetype)
+    return {NSError::Kind::Unsupported, error.message};
+  return damaged(error.message);
+}
+
+/// A file open with the library, and its primary picture.
+class Session {
  public:
-  explicit HEICStrips(const DecoderInput& input) : input_(input) { reader_.source = input.source; }
+  Session(const ImageSource& source, std::vector<HEIFPatch> patches)
+      : reader_{&source, std::move(patches)}, context_(heif_context_alloc()) {}
+
+  Result<void> open() {
+    static constexpr heif_reader kReader{1, Reader::position, Reader::read, Reader::seek,
+                                         Reader::wait};
+    const heif_error read =
+        heif_context_read_from_reader(context_.get(), &kReader, &reader_, nullptr);
+    if (read.code != heif_error_Ok) return errorOf(read);
+    heif_context_set_max_decoding_threads(context_.get(), 1);
+    heif_image_handle* handle = nullptr;
+    const heif_error found = heif_context_get_primary_image_handle(context_.get(), &handle);
+    handle_.reset(handle);
+    if (found.code != heif_error_Ok) return errorOf(found);
+    return {};
+  }
+  const heif_image_handle* handle() const { return handle_.get(); }
+
+  /// Undefined ones leave the picture as it is stored.
+  Result<std::shared_ptr<const heif_image>> decode(heif_colorspace space, heif_chroma chroma,
+                                                   bool turned) const {
+    const Owned<heif_decoding_options> options(heif_decoding_options_alloc());
+    options->ignore_transformations = turned ? 0 : 1;
+    options->convert_hdr_to_8bit = space == heif_colorspace_RGB ? 1 : 0;
+    options->strict_decoding = 1;
+    heif_image* image = nullptr;
+    const heif_error decoded =
+        heif_decode_image(handle_.get(), &image, space, chroma, options.get());
+    if (decoded.code != heif_error_Ok) return errorOf(decoded);
+    return std::shared_ptr<const heif_image>(image, Free());
+  }
+
+ private:
+  Reader reader_;
+  Owned<heif_context> context_;
+  Owned<heif_image_handle> handle_;
+};
+
+/// A picture tile by tile, a row of them at a time; one in one piece is a single tile. Samples are
+/// taken as they are stored, in their sampling, unless only the library knows what they mean.
+class HEIFStrips final : public StripProducer {
+ public:
+  HEIFStrips(const DecoderInput& input, HEIFPicture picture)
+      : input_(input), picture_(std::move(picture)) {}
 
   const StripLayout& layout() const override { return layout_; }
   int orientation() const override { return input_.header.orientation; }
@@ -62,194 +119,220 @@ class HEICStrips final : public StripProducer {
   Result<void> finish() override { return {}; }
 
   Result<void> start() {
-    context_.reset(heif_context_alloc());
-    static constexpr heif_reader kReader{1, Reader::position, Reader::read, Reader::seek,
-                                         Reader::wait};
-    if (auto read =
-            judge(heif_context_read_from_reader(context_.get(), &kReader, &reader_, nullptr));
-        !read.ok())
-      return read;
-    heif_context_set_max_decoding_threads(context_.get(), 1);
-    heif_image_handle* handle = nullptr;
-    auto found = judge(heif_context_get_primary_image_handle(context_.get(), &handle));
-    if (!found.ok()) return found;
-    const Owned<heif_image_handle> owned(handle);
-    if (auto fits = judgeSize(handle); !fits.ok()) return fits;
-    takeProfile(handle);
-    if (auto decoded = decode(handle); !decoded.ok()) return decoded;
-    context_.reset();
+    Session whole(*input_.source, {});
+    if (auto opened = whole.open(); !opened.ok()) return opened;
+    alpha_ = heif_image_handle_has_alpha_channel(whole.handle()) != 0;
+    colors_ = codedColorsOf(whole.handle());
+    if (alpha_ || picture_.librarysTurns) picture_.tiles.clear();
+    if (picture_.tiles.empty()) {
+      picture_.rows = picture_.columns = 1;
+      if (auto fits = judgeSize(whole.handle()); !fits.ok()) return fits;
+    }
+    takeProfile(whole.handle());
+    auto first = decodeFirst(whole);
+    if (!first.ok()) return first.error();
+    images_.push_back(std::move(first).value());
     return layOut();
   }
 
   Result<void> fill(Strip& strip) override {
-    if (layout_.pixels == PixelLayout::RGB)
-      fillPixels(strip);
-    else
-      fillPlanes(strip);
+    const std::uint32_t y = next_ * layout_.rowsPerStrip();
+    if (auto loaded = loadRow(y / tileHeight_); !loaded.ok()) return loaded;
+    for (std::size_t plane = 0; plane < layout_.planes.size(); ++plane) {
+      const ImagePlane& shape = layout_.planes[plane];
+      const std::uint32_t rows = layout_.planeRowsInStrip(shape, next_);
+      const std::uint32_t inTile =
+          y % tileHeight_ / layout_.maximumVerticalSampling() * shape.verticalSampling;
+      for (std::uint32_t column = 0; column < picture_.columns; ++column)
+        fillFrom(*images_[column], column, plane, inTile, rows, strip);
+      strip.padPlane(layout_, plane, rows);
+    }
     ++next_;
     return {};
   }
 
  private:
-  Result<void> judge(const heif_error& error) const {
-    if (error.code == heif_error_Ok) return {};
-    if (error.code == heif_error_Unsupported_feature ||
-        error.code == heif_error_Unsupported_filetype)
-      return NSError{NSError::Kind::Unsupported, error.message};
-    return damaged(error.message);
-  }
-
-  Result<void> judgeSize(heif_image_handle* handle) {
-    turnsItself_ = input_.header.orientation == 1;
-    alpha_ = heif_image_handle_has_alpha_channel(handle) != 0;
+  /// Of a picture in one piece the decoder holds copies, and what it knows of each block (measured:
+  /// five and a half times the pixels).
+  Result<void> judgeSize(const heif_image_handle* handle) const {
     const auto pixels = std::uint64_t(heif_image_handle_get_width(handle)) *
                         std::uint64_t(heif_image_handle_get_height(handle));
     const std::uint64_t deep = heif_image_handle_get_luma_bits_per_pixel(handle) > 8 ? 2 : 1;
-    // The planes take half as much again as the pixels; of a picture in one piece the decoder holds
-    // another copy and what it knows of each block (measured: five and a half times the pixels).
-    const std::uint64_t copies = alpha_ ? 8 : 5;
-    const std::uint64_t needed = pixels * deep * copies;
+    const std::uint64_t needed = pixels * deep * (alpha_ ? 8 : 4);
     if (needed > kCodecMemory) return needsTooMuchMemory(input_, needed);
     return {};
   }
 
-  void takeProfile(heif_image_handle* handle) {
+  void takeProfile(const heif_image_handle* handle) {
     std::string profile(heif_image_handle_get_raw_color_profile_size(handle), '\0');
-    if (profile.empty()) return;
-    if (heif_image_handle_get_raw_color_profile(handle, profile.data()).code == heif_error_Ok)
+    if (!profile.empty() &&
+        heif_image_handle_get_raw_color_profile(handle, profile.data()).code == heif_error_Ok)
       profile_ = usableColorProfile(profile, false);
+    if (profile_.empty() && colors_) profile_ = colorProfileOf(*colors_);
   }
 
-  Result<void> decode(heif_image_handle* handle) {
-    // Asked for in the sampling that such pictures have: what the library would choose by itself is
-    // RGB, twice as much.
-    const Owned<heif_decoding_options> options(heif_decoding_options_alloc());
-    options->ignore_transformations = turnsItself_ ? 0 : 1;
-    options->convert_hdr_to_8bit = alpha_ ? 1 : 0;
-    options->strict_decoding = 1;
-    heif_image* image = nullptr;
-    auto decoded = judge(
-        heif_decode_image(handle, &image, alpha_ ? heif_colorspace_RGB : heif_colorspace_YCbCr,
-                          alpha_ ? heif_chroma_interleaved_RGBA : heif_chroma_420, options.get()));
-    image_.reset(image);
-    return decoded;
+  Result<std::shared_ptr<const heif_image>> decodeFirst(const Session& whole) {
+    if (alpha_) {
+      space_ = heif_colorspace_RGB;
+      chroma_ = heif_chroma_interleaved_RGBA;
+    }
+    auto image = decodeTile(0, whole);
+    if (!image.ok() || alpha_) return image;
+    if (!colors_) colors_ = codedColorsOf(image.value().get());
+    const heif_colorspace space = heif_image_get_colorspace(image.value().get());
+    if (space == heif_colorspace_monochrome ||
+        (space == heif_colorspace_YCbCr && (!colors_ || colors_->hasMatrixOfJPEG())))
+      return image;
+    space_ = heif_colorspace_RGB;
+    chroma_ = heif_chroma_interleaved_RGB;
+    image.value().reset();
+    return decodeTile(0, whole);
+  }
+
+  Result<std::shared_ptr<const heif_image>> decodeTile(std::size_t index, const Session& whole) {
+    if (picture_.tiles.empty()) return whole.decode(space_, chroma_, picture_.librarysTurns);
+    HeaderBytes bytes(*input_.source);
+    Session session(*input_.source, makePrimary(bytes, picture_.tiles[index]));
+    if (auto opened = session.open(); !opened.ok()) return opened.error();
+    return session.decode(space_, chroma_, false);
   }
 
   Result<void> layOut() {
-    const heif_channel first = alpha_ ? heif_channel_interleaved : heif_channel_Y;
-    const int width = heif_image_get_width(image_.get(), first);
-    const int height = heif_image_get_height(image_.get(), first);
-    const std::uint32_t expectedWidth = input_.header.width;
-    const std::uint32_t expectedHeight = input_.header.height;
-    if (width != static_cast<int>(expectedWidth) || height != static_cast<int>(expectedHeight))
-      return damaged("it gives its size twice");
-    if (alpha_) {
-      layout_ = StripLayout::interleaved(PixelLayout::RGB, expectedWidth, expectedHeight);
-      return takePlanes({heif_channel_interleaved});
+    const heif_image* first = images_[0].get();
+    const std::uint32_t width = input_.header.width, height = input_.header.height;
+    const heif_colorspace space = heif_image_get_colorspace(first);
+    if (space == heif_colorspace_RGB) {
+      layout_ = StripLayout::interleaved(PixelLayout::RGB, width, height);
+      channels_ = {heif_channel_interleaved};
+    } else if (space == heif_colorspace_monochrome) {
+      layout_ = StripLayout::interleaved(PixelLayout::Gray, width, height);
+      channels_ = {heif_channel_Y};
+      profile_.clear();
+    } else {
+      const heif_chroma chroma = heif_image_get_chroma_format(first);
+      const std::uint32_t across = chroma == heif_chroma_444 ? 1 : 2;
+      const std::uint32_t down = chroma == heif_chroma_420 ? 2 : 1;
+      layout_ =
+          StripLayout::planar(PixelLayout::YCbCr, width, height,
+                              {{0, 0, 1, across, down}, {0, 0, 1, 1, 1}, {0, 0, 1, 1, 1}});
+      channels_ = {heif_channel_Y, heif_channel_Cb, heif_channel_Cr};
     }
-    layout_ = StripLayout::planar(PixelLayout::YCbCr, expectedWidth, expectedHeight,
-                                  {{0, 0, 1, 2, 2}, {0, 0, 1, 1, 1}, {0, 0, 1, 1, 1}});
-    return takePlanes({heif_channel_Y, heif_channel_Cb, heif_channel_Cr});
+    tileWidth_ = sizeOf(heif_image_get_width(first, channels_[0]));
+    tileHeight_ = sizeOf(heif_image_get_height(first, channels_[0]));
+    const bool covered = std::uint64_t{tileWidth_} * picture_.columns >= width &&
+                         std::uint64_t{tileHeight_} * picture_.rows >= height;
+    if (!covered || (picture_.tiles.empty() && (tileWidth_ != width || tileHeight_ != height)))
+      return damaged("it gives its size twice");
+    if (!picture_.tiles.empty() && (tileWidth_ % layout_.maximumHorizontalSampling() != 0 ||
+                                    tileHeight_ % layout_.rowsPerStrip() != 0))
+      return NSError{NSError::Kind::Unsupported, "its tiles are of an unusual size"};
+    const bool full = space != heif_colorspace_YCbCr || !colors_ || colors_->fullRange;
+    levels_ = full ? &Levels::full() : &Levels::ofVideo();
+    return judgeImage(first);
   }
 
-  Result<void> takePlanes(const std::vector<heif_channel>& channels) {
-    for (std::size_t i = 0; i < channels.size(); ++i) {
-      Plane plane;
-      plane.bytes = heif_image_get_plane_readonly(image_.get(), channels[i], &plane.stride);
-      plane.bits = heif_image_get_bits_per_pixel_range(image_.get(), channels[i]);
+  static std::uint32_t sizeOf(int length) { return static_cast<std::uint32_t>(std::max(length, 0)); }
+
+  /// Whether an image has all the samples that will be taken from it.
+  Result<void> judgeImage(const heif_image* image) const {
+    for (std::size_t i = 0; i < channels_.size(); ++i) {
       const ImagePlane& shape = layout_.planes[i];
-      const bool whole =
-          heif_image_get_width(image_.get(), channels[i]) >= static_cast<int>(shape.width) &&
-          heif_image_get_height(image_.get(), channels[i]) >= static_cast<int>(shape.height);
-      if (plane.bytes == nullptr || !whole || plane.bits < 8 || plane.bits > 16)
+      const std::uint32_t across = layout_.maximumHorizontalSampling() / shape.horizontalSampling;
+      const std::uint32_t down = layout_.maximumVerticalSampling() / shape.verticalSampling;
+      const int bits = heif_image_get_bits_per_pixel_range(image, channels_[i]);
+      int stride = 0;
+      if (heif_image_get_plane_readonly(image, channels_[i], &stride) == nullptr ||
+          sizeOf(heif_image_get_width(image, channels_[i])) < (tileWidth_ + across - 1) / across ||
+          sizeOf(heif_image_get_height(image, channels_[i])) < (tileHeight_ + down - 1) / down ||
+          heif_image_get_colorspace(image) != heif_image_get_colorspace(images_[0].get()) ||
+          heif_image_get_chroma_format(image) != heif_image_get_chroma_format(images_[0].get()) ||
+          bits < 8 || bits > 16)
         return damaged("a plane is missing");
-      planes_.push_back(plane);
     }
-    chooseLevels();
     return {};
   }
 
-  /// Video range is stretched to the full range of a JPEG.
-  void chooseLevels() {
-    heif_color_profile_nclx* nclx = nullptr;
-    bool full = true;
-    if (heif_image_get_nclx_color_profile(image_.get(), &nclx).code == heif_error_Ok) {
-      full = nclx->full_range_flag != 0;
-      heif_nclx_color_profile_free(nclx);
+  /// Has the tiles of a row in memory, and no others.
+  Result<void> loadRow(std::uint32_t row) {
+    if (row == row_ && images_.size() == picture_.columns) return {};
+    if (row != row_) images_.resize(1);  // the first stays, to compare with
+    for (std::uint32_t column = 0; column < picture_.columns; ++column) {
+      if (row == row_ && column == 0) continue;
+      auto image =
+          decodeTile(std::size_t{row} * picture_.columns + column, Session(*input_.source, {}));
+      if (!image.ok()) return image.error();
+      if (auto whole = judgeImage(image.value().get()); !whole.ok()) return whole;
+      if (column == 0)
+        images_[0] = std::move(image).value();
+      else
+        images_.push_back(std::move(image).value());
     }
-    for (std::size_t value = 0; value < 256; ++value) {
-      const auto stretch = [&](double zero, double range, double center) {
-        const double level = (static_cast<double>(value) - zero) * 255 / range + center;
-        return static_cast<std::uint8_t>(full ? static_cast<double>(value)
-                                              : std::clamp(level + 0.5, 0.0, 255.0));
-      };
-      luma_[value] = stretch(16, 219, 0);
-      chroma_[value] = stretch(128, 224, 128);
-    }
+    row_ = row;
+    return {};
   }
 
-  void fillPixels(Strip& strip) const {
-    const std::uint32_t rows = layout_.planeRowsInStrip(layout_.planes[0], next_);
-    for (std::uint32_t y = 0; y < rows; ++y) {
-      const std::uint8_t* from = rowOf(planes_[0], next_ * layout_.rowsPerStrip() + y);
-      std::uint8_t* to = strip.row(0, y);
-      for (std::uint32_t x = 0; x < layout_.width; ++x, from += 4, to += 3) {
-        for (std::size_t i = 0; i < 3; ++i) to[i] = onWhite(from[i], from[3]);
-      }
-    }
-  }
-
-  void fillPlanes(Strip& strip) const {
-    for (std::size_t plane = 0; plane < planes_.size(); ++plane) {
-      const ImagePlane& shape = layout_.planes[plane];
-      const auto& levels = plane == 0 ? luma_ : chroma_;
-      const std::uint32_t rows = layout_.planeRowsInStrip(shape, next_);
-      for (std::uint32_t y = 0; y < rows; ++y) {
-        const std::uint8_t* from =
-            rowOf(planes_[plane], next_ * layout_.planeRowsPerStrip(shape) + y);
-        std::uint8_t* to = strip.row(plane, y);
-        for (std::uint32_t x = 0; x < shape.width; ++x)
-          to[x] = levels[sampleOf(planes_[plane], from, x)];
-        std::fill(to + shape.width, to + strip.stride(plane), to[shape.width - 1]);
-      }
-      for (std::uint32_t y = std::max(rows, 1u); y < layout_.planeRowsPerStrip(shape); ++y)
-        std::copy_n(strip.row(plane, y - 1), strip.stride(plane), strip.row(plane, y));
-    }
-  }
-
-  struct Plane {
-    const std::uint8_t* bytes = nullptr;
+  void fillFrom(const heif_image& image, std::uint32_t column, std::size_t plane,
+                std::uint32_t from, std::uint32_t rows, Strip& strip) const {
+    const ImagePlane& shape = layout_.planes[plane];
+    const std::uint32_t full = layout_.maximumHorizontalSampling();
+    const std::uint32_t tileWidth =
+        (tileWidth_ * shape.horizontalSampling + full - 1) / full;
+    const std::uint32_t left = column * tileWidth;
+    if (left >= shape.width) return;
+    const std::uint32_t width = std::min(tileWidth, shape.width - left);
+    const int bits = heif_image_get_bits_per_pixel_range(&image, channels_[plane]);
     int stride = 0;
-    int bits = 8;
-  };
-  static const std::uint8_t* rowOf(const Plane& plane, std::uint32_t y) {
-    return plane.bytes + std::size_t{y} * static_cast<std::size_t>(plane.stride);
+    const std::uint8_t* samples =
+        heif_image_get_plane_readonly(&image, channels_[plane], &stride);
+    const LevelTable& levels = plane == 0 ? levels_->luma : levels_->chroma;
+    for (std::uint32_t y = 0; y < rows; ++y) {
+      const std::uint8_t* row = samples + std::size_t{from + y} * static_cast<std::size_t>(stride);
+      std::uint8_t* to = strip.row(plane, y) + std::size_t{left} * shape.bytesPerSample;
+      if (alpha_)
+        layOnWhite(row, to, width);
+      else if (layout_.pixels == PixelLayout::RGB)
+        std::memcpy(to, row, std::size_t{width} * 3);
+      else
+        for (std::uint32_t x = 0; x < width; ++x) to[x] = levels[sampleOf(row, x, bits)];
+    }
   }
-  static std::uint8_t sampleOf(const Plane& plane, const std::uint8_t* row, std::uint32_t x) {
-    if (plane.bits == 8) return row[x];
+
+  static void layOnWhite(const std::uint8_t* rgba, std::uint8_t* rgb, std::uint32_t count) {
+    for (; count > 0; --count, rgba += 4, rgb += 3)
+      for (std::size_t i = 0; i < 3; ++i) rgb[i] = onWhite(rgba[i], rgba[3]);
+  }
+
+  static std::uint8_t sampleOf(const std::uint8_t* row, std::uint32_t x, int bits) {
+    if (bits == 8) return row[x];
     std::uint16_t value = 0;
     std::memcpy(&value, row + std::size_t{x} * 2, 2);
-    return static_cast<std::uint8_t>(value >> (plane.bits - 8));
+    return static_cast<std::uint8_t>(value >> (bits - 8));
   }
 
   DecoderInput input_;
-  Reader reader_{};
-  Owned<heif_context> context_;
-  Owned<heif_image> image_;
-  bool turnsItself_ = true;
+  HEIFPicture picture_;
   bool alpha_ = false;
+  std::optional<CodedColors> colors_;
+  heif_colorspace space_ = heif_colorspace_undefined;
+  heif_chroma chroma_ = heif_chroma_undefined;
   StripLayout layout_;
   std::string profile_;
-  std::vector<Plane> planes_;
-  std::array<std::uint8_t, 256> luma_{};
-  std::array<std::uint8_t, 256> chroma_{};
+  std::vector<heif_channel> channels_;
+  const Levels* levels_ = nullptr;
+  std::uint32_t tileWidth_ = 0;
+  std::uint32_t tileHeight_ = 0;
+  std::vector<std::shared_ptr<const heif_image>> images_;  ///< of one row of tiles
+  std::uint32_t row_ = 0;
   std::uint32_t next_ = 0;
 };
 
 }  // namespace
 
 OpenedImage openHEIF(const DecoderInput& input) {
-  auto strips = std::make_unique<HEICStrips>(input);
+  HeaderBytes bytes(*input.source);
+  auto picture = readHEIF(bytes);
+  if (!picture) return damaged("it does not say its size");
+  auto strips = std::make_unique<HEIFStrips>(input, std::move(*picture));
   if (auto started = strips->start(); !started.ok()) return started.error();
   return std::unique_ptr<StripProducer>(std::move(strips));
 }
