@@ -19,6 +19,7 @@
 #include "bench/Report.h"
 #include "foundation/EncodedImage.h"
 #include "foundation/NSItemProvider.h"
+#include "foundation/NSOperationQueue.h"
 #include "foundation/TestPictures.h"
 #include "foundation/UTType.h"
 
@@ -94,8 +95,10 @@ void share(const std::string& path, int photos, const std::string& folder) {
           reencode(**image, folder);
         });
   }
-  while (NSItemProvider::outstandingLoads() > 0)
+  while (NSItemProvider::outstandingLoads() > 0) {
+    NSOperationQueue::mainQueue().runPending();
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
 }
 
 /// The peak of a child that does one of the things above with a picture.

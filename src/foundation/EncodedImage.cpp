@@ -123,7 +123,7 @@ Result<void> EncodedImage::writeJPEGRepresentation(double compressionQuality,
   if (auto unchanged = checkUnchanged(); !unchanged.ok()) return unchanged;
   if (!decoded.ok())
     return NSError{decoded.error().kind, path_ + ": " + decoded.error().description};
-  return {};
+  return into.flush();
 }
 
 Result<EncodedImage::Pixels> EncodedImage::thumbnail(int side) const {

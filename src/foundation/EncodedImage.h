@@ -31,8 +31,8 @@ class EncodedImage {
   int fileDescriptor() const { return fileDescriptor_; }
 
   /// Re-encodes as a JPEG of the given quality (0 to 1), upright, with the colour profile and
-  /// without any other metadata (location above all), into a file. Waits for the decoder; an error
-  /// names the picture and says why there is no JPEG of it.
+  /// without any other metadata (location above all), into a file, and flushes that to the disk.
+  /// Waits for both; an error names the picture and says why there is no JPEG of it.
   Result<void> writeJPEGRepresentation(double compressionQuality, UnnamedFile& into) const;
 
   struct Pixels {

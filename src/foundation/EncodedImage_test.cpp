@@ -199,6 +199,11 @@ TEST(EncodedImage, ReadsEveryKindOfPNG) {
        kUpright,
        ""},
       {"turned", {.orientation = 6}, 255, seen(6), ""},
+      {"turned, as is said behind the pixels",
+       {.orientation = 6, .exifAtEnd = true},
+       255,
+       seen(6),
+       ""},
   };
   for (const Case& each : cases) {
     SCOPED_TRACE(each.what);
@@ -230,13 +235,28 @@ TEST(EncodedImage, AnythingCutShortIsAnErrorAndLeavesNoPicture) {
       pictures::png({.width = 50, .height = 40, .interlaced = true}),
   };
   for (const std::string& whole : pictures) {
-    for (std::size_t length = 0; length < whole.size(); length += length < 700 ? 1 : 7) {
+    // The end mark of a JPEG may be missing, as may the checks at the end of a PNG not.
+    const std::size_t needed = whole.size() - (whole.starts_with("\xFF\xD8") ? 3 : 0);
+    for (std::size_t length = 0; length < needed; length += length < 700 ? 1 : 7) {
       auto bytes = reencode(whole.substr(0, length));
       ASSERT_FALSE(bytes.ok()) << length << " of " << whole.size() << " bytes";
       EXPECT_THAT(bytes.error().kind, ::testing::AnyOf(Kind::Corrupt, Kind::Unsupported));
       EXPECT_NE("", bytes.error().description);
     }
     EXPECT_TRUE(reencode(whole).ok());
+  }
+}
+
+TEST(EncodedImage, AJPEGMayLackItsEndMarkAlone) {
+  const JPEGShape shapes[] = {{.width = 50, .height = 40},
+                              {.width = 50, .height = 40, .progressive = true},
+                              {.components = 1, .horizontal = 1, .vertical = 1}};
+  for (const JPEGShape& shape : shapes) {
+    const std::string whole = pictures::jpeg(shape);
+    const auto marked = reencode(whole), unmarked = reencode(whole.substr(0, whole.size() - 2));
+    ASSERT_TRUE(unmarked.ok()) << unmarked.error().description;
+    EXPECT_EQ(marked.value(), unmarked.value());
+    EXPECT_FALSE(reencode(whole.substr(0, whole.size() - 12)).ok());
   }
 }
 

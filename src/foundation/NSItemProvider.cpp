@@ -1,15 +1,18 @@
 #include "foundation/NSItemProvider.h"
 
+#include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 
+#include "foundation/NSLog.h"
 #include "foundation/NSOperationQueue.h"
 #include "foundation/UTType.h"
 
@@ -17,64 +20,98 @@ namespace tasklane {
 
 namespace {
 
-constexpr int kThreads = 2;
+/// A photo keeps a processor busy, or a disk; two of them use what there is.
+constexpr int kPictureThreads = 2;
+/// Pictures that are loaded and have not been taken by the main thread, beyond which no further one
+/// is begun: each holds a descriptor.
+constexpr int kUntakenPictures = 8;
 
-/// The threads that load. They are detached and their state is never destroyed: a process may end
-/// while a slow disk keeps a load from returning.
+std::atomic<int> outstanding = 0;
+
+/// Loads of one kind, and the threads that do them. These are detached and their state is never
+/// destroyed: a process may end while a slow disk keeps a load from returning.
 class LoadQueue {
  public:
-  static LoadQueue& shared() {
-    static LoadQueue* const queue = std::make_unique<LoadQueue>().release();
-    return *queue;
+  /// Addresses, property lists and texts wait for no picture: they have a thread of their own.
+  static LoadQueue& forType(const std::string& type) {
+    static LoadQueue* const pictures =
+        std::make_unique<LoadQueue>(kPictureThreads, kUntakenPictures).release();
+    static LoadQueue* const others =
+        std::make_unique<LoadQueue>(1, std::numeric_limits<int>::max()).release();
+    return UTTypeConformsTo(type, kUTTypeImage) ? *pictures : *others;
   }
 
-  LoadQueue() = default;
+  LoadQueue(int threads, int untaken) : mostThreads_(threads), mostUntaken_(untaken) {}
 
   void add(std::function<void()> load) {
-    const std::lock_guard lock(mutex_);
-    ++outstanding_;
+    std::unique_lock lock(mutex_);
     loads_.push_back(std::move(load));
-    if (threads_ < kThreads && threads_ < outstanding_) startThread();
+    ++outstanding;
+    ++unfinished_;
+    if (threads_ < mostThreads_ && threads_ < unfinished_ && !startThread() && threads_ == 0) {
+      // Without any thread it would never be loaded; so the caller waits for it.
+      takeOne(lock);
+      return;
+    }
     changed_.notify_one();
   }
 
-  int outstanding() {
-    const std::lock_guard lock(mutex_);
-    return outstanding_;
-  }
-
  private:
-  void startThread() {
+  bool startThread() {
     try {
       std::thread([this] { work(); }).detach();
-      ++threads_;
-    } catch (const std::system_error&) {
-      // Without any thread nothing would ever be loaded; with one less it only takes longer.
-      if (threads_ == 0) throw;
+    } catch (const std::exception&) {
+      return false;
     }
+    ++threads_;
+    return true;
   }
 
   [[noreturn]] void work() {
     for (;;) {
       std::unique_lock lock(mutex_);
-      changed_.wait(lock, [this] { return !loads_.empty(); });
-      std::function<void()> load = std::move(loads_.front());
-      loads_.pop_front();
-      lock.unlock();
-      load();
-      load = nullptr;
-      lock.lock();
-      --outstanding_;
-      lock.unlock();
-      // A run loop that waits for the last load has to look again, whatever the handler did.
-      NSOperationQueue::mainQueue().addOperationWithBlock([] {});
+      changed_.wait(lock, [this] { return !loads_.empty() && untaken_ < mostUntaken_; });
+      takeOne(lock);
     }
   }
 
+  void takeOne(std::unique_lock<std::mutex>& lock) {
+    std::function<void()> load = std::move(loads_.front());
+    loads_.pop_front();
+    ++untaken_;
+    lock.unlock();
+    load();
+    load = nullptr;
+    lock.lock();
+    --unfinished_;
+    lock.unlock();
+    --outstanding;
+    // Behind what the handler left for the main thread. A run loop that waits for the last load has
+    // to look again in any case.
+    while (!callBack()) std::this_thread::yield();
+  }
+
+  /// False while there is no memory for it.
+  bool callBack() {
+    try {
+      NSOperationQueue::mainQueue().addOperationWithBlock([this] {
+        const std::lock_guard lock(mutex_);
+        --untaken_;
+        changed_.notify_all();
+      });
+    } catch (const std::exception&) {
+      return false;
+    }
+    return true;
+  }
+
+  const int mostThreads_;
+  const int mostUntaken_;
   std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<std::function<void()>> loads_;
-  int outstanding_ = 0;
+  int unfinished_ = 0;
+  int untaken_ = 0;  ///< begun, and what is left of them not yet taken by the main thread
   int threads_ = 0;
 };
 
@@ -86,6 +123,22 @@ Result<NSItemProviderItem> loadGuarded(const NSItemProvider::Loader& loader) {
                    std::string("cannot load an attachment: ") + exception.what()};
   } catch (...) {
     return NSError{NSError::Kind::Io, "cannot load an attachment"};
+  }
+}
+
+/// A handler that fails, as when memory runs out, costs its attachment and not the process.
+void handleGuarded(const NSItemProvider::CompletionHandler& handler,
+                   const Result<NSItemProviderItem>& loaded) {
+  if (!handler) return;
+  try {
+    if (loaded.ok())
+      handler(loaded.value(), std::nullopt);
+    else
+      handler(std::monostate{}, loaded.error());
+  } catch (const std::exception& exception) {
+    NSLog(std::string("An attachment could not be taken: ") + exception.what());
+  } catch (...) {
+    NSLog("An attachment could not be taken");
   }
 }
 
@@ -165,23 +218,21 @@ bool NSItemProvider::hasItemConformingToTypeIdentifier(const std::string& typeId
 void NSItemProvider::loadItemForTypeIdentifier(const std::string& typeIdentifier,
                                                CompletionHandler completionHandler) {
   auto self = sharedFrom(this);
-  LoadQueue::shared().add([self, typeIdentifier, handler = std::move(completionHandler)] {
-    Result<NSItemProviderItem> loaded = NSError{
-        NSError::Kind::Unsupported, "an attachment offers nothing of the type " + typeIdentifier};
-    for (const auto& [type, loader] : self->loaders_) {
-      if (!UTTypeConformsTo(type, typeIdentifier)) continue;
-      loaded = loadGuarded(loader);
-      break;
-    }
-    if (!handler) return;
-    if (loaded.ok()) {
-      handler(loaded.value(), std::nullopt);
-    } else {
-      handler(std::monostate{}, loaded.error());
-    }
+  const auto found = std::find_if(loaders_.begin(), loaders_.end(), [&](const auto& offered) {
+    return UTTypeConformsTo(offered.first, typeIdentifier);
   });
+  const bool offered = found != loaders_.end();
+  LoadQueue::forType(offered ? found->first : typeIdentifier)
+      .add([self, typeIdentifier, loader = offered ? found->second : Loader(),
+            handler = std::move(completionHandler)] {
+        const auto loaded =
+            loader ? loadGuarded(loader)
+                   : NSError{NSError::Kind::Unsupported,
+                             "an attachment offers nothing of the type " + typeIdentifier};
+        handleGuarded(handler, loaded);
+      });
 }
 
-int NSItemProvider::outstandingLoads() { return LoadQueue::shared().outstanding(); }
+int NSItemProvider::outstandingLoads() { return outstanding; }
 
 }  // namespace tasklane

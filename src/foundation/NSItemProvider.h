@@ -26,8 +26,10 @@ using NSItemProviderItem = std::variant<std::monostate, NSURL, PropertyList,
 
 /// One attachment of a share: content that can be loaded as one or several types.
 ///
-/// Loads run on background threads of the platform and complete there; at most a few run at once,
-/// so that many large photos do not fill the memory. A provider is immutable once it is handed out.
+/// Loads run on background threads of the platform and complete there. At most two pictures load at
+/// once, and none begins while several wait for the main thread to take them, so that many photos
+/// fill neither memory nor the table of descriptors; whatever is no picture does not wait for them.
+/// A provider is immutable once it is handed out.
 class NSItemProvider : public NSObject {
  public:
   using CompletionHandler =
@@ -50,7 +52,8 @@ class NSItemProvider : public NSObject {
   bool hasItemConformingToTypeIdentifier(const std::string& typeIdentifier) const;
 
   /// Loads the first registered type that conforms. The handler is called exactly once, on a
-  /// background thread, also with nothing and an error. The provider lives until then.
+  /// background thread, also with nothing and an error. The provider lives until then. What the
+  /// handler throws is logged.
   void loadItemForTypeIdentifier(const std::string& typeIdentifier,
                                  CompletionHandler completionHandler);
 

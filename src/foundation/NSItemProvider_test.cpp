@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -54,13 +55,19 @@ class Gate {
   bool open_ = false;
 };
 
-bool waitUntilNothingIsOutstanding() {
+template <class Condition>
+bool eventually(Condition condition) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (NSItemProvider::outstandingLoads() > 0) {
+  while (!condition()) {
     if (std::chrono::steady_clock::now() > limit) return false;
+    NSOperationQueue::mainQueue().runPending();
     std::this_thread::yield();
   }
   return true;
+}
+
+bool waitUntilNothingIsOutstanding() {
+  return eventually([] { return NSItemProvider::outstandingLoads() == 0; });
 }
 
 struct Loaded {
@@ -125,12 +132,12 @@ TEST(NSItemProvider, AFewLoadsAtOnceEachHandledOnceAndCountedUntilItsHandlerHasR
   {
     auto provider = std::make_shared<NSItemProvider>();
     weak = provider;
-    provider->registerItemForTypeIdentifier("public.text", [&]() -> Result<NSItemProviderItem> {
+    provider->registerItemForTypeIdentifier("public.png", [&]() -> Result<NSItemProviderItem> {
       loading.pass();
       return {std::string("done")};
     });
     for (int i = 0; i < kLoads; ++i)
-      provider->loadItemForTypeIdentifier("public.text", [&](const auto&, const auto&) {
+      provider->loadItemForTypeIdentifier("public.png", [&](const auto&, const auto&) {
         ++handled;
         handling.pass();
       });
@@ -138,6 +145,12 @@ TEST(NSItemProvider, AFewLoadsAtOnceEachHandledOnceAndCountedUntilItsHandlerHasR
   EXPECT_EQ(kLoads, NSItemProvider::outstandingLoads());
   ASSERT_TRUE(loading.waitForWaiting(2));
   EXPECT_FALSE(weak.expired());
+  // What is no picture does not wait for them.
+  std::atomic<bool> addressIsThere = false;
+  NSItemProvider::make(*NSURL::URLWithString("https://example.org/"), kUTTypeURL)
+      ->loadItemForTypeIdentifier(kUTTypeURL,
+                                  [&](const auto&, const auto&) { addressIsThere = true; });
+  EXPECT_TRUE(eventually([&] { return addressIsThere.load(); }));
   loading.open();
   ASSERT_TRUE(handling.waitForWaiting(2));
   EXPECT_EQ(kLoads, NSItemProvider::outstandingLoads());
@@ -152,12 +165,47 @@ TEST(NSItemProvider, TheEndOfTheLastLoadWakesTheMainQueue) {
   NSOperationQueue::mainQueue().runPending();
   auto provider = NSItemProvider::make(std::string("text"), "public.text");
   provider->loadItemForTypeIdentifier("public.text", [](const auto&, const auto&) {});
-  ASSERT_TRUE(waitUntilNothingIsOutstanding());
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (NSOperationQueue::mainQueue().empty() && std::chrono::steady_clock::now() < limit)
+  while ((NSItemProvider::outstandingLoads() > 0 || NSOperationQueue::mainQueue().empty()) &&
+         std::chrono::steady_clock::now() < limit)
     std::this_thread::yield();
+  EXPECT_EQ(0, NSItemProvider::outstandingLoads());
   EXPECT_FALSE(NSOperationQueue::mainQueue().empty());
   NSOperationQueue::mainQueue().runPending();
+}
+
+TEST(NSItemProvider, PicturesWaitForTheMainThreadToTakeThoseBefore) {
+  constexpr int kLoads = 60;
+  NSOperationQueue::mainQueue().runPending();
+  std::atomic<int> begun = 0;
+  int taken = 0, most = 0;
+  auto provider = std::make_shared<NSItemProvider>();
+  provider->registerItemForTypeIdentifier("public.png", [&]() -> Result<NSItemProviderItem> {
+    ++begun;
+    return {std::string("a picture")};
+  });
+  for (int i = 0; i < kLoads; ++i)
+    provider->loadItemForTypeIdentifier(kUTTypeImage, [&](const auto&, const auto&) {
+      NSOperationQueue::mainQueue().addOperationWithBlock([&] {
+        most = std::max(most, begun - taken);
+        ++taken;
+      });
+    });
+  // The main thread is slow: it comes only when no load can begin any more.
+  ASSERT_TRUE(eventually([&] { return taken > 0; }));
+  ASSERT_TRUE(eventually([&] { return taken == kLoads; }));
+  EXPECT_LE(most, 12);
+  EXPECT_TRUE(waitUntilNothingIsOutstanding());
+}
+
+TEST(NSItemProvider, AHandlerThatFailsCostsItsAttachmentOnly) {
+  auto provider = NSItemProvider::make(std::string("text"), "public.text");
+  testing::internal::CaptureStderr();
+  provider->loadItemForTypeIdentifier("public.text",
+                                      [](const auto&, const auto&) { throw std::bad_alloc(); });
+  EXPECT_TRUE(waitUntilNothingIsOutstanding());
+  EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("could not be taken"));
+  EXPECT_EQ(NSItemProviderItem(std::string("text")), load(provider, "public.text").item);
 }
 
 TEST(NSItemProvider, AFileIsAnAddressAndAnImageWhenItsContentsAreOne) {

@@ -158,6 +158,7 @@ struct PNGShape {
   double gamma = 0;     ///< 0: not said
   int orientation = 0;  ///< 0: no Exif
   int level = 6;
+  bool exifAtEnd = false;  ///< behind the pixels
 };
 
 /// Writes a PNG to an open file. Rows of 16 bits are most significant byte first.
@@ -182,7 +183,7 @@ inline void writePNG(std::FILE* file, const PNGShape& shape, const FillRow& fill
                  static_cast<png_uint_32>(shape.profile.size()));
   if (shape.gamma != 0) png_set_gAMA(png, info, shape.gamma);
   std::string block = exif(shape.orientation).substr(6);
-  if (shape.orientation != 0)
+  if (shape.orientation != 0 && !shape.exifAtEnd)
     png_set_eXIf_1(png, info, static_cast<png_uint_32>(block.size()),
                    reinterpret_cast<png_bytep>(block.data()));
   png_write_info(png, info);
@@ -194,6 +195,9 @@ inline void writePNG(std::FILE* file, const PNGShape& shape, const FillRow& fill
       png_write_row(png, row.data());
     }
   }
+  if (shape.orientation != 0 && shape.exifAtEnd)
+    png_write_chunk(png, reinterpret_cast<png_const_bytep>("eXIf"),
+                    reinterpret_cast<png_const_bytep>(block.data()), block.size());
   png_write_end(png, info);
   png_destroy_write_struct(&png, &info);
 }

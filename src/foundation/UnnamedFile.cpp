@@ -59,6 +59,7 @@ UnnamedFile::~UnnamedFile() {
 
 Result<void> UnnamedFile::write(const void* bytes, std::size_t count) {
   const char* next = static_cast<const char*>(bytes);
+  flushed_ = false;
   while (count > 0) {
     const ssize_t written = ::write(fileDescriptor_, next, count);
     if (written < 0) {
@@ -98,8 +99,16 @@ Result<void> UnnamedFile::readAt(std::uint64_t offset, void* into, std::size_t c
   return {};
 }
 
+Result<void> UnnamedFile::flush() {
+  if (flushed_) return {};
+  if (::fsync(fileDescriptor_) < 0)
+    return NSError::fromErrno(errno, "cannot flush a file in " + folder_);
+  flushed_ = true;
+  return {};
+}
+
 Result<void> UnnamedFile::linkToPath(const std::string& path) {
-  if (::fsync(fileDescriptor_) < 0) return NSError::fromErrno(errno, "cannot flush " + path);
+  if (auto flushed = flush(); !flushed.ok()) return flushed;
   const int linked = hiddenPath_.empty() ? linkDescriptor(fileDescriptor_, path)
                                          : ::link(hiddenPath_.c_str(), path.c_str());
   if (linked < 0) {

@@ -30,15 +30,20 @@ class UnnamedFile {
   Result<void> writeAt(std::uint64_t offset, const void* bytes, std::size_t count);
   Result<void> readAt(std::uint64_t offset, void* into, std::size_t count) const;
 
-  /// Flushes it to disk and gives it a path on the same file system, never replacing: an error of
-  /// kind Exists when there is something at the path already (the file then still has no name).
-  /// The path's folder is flushed too, so that the name survives a power cut.
+  /// Waits until what it holds is on the disk. It takes long for a photo, so whoever prepares one
+  /// on a thread of its own does it there, and giving it a name is then quick.
+  Result<void> flush();
+
+  /// Flushes it to disk, where flush() has not, and gives it a path on the same file system, never
+  /// replacing: an error of kind Exists when there is something at the path already (the file then
+  /// still has no name). The path's folder is flushed too, so that the name survives a power cut.
   Result<void> linkToPath(const std::string& path);
 
  private:
   UnnamedFile(int fileDescriptor, std::string folder, std::string hiddenPath);
 
   int fileDescriptor_;
+  bool flushed_ = false;
   std::string folder_;
   /// The file's stand-in name on a file system that knows no nameless files, else empty.
   std::string hiddenPath_;

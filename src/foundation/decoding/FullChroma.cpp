@@ -21,9 +21,9 @@ class FullChroma final : public StripProducer {
  public:
   explicit FullChroma(std::unique_ptr<StripProducer> stored)
       : stored_(std::move(stored)),
-        layout_(StripLayout::planar(
-            PixelLayout::YCbCr, stored_->layout().width, stored_->layout().height,
-            {{0, 0, 1, 1, 1}, {0, 0, 1, 1, 1}, {0, 0, 1, 1, 1}})),
+        layout_(StripLayout::planar(PixelLayout::YCbCr, stored_->layout().width,
+                                    stored_->layout().height,
+                                    {{0, 0, 1, 1, 1}, {0, 0, 1, 1, 1}, {0, 0, 1, 1, 1}})),
         strips_(3, Strip(stored_->layout())) {}
 
   const StripLayout& layout() const override { return layout_; }
@@ -51,8 +51,7 @@ class FullChroma final : public StripProducer {
 
  private:
   const std::uint8_t* rowOf(std::size_t plane, std::uint32_t y) const {
-    const std::uint32_t rows =
-        stored_->layout().planeRowsPerStrip(stored_->layout().planes[plane]);
+    const std::uint32_t rows = stored_->layout().planeRowsPerStrip(stored_->layout().planes[plane]);
     return strips_[y / rows % strips_.size()].row(plane, y % rows);
   }
 

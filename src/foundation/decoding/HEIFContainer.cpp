@@ -117,8 +117,7 @@ std::vector<std::uint32_t> sourcesOf(HeaderBytes& bytes, const Meta& meta, std::
     const std::uint32_t count = bytes.bigEndian(reference.begin + step, 2).value_or(0);
     std::vector<std::uint32_t> sources;
     for (std::uint64_t i = 0; i < count; ++i)
-      sources.push_back(
-          bytes.bigEndian(reference.begin + step + 2 + i * step, width).value_or(0));
+      sources.push_back(bytes.bigEndian(reference.begin + step + 2 + i * step, width).value_or(0));
     return sources;
   }
   return {};
@@ -228,8 +227,7 @@ std::optional<HEIFPicture> readHEIF(HeaderBytes& bytes) {
     // picture need not be turned in memory.
     constexpr int kTurns[] = {1, 8, 3, 6}, kMirrors[] = {4, 2};
     const unsigned int detail = bytes.byte(property.begin).value_or(0);
-    if (property.type == "ispe" && size.width == 0)
-      size = {value(4), value(8), size.orientation};
+    if (property.type == "ispe" && size.width == 0) size = {value(4), value(8), size.orientation};
     if (property.type == "clap" && value(4) != 0 && value(12) != 0)
       cut = ImageSize{value(0) / value(4), value(8) / value(12), 1};
     if (property.type == "irot") size.orientation = composed(size.orientation, kTurns[detail & 3]);

@@ -81,6 +81,7 @@ JPEGReader::JPEGReader(const ImageSource& source, ScratchFile& scratch)
   info_.err = &failure_;
   input_.source = &source_;
   input_.offset = 0;
+  input_.ended = false;
   input_.next_input_byte = nullptr;
   input_.bytes_in_buffer = 0;
   input_.init_source = initSource;
@@ -107,12 +108,39 @@ Result<void> JPEGReader::readHeader() {
   });
 }
 
+namespace {
+
+/// Whether a picture that ends here may be whole: every component has had a scan, and in a
+/// progressive one every coefficient its last. The arithmetic coding may end anywhere, so a cut
+/// would not show.
+bool hasAllScans(const jpeg_decompress_struct& info) {
+  if (info.arith_code || info.input_scan_number == 0) return false;
+  if (!info.progressive_mode) return info.comps_in_scan == info.num_components;
+  if (info.coef_bits == nullptr) return false;
+  for (int component = 0; component < info.num_components; ++component)
+    for (const int missing : info.coef_bits[component])
+      if (missing != 0) return false;
+  return true;
+}
+
+}  // namespace
+
 boolean JPEGReader::fillInputBuffer(j_decompress_ptr info) {
   auto* input = static_cast<Input*>(info->src);
   const auto got = input->source->readAt(input->offset, input->buffer, sizeof input->buffer);
   auto* common = reinterpret_cast<j_common_ptr>(info);
   if (got < 0) failJPEG(common, NSError::Kind::Io, "it cannot be read", errno);
-  if (got == 0) failJPEG(common, NSError::Kind::Corrupt, "the JPEG ends too early");
+  if (got == 0) {
+    // Some programs leave the end mark out. One is made up where nothing else is missing; should
+    // the last scan itself be cut, then the library misses its data.
+    static constexpr JOCTET kEnd[] = {0xFF, JPEG_EOI};
+    if (input->ended || !hasAllScans(*info))
+      failJPEG(common, NSError::Kind::Corrupt, "the JPEG ends too early");
+    input->ended = true;
+    input->next_input_byte = kEnd;
+    input->bytes_in_buffer = sizeof kEnd;
+    return TRUE;
+  }
   input->offset += static_cast<std::uint64_t>(got);
   input->next_input_byte = input->buffer;
   input->bytes_in_buffer = static_cast<std::size_t>(got);

@@ -62,6 +62,7 @@ class JPEGReader {
   struct Input : jpeg_source_mgr {
     const ImageSource* source;
     std::uint64_t offset;
+    bool ended;
     JOCTET buffer[64 * 1024];
   };
   struct Progress : jpeg_progress_mgr {

@@ -87,8 +87,9 @@ double lightOf(int transfer, double value) {
     case 16: {
       // White is 203 of the 10,000 candelas that the scale ends with.
       const double root = std::pow(value, 32.0 / 2523);
-      const double light = std::pow(
-          std::max(root - 3424.0 / 4096, 0.0) / (2413.0 / 128 - 2392.0 / 128 * root), 16384.0 / 2610);
+      const double light =
+          std::pow(std::max(root - 3424.0 / 4096, 0.0) / (2413.0 / 128 - 2392.0 / 128 * root),
+                   16384.0 / 2610);
       return light * 10000 / 203;
     }
     case 18: {
@@ -152,8 +153,7 @@ std::optional<CodedColors> colorsOf(heif_color_profile_nclx* nclx, const heif_er
   if (error.code != heif_error_Ok || nclx == nullptr) return std::nullopt;
   const CodedColors colors{static_cast<int>(nclx->color_primaries),
                            static_cast<int>(nclx->transfer_characteristics),
-                           static_cast<int>(nclx->matrix_coefficients),
-                           nclx->full_range_flag != 0};
+                           static_cast<int>(nclx->matrix_coefficients), nclx->full_range_flag != 0};
   heif_nclx_color_profile_free(nclx);
   return colors;
 }
@@ -174,8 +174,8 @@ std::optional<CodedColors> codedColorsOf(const heif_image* image) {
 
 std::string colorProfileOf(const CodedColors& colors) {
   constexpr int kUnusual[] = {4, 5, 8, 16, 18};
-  const bool usual = std::find(std::begin(kUnusual), std::end(kUnusual), colors.transfer) ==
-                     std::end(kUnusual);
+  const bool usual =
+      std::find(std::begin(kUnusual), std::end(kUnusual), colors.transfer) == std::end(kUnusual);
   if ((colors.primaries == 1 || colors.primaries == 2) && usual) return {};
   const Primaries places = primariesOf(colors.primaries);
   const Vector white = colorAt(places.white[0], places.white[1]);

@@ -125,7 +125,7 @@ std::string checkThere(const std::string& bytes) {
   const auto written = image.value()->writeJPEGRepresentation(1.0, *file.value());
   if (written.ok()) return "";
   const std::string& text = written.error().description;
-  for (const char* fatal : {"broke", "killed", "longer", "answer", "decoder is"})
+  for (const char* fatal : {"broke its decoder", "was killed", "takes longer", "does not answer"})
     if (text.find(fatal) != std::string::npos) return text;
   return "";
 }

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "foundation/decoding/HEIFContainer.h"
-#include "foundation/decoding/codecs/CodedColors.h"
 #include "foundation/decoding/codecs/Codecs.h"
+#include "foundation/decoding/codecs/CodedColors.h"
 
 #include <libheif/heif.h>
 
@@ -176,7 +176,7 @@ class HEIFStrips final : public StripProducer {
       space_ = heif_colorspace_RGB;
       chroma_ = heif_chroma_interleaved_RGBA;
     }
-    auto image = decodeTile(0, whole);
+    auto image = decodeTile(0, &whole);
     if (!image.ok() || alpha_) return image;
     if (!colors_) colors_ = codedColorsOf(image.value().get());
     const heif_colorspace space = heif_image_get_colorspace(image.value().get());
@@ -186,11 +186,12 @@ class HEIFStrips final : public StripProducer {
     space_ = heif_colorspace_RGB;
     chroma_ = heif_chroma_interleaved_RGB;
     image.value().reset();
-    return decodeTile(0, whole);
+    return decodeTile(0, &whole);
   }
 
-  Result<std::shared_ptr<const heif_image>> decodeTile(std::size_t index, const Session& whole) {
-    if (picture_.tiles.empty()) return whole.decode(space_, chroma_, picture_.librarysTurns);
+  /// The whole picture is needed where it has no tiles.
+  Result<std::shared_ptr<const heif_image>> decodeTile(std::size_t index, const Session* whole) {
+    if (picture_.tiles.empty()) return whole->decode(space_, chroma_, picture_.librarysTurns);
     HeaderBytes bytes(*input_.source);
     Session session(*input_.source, makePrimary(bytes, picture_.tiles[index]));
     if (auto opened = session.open(); !opened.ok()) return opened.error();
@@ -212,9 +213,8 @@ class HEIFStrips final : public StripProducer {
       const heif_chroma chroma = heif_image_get_chroma_format(first);
       const std::uint32_t across = chroma == heif_chroma_444 ? 1 : 2;
       const std::uint32_t down = chroma == heif_chroma_420 ? 2 : 1;
-      layout_ =
-          StripLayout::planar(PixelLayout::YCbCr, width, height,
-                              {{0, 0, 1, across, down}, {0, 0, 1, 1, 1}, {0, 0, 1, 1, 1}});
+      layout_ = StripLayout::planar(PixelLayout::YCbCr, width, height,
+                                    {{0, 0, 1, across, down}, {0, 0, 1, 1, 1}, {0, 0, 1, 1, 1}});
       channels_ = {heif_channel_Y, heif_channel_Cb, heif_channel_Cr};
     }
     tileWidth_ = sizeOf(heif_image_get_width(first, channels_[0]));
@@ -231,7 +231,9 @@ class HEIFStrips final : public StripProducer {
     return judgeImage(first);
   }
 
-  static std::uint32_t sizeOf(int length) { return static_cast<std::uint32_t>(std::max(length, 0)); }
+  static std::uint32_t sizeOf(int length) {
+    return static_cast<std::uint32_t>(std::max(length, 0));
+  }
 
   /// Whether an image has all the samples that will be taken from it.
   Result<void> judgeImage(const heif_image* image) const {
@@ -258,8 +260,7 @@ class HEIFStrips final : public StripProducer {
     if (row != row_) images_.resize(1);  // the first stays, to compare with
     for (std::uint32_t column = 0; column < picture_.columns; ++column) {
       if (row == row_ && column == 0) continue;
-      auto image =
-          decodeTile(std::size_t{row} * picture_.columns + column, Session(*input_.source, {}));
+      auto image = decodeTile(std::size_t{row} * picture_.columns + column, nullptr);
       if (!image.ok()) return image.error();
       if (auto whole = judgeImage(image.value().get()); !whole.ok()) return whole;
       if (column == 0)
@@ -275,15 +276,13 @@ class HEIFStrips final : public StripProducer {
                 std::uint32_t from, std::uint32_t rows, Strip& strip) const {
     const ImagePlane& shape = layout_.planes[plane];
     const std::uint32_t full = layout_.maximumHorizontalSampling();
-    const std::uint32_t tileWidth =
-        (tileWidth_ * shape.horizontalSampling + full - 1) / full;
+    const std::uint32_t tileWidth = (tileWidth_ * shape.horizontalSampling + full - 1) / full;
     const std::uint32_t left = column * tileWidth;
     if (left >= shape.width) return;
     const std::uint32_t width = std::min(tileWidth, shape.width - left);
     const int bits = heif_image_get_bits_per_pixel_range(&image, channels_[plane]);
     int stride = 0;
-    const std::uint8_t* samples =
-        heif_image_get_plane_readonly(&image, channels_[plane], &stride);
+    const std::uint8_t* samples = heif_image_get_plane_readonly(&image, channels_[plane], &stride);
     const LevelTable& levels = plane == 0 ? levels_->luma : levels_->chroma;
     for (std::uint32_t y = 0; y < rows; ++y) {
       const std::uint8_t* row = samples + std::size_t{from + y} * static_cast<std::size_t>(stride);

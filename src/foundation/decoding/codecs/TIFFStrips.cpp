@@ -98,6 +98,9 @@ class TIFFRows final : public RGBRows {
     readsLines_ = canReadLines(tiff);
     if (readsLines_) {
       line_.resize(static_cast<std::size_t>(TIFFScanlineSize64(tiff)));
+      stored_ =
+          valueOf<std::uint16_t>(tiff, TIFFTAG_COMPRESSION, 0) == COMPRESSION_NONE &&
+          valueOf<std::uint16_t>(tiff, TIFFTAG_FILLORDER, FILLORDER_MSB2LSB) == FILLORDER_MSB2LSB;
       return {};
     }
     return startConversion(tiff);
@@ -150,8 +153,28 @@ class TIFFRows final : public RGBRows {
            static_cast<std::uint64_t>(TIFFScanlineSize64(tiff));
   }
 
+  /// Lines that lie in the file as they are are read from there: the library would read a whole
+  /// strip at once, which may be the whole picture.
+  Result<void> readStored(std::uint32_t y) {
+    TIFF* tiff = file_.get();
+    const std::uint32_t rows = std::max(
+        1u, std::min(valueOf<std::uint32_t>(tiff, TIFFTAG_ROWSPERSTRIP, 1), layout_.height));
+    const std::uint64_t offset =
+        TIFFGetStrileOffset(tiff, y / rows) + std::uint64_t{y % rows} * line_.size();
+    const auto got = input_.source->readAt(offset, line_.data(), line_.size());
+    if (got != static_cast<std::int64_t>(line_.size())) return damaged("it ends too early");
+    if (bits_ == 16 && TIFFIsByteSwapped(tiff))
+      TIFFSwabArrayOfShort(reinterpret_cast<std::uint16_t*>(line_.data()),
+                           static_cast<tmsize_t>(line_.size() / 2));
+    return {};
+  }
+
   Result<void> readLine(std::uint32_t y, std::uint8_t* rgb) {
-    if (TIFFReadScanline(file_.get(), line_.data(), y, 0) != 1) return file_.error();
+    if (stored_) {
+      if (auto read = readStored(y); !read.ok()) return read;
+    } else if (TIFFReadScanline(file_.get(), line_.data(), y, 0) != 1) {
+      return file_.error();
+    }
     const std::uint8_t flip = photometric_ == PHOTOMETRIC_MINISWHITE ? 255 : 0;
     for (std::size_t x = 0; x < layout_.width; ++x, rgb += 3) {
       for (std::size_t color = 0; color < 3; ++color) {
@@ -195,6 +218,7 @@ class TIFFRows final : public RGBRows {
   DecoderInput input_;
   TIFFFile file_;
   bool readsLines_ = false;
+  bool stored_ = false;  ///< not compressed
   std::uint16_t bits_ = 8;
   std::uint16_t samples_ = 1;
   std::uint16_t photometric_ = 0;

@@ -133,12 +133,15 @@ inline std::string tiff(const TIFFShape& shape) {
 }
 
 /// Or nothing where the library cannot encode.
-inline std::string heic(int width, int height, bool alpha) {
+inline std::string heic(int width, int height, bool alpha,
+                        heif_compression_format codec = heif_compression_HEVC) {
   heif_context* context = heif_context_alloc();
   heif_encoder* encoder = nullptr;
   std::string bytes;
-  if (heif_context_get_encoder_for_format(context, heif_compression_HEVC, &encoder).code == 0) {
+  if (heif_context_get_encoder_for_format(context, codec, &encoder).code == 0) {
     heif_encoder_set_lossy_quality(encoder, 95);
+    if (codec == heif_compression_HEVC)
+      heif_encoder_set_parameter_string(encoder, "preset", "ultrafast");
     heif_image* image = nullptr;
     heif_image_create(width, height, heif_colorspace_RGB, heif_chroma_interleaved_RGBA, &image);
     heif_image_add_plane(image, heif_channel_interleaved, width, height, 8);
@@ -180,6 +183,118 @@ inline std::string bmp(std::uint32_t width, std::uint32_t height, bool topFirst)
   return "BM" + number(54 + static_cast<std::uint32_t>(rows.size())) + number(0) + number(54) +
          number(40) + number(width) + number(topFirst ? 0u - height : height) +
          std::string("\1\0\x18\0", 4) + std::string(24, '\0') + rows;
+}
+
+inline std::string number(std::uint64_t value, int bytes) {
+  std::string text;
+  for (int i = bytes; i-- > 0;) text += static_cast<char>(value >> (8 * i));
+  return text;
+}
+
+inline std::string box(const std::string& type, const std::string& contents) {
+  return number(contents.size() + 8, 4) + type + contents;
+}
+
+/// The first box of a type, whole, wherever it stands.
+inline std::string boxOf(const std::string& bytes, const std::string& type) {
+  const std::size_t name = bytes.find(type);
+  if (name == std::string::npos || name < 4) return {};
+  std::size_t size = 0;
+  for (std::size_t i = name - 4; i < name; ++i)
+    size = size << 8 | static_cast<unsigned char>(bytes[i]);
+  return bytes.substr(name - 4, size);
+}
+
+struct GridShape {
+  std::uint32_t width = 120, height = 100;  ///< of the whole
+  std::uint32_t claimedWidth = 0;           ///< what the header says instead, if not 0
+  std::string turn = {};                    ///< a box that stands before the size
+  std::string colors = {};                  ///< a box
+};
+
+/// A HEIC of two by two tiles, each a picture of 64 by 64 made by the library: the four quarters.
+inline std::string gridOf(const std::string& tile, const GridShape& shape) {
+  const std::string data = boxOf(tile, "mdat").substr(8);
+  const auto full = [](const std::string& type, const std::string& contents, int version = 0) {
+    return box(type, number(static_cast<std::uint64_t>(version) << 24, 4) + contents);
+  };
+  std::string infos, places, links;
+  for (std::uint64_t item = 1; item <= 5; ++item) {
+    const std::string flags = number(2 << 24 | (item < 5 ? 1 : 0), 4);
+    infos += box("infe", flags + number(item, 2) + number(0, 2) + (item < 5 ? "hvc1" : "grid") +
+                             std::string(1, '\0'));
+    const int own = shape.turn.empty() ? 0 : 1, coded = shape.colors.empty() ? 0 : 1;
+    links += number(item, 2);
+    if (item < 5) {
+      links += number(2, 1) + number(0x81, 1) + number(2, 1);
+    } else {
+      links += number(static_cast<std::uint64_t>(1 + own + coded), 1);
+      if (own) links += number(0x84, 1);
+      links += number(3, 1);
+      if (coded) links += number(static_cast<std::uint64_t>(4 + own), 1);
+    }
+  }
+  const auto extent = [&](std::uint64_t start) {
+    std::string result;
+    for (std::uint64_t item = 1; item <= 5; ++item)
+      result += number(item, 2) + number(item < 5 ? 0 : 1, 2) + number(0, 2) + number(1, 2) +
+                number(item < 5 ? start : 0, 4) + number(item < 5 ? data.size() : 8, 4);
+    return result;
+  };
+  const auto size = [&full](std::uint32_t width, std::uint32_t height) {
+    return full("ispe", number(width, 4) + number(height, 4));
+  };
+  const std::string properties =
+      boxOf(tile, "hvcC") + size(64, 64) +
+      size(shape.claimedWidth != 0 ? shape.claimedWidth : shape.width, shape.height) + shape.turn +
+      shape.colors;
+  const std::string type = box("ftyp", "heic" + number(0, 4) + "mif1heic");
+  const auto meta = [&](std::uint64_t start) {
+    return full("meta",
+                full("hdlr", number(0, 4) + "pict" + std::string(13, '\0')) +
+                    full("pitm", number(5, 2)) + full("iinf", number(5, 2) + infos) +
+                    full("iref", box("dimg", number(5, 2) + number(4, 2) + number(1, 2) +
+                                                 number(2, 2) + number(3, 2) + number(4, 2))) +
+                    box("iprp", box("ipco", properties) + full("ipma", number(5, 4) + links)) +
+                    full("iloc", number(0x4400, 2) + number(5, 2) + extent(start), 1) +
+                    box("idat", number(0, 2) + number(1, 1) + number(1, 1) +
+                                    number(shape.width, 2) + number(shape.height, 2)));
+  };
+  return type + meta(type.size() + meta(0).size() + 8) + box("mdat", data);
+}
+
+/// An animation of one frame, which lies at a place in a larger picture.
+inline std::string animated(const std::string& frame, std::uint32_t left, std::uint32_t top,
+                            std::uint32_t width, std::uint32_t height, std::uint32_t canvas) {
+  const auto little = [](std::uint32_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i));
+    return text;
+  };
+  const auto chunk = [&](const std::string& name, const std::string& contents) {
+    return name + little(static_cast<std::uint32_t>(contents.size()), 4) + contents;
+  };
+  const std::string file =
+      "WEBP" + chunk("VP8X", little(2, 4) + little(canvas - 1, 3) + little(canvas - 1, 3)) +
+      chunk("ANIM", little(0, 6)) +
+      chunk("ANMF", little(left / 2, 3) + little(top / 2, 3) + little(width - 1, 3) +
+                        little(height - 1, 3) + little(100, 4) + frame.substr(12));
+  return "RIFF" + little(static_cast<std::uint32_t>(file.size()), 4) + file;
+}
+
+/// A lossy WebP with an orientation.
+inline std::string webpWithOrientation(const std::string& plain, std::uint32_t width,
+                                       std::uint32_t height, int orientation) {
+  const auto little = [](std::uint32_t value, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i));
+    return text;
+  };
+  std::string block = exif(orientation).substr(6);
+  const std::string file = "WEBPVP8X" + little(10, 4) + little(8, 4) + little(width - 1, 3) +
+                           little(height - 1, 3) + plain.substr(12) + "EXIF" +
+                           little(static_cast<std::uint32_t>(block.size()), 4) + block;
+  return "RIFF" + little(static_cast<std::uint32_t>(file.size()), 4) + file;
 }
 
 }  // namespace tasklane::pictures
