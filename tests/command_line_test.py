@@ -1,4 +1,5 @@
 import datetime
+import contextlib
 import json
 import os
 import pathlib
@@ -40,7 +41,8 @@ def items(**settings):
 def without_moments(value):
     """JSON of items as the file has them, without what is told beside their dates."""
     if isinstance(value, dict):
-        return {key: without_moments(member) for key, member in value.items() if not key.endswith("Date")}
+        return {key: without_moments(member) for key, member in value.items()
+                if key not in ("dueDate", "deferDate", "completedDate")}
     return [without_moments(member) for member in value] if isinstance(value, list) else value
 
 
@@ -82,12 +84,25 @@ class Publishing(ProgramTest):
                       "/items/1/children/0/uuid", "/items/1/children/0/title",
                       "/contentCategories", "/dueSoonInterval"):
             self.assertIn(": " + place + " ", self.error)
-        for document in (b"", b"garbage", plistlib.dumps([]), plistlib.dumps(CATALOGUE)[:-9]):
+        for document in (b"", b"garbage", plistlib.dumps([]), plistlib.dumps(CATALOGUE)[:-9],
+                         {}, {"title": "some other file", "orderedProjectIDs": []}):
             self.publish("containers", document, code=65)
         self.run_program("publish", "containers", "missing.plist", code=66)
         self.run_program("publish", "containers", ".", code=66)
         self.assertEqual((self.shared / "containers.plist").read_bytes(), before)
         self.assertEqual(self.names_in(self.shared), ["containers.plist"])
+
+    def test_remarks_on_what_readers_get_along_with(self):
+        odd = {**CATALOGUE, "orderedProjectIDs": ["z", "gone"], "project": {}}
+        self.publish("containers", odd)
+        self.assertRegex(self.error, ': /orderedProjectIDs/1 names "gone"')
+        self.assertRegex(self.error, ": /project is not a key")
+        self.assertEqual(len(self.run_json("catalogue", "projects", "--json")), 1)
+        twins = items(items=[{"uuid": "A", "children": [{"uuid": "B"}]}, {"uuid": "B"}])
+        self.publish("items", twins)
+        self.assertRegex(self.error, ": /items/1/uuid is the same as that of /items/0/children/0")
+        self.publish("containers", CATALOGUE)
+        self.assertEqual(self.error, "")
 
 
 class Texts(ProgramTest):
@@ -223,6 +238,69 @@ class Queue(ProgramTest):
         self.assertEqual({action["info"]["uuid"] for action in self.actions()},
                          {item["uuid"] for item in published})
 
+    def test_is_taken_in_one_step(self):
+        photo = (SAMPLES / "photo.jpg").read_bytes()
+        self.attachments.mkdir(parents=True)
+        for name in ("1.jpg", "2.jpg"):
+            (self.attachments / name).write_bytes(photo)
+        queued = [{"type": "new", "info": {"uuid": "A", "attachments": ["1.jpg", "../x", "gone.jpg"]}},
+                  {"type": "archived", "info": {"uuid": "B", "attachments": ["1.jpg"]}}, {"info": 1}]
+        (self.shared / "actions.plist").write_bytes(plistlib.dumps({"actions": queued}))
+        for nowhere in ("/dev/full", "a pipe that nobody reads", "a pipe that is closed"):
+            if nowhere == "/dev/full":
+                output = os.open(nowhere, os.O_WRONLY)
+            else:
+                kept, output = os.pipe()
+                if nowhere.endswith("closed"):
+                    os.close(kept)
+                else:
+                    os.set_blocking(output, False)
+                    with contextlib.suppress(BlockingIOError):
+                        while os.write(output, b"x" * 4096):
+                            pass
+                    os.set_blocking(output, True)
+            with self.subTest(nowhere):
+                process = self.start("queue", "take", stdout=output)
+                self.assertIn(b"still in the queue", process.communicate(timeout=LIMIT)[1])
+                self.assertEqual(process.returncode, 74)
+                self.assertEqual(self.actions(), queued)
+                self.assertEqual(self.names_in(self.attachments / "taken"), [])
+            os.close(output)
+        taken = self.run_json("queue", "take")
+        self.assertEqual([entry["info"] for entry in taken], [entry["info"] for entry in queued])
+        self.assertEqual(self.actions(), [])
+        paths = taken[0]["attachmentFiles"]
+        self.assertEqual(taken[1]["attachmentFiles"], paths)
+        self.assertEqual([pathlib.Path(path).read_bytes() for path in paths], [photo])
+        self.assertEqual(self.names_in(self.attachments), ["2.jpg", "taken"])
+        self.assertEqual(self.run_json("queue", "take"), [])
+
+    def test_loses_nothing_to_a_taker(self):
+        added, taken = [], []
+        adding = threading.Event()
+
+        def add(start):
+            for number in range(start, start + 25):
+                added.append(self.run_json("share", "--post", "--title", number)["info"]["uuid"])
+
+        def take():
+            while adding.is_set():
+                taken.extend(entry["info"]["uuid"] for entry in self.run_json("queue", "take"))
+
+        adding.set()
+        adders = [threading.Thread(target=add, args=(start,)) for start in (0, 100, 200)]
+        takers = [threading.Thread(target=take) for _ in range(2)]
+        for thread in adders + takers:
+            thread.start()
+        for thread in adders:
+            thread.join()
+        adding.clear()
+        for thread in takers:
+            thread.join()
+        left = [action["info"]["uuid"] for action in self.actions()]
+        self.assertEqual(len(added), 75)
+        self.assertEqual(sorted(taken + left), sorted(added))
+
     def test_is_watched(self):
         watcher = self.start("watch", "actions", "--count", "4")
         self.assertEqual(watcher.stdout.readline(), b"watching\n")
@@ -238,6 +316,49 @@ class Queue(ProgramTest):
         watcher.send_signal(signal.SIGTERM)
         watcher.communicate(timeout=LIMIT)
         self.assertEqual(watcher.returncode, -signal.SIGTERM)
+
+
+class Check(ProgramTest):
+    def test_says_what_is_wrong_and_mends_what_can_be(self):
+        entry = {name: {"type": "new", "info": {"uuid": name}} for name in "ABCD"}
+        unknown = self.shared.parent / "<<UNKNOWN>>"
+        unknown.mkdir()
+        self.attachments.mkdir()
+        self.assertEqual(self.run_program("check", code=65).count("\n"), 1, self.error)
+        unknown.rmdir()
+        self.assertEqual(self.run_program("check"), "Everything is in order.\n")
+
+        def write(path, *entries):
+            path.write_bytes(plistlib.dumps({"actions": list(entries)}))
+
+        named = {"type": "new", "info": {"uuid": "A", "attachments": ["7.jpg"]}}
+        write(self.shared / "actions.plist", named, entry["B"])
+        write(self.shared / "actions.plist.damaged-1", entry["B"], entry["C"])
+        (self.shared / "actions.plist.damaged-2").write_bytes(plistlib.dumps({"actions": []})[:-9])
+        (self.shared / "items.plist").write_bytes(b"garbage")
+        os.mkfifo(self.shared / "containers.plist")
+        (self.shared / "notes.txt").write_text("mine")
+        unknown.mkdir()
+        write(unknown / "actions.plist", entry["D"])
+        mendable = {("set-aside", "actions.plist.damaged-1"), ("unknown-folder", "<<UNKNOWN>>")}
+        stays = {("set-aside", "actions.plist.damaged-2"), ("damaged", "items.plist"),
+                 ("stranger", "containers.plist"), ("stranger", "notes.txt"),
+                 ("dangling", "7.jpg")}
+
+        def found(*arguments, code=65):
+            shown = self.run_json("check", "--json", *arguments, code=code)
+            self.assertTrue(all(finding["problem"] for finding in shown))
+            return {(finding["kind"], pathlib.Path(finding["path"]).name): finding["mended"]
+                    for finding in shown}
+
+        self.assertEqual(found(), dict.fromkeys(mendable | stays, False))
+        self.assertEqual(self.actions(), [named, entry["B"]])
+        self.assertEqual(found("--repair"),
+                         {**dict.fromkeys(mendable, True), **dict.fromkeys(stays, False)})
+        self.assertEqual(self.actions()[:2], [named, entry["B"]])
+        self.assertCountEqual(self.actions()[2:], [entry["C"], entry["D"]])
+        self.assertEqual(found("--repair"), dict.fromkeys(stays, False))
+        self.assertFalse(unknown.exists())
 
 
 class Sheet(ProgramTest):
@@ -301,15 +422,16 @@ class Usage(ProgramTest):
 
     def test_output_that_goes_nowhere_is_told(self):
         with open("/dev/full", "wb") as full:
-            for arguments in (["--help"], ["queue"], ["share", "--post", "--title", "saved"]):
+            for arguments, code in ((["--help"], 74), (["queue"], 74),
+                                    (["share", "--post", "--title", "saved"], 0)):
                 process = self.start(*arguments, stdout=full)
                 self.assertIn(b"could not be ", process.communicate(timeout=LIMIT)[1])
-                self.assertEqual(process.returncode, 74)
+                self.assertEqual(process.returncode, code, "what is saved is saved")
         for closed in ((1,), (2,), (0, 1, 2)):
             nowhere = dict.fromkeys(("stdin", "stdout", "stderr"), subprocess.DEVNULL)
             process = self.start("share", "--post", "--title", "saved", **nowhere,
                                  preexec_fn=lambda: [os.close(number) for number in closed])
-            self.assertEqual(process.wait(LIMIT), 0 if closed == (2,) else 74)
+            self.assertEqual(process.wait(LIMIT), 0)
         self.assertEqual([action["info"]["title"] for action in self.actions()], ["saved"] * 4)
 
     def test_a_container_that_cannot_be_made(self):

@@ -5,7 +5,7 @@
 
 #include "common/JSONFromPlist.h"
 #include "foundation/NSFileManager.h"
-#include "foundation/NSPropertyListSerialization.h"
+#include "foundation/NSLog.h"
 #include "foundation/UTF8.h"
 #include "shared-store/TLXExternalItem.h"
 
@@ -31,21 +31,18 @@ void finishOutput(const char* sentence) {
     throw Failure{ExitCode::WriteFailed, sentence};
 }
 
-namespace {
-
-/// The document that the value would be, or nothing; equal for values that a file cannot tell
-/// apart.
-std::string document(const PropertyListObject& plist) {
-  if (!plist) return {};
-  const auto data = NSPropertyListSerialization::dataWithPropertyList(*plist);
-  return data ? data.value() : std::string();
+void finishNews(const char* sentence) {
+  if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return;
+  NSLog(std::string("tasklane: ") + sentence);
+  // What is left in the buffer must not fail once more when the program ends.
+  if (!std::freopen("/dev/null", "w", stdout)) std::clearerr(stdout);
 }
 
-}  // namespace
-
-void printJSON(const json& value) {
-  print(value.dump(2, ' ', false, json::error_handler_t::replace) + "\n");
+std::string textOf(const json& value) {
+  return value.dump(2, ' ', false, json::error_handler_t::replace) + "\n";
 }
+
+void printJSON(const json& value) { print(textOf(value)); }
 
 namespace {
 
@@ -106,25 +103,24 @@ void requireReadable(const TLXPlistPresenter& presenter) {
                   "The file " + path + " cannot be read as a property list; see above."};
 }
 
-void changeAndReadBack(const std::shared_ptr<TLXPlistPresenter>& presenter,
-                       const std::function<void()>& change,
-                       const std::function<void(const PropertyList& contents)>& check) {
-  bool reached = false;
+std::optional<Failure> failureOfLastChange(const TLXPlistPresenter& presenter) {
+  const auto& outcome = presenter.lastChange();
+  if (outcome) return std::nullopt;
+  const auto kind = outcome.error().kind;
+  return Failure{kind == NSError::Kind::Busy          ? ExitCode::Busy
+                 : kind == NSError::Kind::Interrupted ? ExitCode::Cancelled
+                                                      : ExitCode::WriteFailed,
+                 "Nothing was changed: " + outcome.error().description + "."};
+}
+
+void changeSharedFile(const std::shared_ptr<TLXPlistPresenter>& presenter,
+                      const std::function<void()>& change,
+                      const std::function<void(const PropertyList& contents)>& look) {
   presenter->performCoordinatedChange([&] {
-    reached = true;
     change();
-    // A presenter that remembers nothing knows only what is on the disk.
-    const auto found = TLXPlistPresenter::makeWithURL(presenter->url())->plist();
-    if (!found || document(found) != document(presenter->plist()))
-      throw Failure{ExitCode::WriteFailed, "The file " + presenter->url().path() +
-                                               " could not be written; nothing was changed. Make "
-                                               "room for it, or make it writable."};
-    if (check) check(*found);
+    if (look && presenter->lastChange() && presenter->plist()) look(*presenter->plist());
   });
-  if (reached) return;
-  const NSError& error = presenter->lastChange().error();
-  const ExitCode code = error.kind == NSError::Kind::Busy ? ExitCode::Busy : ExitCode::WriteFailed;
-  throw Failure{code, "Nothing was changed: " + error.description + "."};
+  if (auto failure = failureOfLastChange(*presenter)) throw *failure;
 }
 
 }  // namespace tasklane

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,8 +28,12 @@ ExitCode exitCodeForInputError(const NSError& error);
 void print(std::string_view text);
 /// Throws when anything printed did not arrive, with what to tell the person.
 void finishOutput(const char* sentence = "The output could not be written; make room for it.");
+/// The same where what was printed only tells of what is done already: the sentence goes to the
+/// console, and the command has succeeded all the same.
+void finishNews(const char* sentence);
 
 /// Indented, with a line break at its end; always valid UTF-8.
+std::string textOf(const nlohmann::json& value);
 void printJSON(const nlohmann::json& value);
 
 /// A text of a person on one line, harmless for a terminal: control characters and those that turn
@@ -44,11 +49,15 @@ void requireContainer();
 /// Throws when the presenter's file is there but could not be read.
 void requireReadable(const TLXPlistPresenter& presenter);
 
-/// Runs a change of a shared file as one step and reads the file again; throws when the change did
-/// not reach the disk. Afterwards, still in the same step, the file's contents as read are given to
-/// `check`, if there is one.
-void changeAndReadBack(const std::shared_ptr<TLXPlistPresenter>& presenter,
-                       const std::function<void()>& change,
-                       const std::function<void(const PropertyList& contents)>& check = {});
+/// Runs a change of a shared file as one step; throws when it did not reach the disk, and nothing
+/// is changed then. Afterwards, still in the same step, the file's contents are given to `look`, if
+/// there is one.
+void changeSharedFile(const std::shared_ptr<TLXPlistPresenter>& presenter,
+                      const std::function<void()>& change,
+                      const std::function<void(const PropertyList& contents)>& look = {});
+
+/// Why the last change of a presenter's file did not reach the disk, and the exit code for it; none
+/// when it did.
+std::optional<Failure> failureOfLastChange(const TLXPlistPresenter& presenter);
 
 }  // namespace tasklane

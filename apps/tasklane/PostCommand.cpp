@@ -38,10 +38,10 @@ void waitForAttachments() {
   }
 }
 
-/// Queues what the sheet holds and answers the entry as it is found in the file.
-PropertyList saveAndReadBack(ShareViewController& sheet) {
+/// Queues what the sheet holds and answers the entry.
+PropertyList save(ShareViewController& sheet) {
   PropertyList entry;
-  changeAndReadBack(
+  changeSharedFile(
       TLXExternalAction::presenter(), [&] { sheet.didSelectPost(); },
       // Others are shut out until the change is over, so that the last entry is this one.
       [&](const PropertyList& contents) {
@@ -73,13 +73,15 @@ void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& item
   if (options.project) sheet->projectConfigItem()->setValue(*options.project);
   if (options.context) sheet->contextConfigItem()->setValue(*options.context);
   if (options.note) sheet->setNoteText(*options.note);
+  PropertyList entry;
   try {
-    printJSON(JSONFromPlist(saveAndReadBack(*sheet)));
+    entry = save(*sheet);
   } catch (const Failure&) {
     sheet->didSelectCancel();  // nothing refers to the attachments
     throw;
   }
-  finishOutput("It was saved, but could not be printed; `tasklane queue` shows it.");
+  printJSON(JSONFromPlist(entry));
+  finishNews("It was saved, but could not be printed; `tasklane queue` shows it.");
 }
 
 }  // namespace tasklane

@@ -1,6 +1,11 @@
 #include "PublishCommand.h"
 
 #include <cstdio>
+#include <map>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include "Command.h"
 #include "foundation/NSFileManager.h"
@@ -35,15 +40,24 @@ const char* nameOfType(PropertyList::Type type) {
   return "";
 }
 
+/// What a look at a publication found, each a sentence that begins with the place.
+struct Findings {
+  std::vector<std::string> faults;   // no reader can use it
+  std::vector<std::string> remarks;  // readers get along with it, though it is hardly meant
+};
+
 /// Notes what is wrong with a value and goes on, so that one look shows everything.
 class Checker {
  public:
-  std::vector<std::string> faults;
+  Findings findings;
 
   void checkContainers(const PropertyList& plist) {
     if (!require(&plist, PropertyList::Type::Dictionary, "")) return;
+    if (!plist.valueForKey("projects") && !plist.valueForKey("contexts"))
+      return fault("", "holds neither \"projects\" nor \"contexts\"");
     checkCatalogue(plist, "projects", "orderedProjectIDs");
     checkCatalogue(plist, "contexts", "orderedContextIDs");
+    remarkOnOtherKeys(plist, {"projects", "orderedProjectIDs", "contexts", "orderedContextIDs"});
   }
 
   void checkItems(const PropertyList& plist) {
@@ -57,11 +71,27 @@ class Checker {
         !categories->uint64())
       fault("/contentCategories", "must not be negative");
     checkOptional(plist, "usesCustomPerspective", PropertyList::Type::Boolean, "");
+    remarkOnOtherKeys(plist,
+                      {"items", "dueSoonInterval", "contentCategories", "usesCustomPerspective"});
   }
 
  private:
   void fault(const std::string& place, const std::string& what) {
-    faults.push_back((place.empty() ? std::string("the file") : place) + " " + what);
+    findings.faults.push_back(sentence(place, what));
+  }
+
+  void remark(const std::string& place, const std::string& what) {
+    findings.remarks.push_back(sentence(place, what));
+  }
+
+  static std::string sentence(const std::string& place, const std::string& what) {
+    return (place.empty() ? std::string("the file") : oneLine(place)) + " " + what;
+  }
+
+  void remarkOnOtherKeys(const PropertyList& plist, const std::set<std::string_view>& known) {
+    for (const auto& [key, value] : *plist.dictionary())
+      if (!known.contains(std::string_view(key)))
+        remark("/" + std::string(key), "is not a key that anyone reads");
   }
 
   bool require(const PropertyList* value, PropertyList::Type type, const std::string& place) {
@@ -94,7 +124,8 @@ class Checker {
       const std::string place = orderPlace + "/" + std::to_string(i);
       if (require(&identifier, PropertyList::Type::String, place) && entries &&
           entries->dictionary() && !entries->valueForKey(*identifier.string()))
-        fault(place, "names \"" + *identifier.string() + "\", which is not in " + entriesPlace);
+        remark(place, "names \"" + oneLine(*identifier.string()) + "\", which is not in " +
+                          entriesPlace + ", and is passed over");
     }
   }
 
@@ -117,8 +148,15 @@ class Checker {
   void checkItem(const PropertyList& item, const std::string& place) {
     if (!require(&item, PropertyList::Type::Dictionary, place)) return;
     const auto* uuid = item.valueForKey("uuid");
-    if (require(uuid, PropertyList::Type::String, place + "/uuid") && uuid->string()->empty())
-      fault(place + "/uuid", "must not be empty");
+    if (require(uuid, PropertyList::Type::String, place + "/uuid")) {
+      const auto [first, isNew] = placeOfUUID_.try_emplace(*uuid->string(), place);
+      if (uuid->string()->empty()) {
+        fault(place + "/uuid", "must not be empty");
+      } else if (!isNew) {
+        remark(place + "/uuid", "is the same as that of " + first->second +
+                                    "; what is done to one is shown on the later one only");
+      }
+    }
     for (const char* key : {"title", "subtitle"})
       checkOptional(item, key, PropertyList::Type::String, place);
     for (const char* key :
@@ -134,6 +172,8 @@ class Checker {
     if (const auto* children = item.valueForKey("children"))
       checkItemArray(children, place + "/children");
   }
+
+  std::map<std::string, std::string> placeOfUUID_;
 };
 
 Result<std::string> contentsOfInput(const std::string& file) {
@@ -146,16 +186,16 @@ Result<std::string> contentsOfInput(const std::string& file) {
   return text;
 }
 
-}  // namespace
-
-std::vector<std::string> faultsOfPublication(Publication publication, const PropertyList& plist) {
+Findings findingsOf(Publication publication, const PropertyList& plist) {
   Checker checker;
   if (publication == Publication::Containers)
     checker.checkContainers(plist);
   else
     checker.checkItems(plist);
-  return std::move(checker.faults);
+  return std::move(checker.findings);
 }
+
+}  // namespace
 
 void publish(Publication publication, const std::string& file) {
   const auto input = contentsOfInput(file);
@@ -167,16 +207,17 @@ void publish(Publication publication, const std::string& file) {
     throw Failure{ExitCode::BadData,
                   file + " is no property list: " + parsed.error().description + "."};
   const auto plist = std::make_shared<const PropertyList>(std::move(parsed).value().plist);
-  const auto faults = faultsOfPublication(publication, *plist);
-  if (!faults.empty()) {
-    for (const auto& fault : faults) NSLog("tasklane: " + file + ": " + fault);
+  const auto findings = findingsOf(publication, *plist);
+  for (const auto& remark : findings.remarks) NSLog("tasklane: " + file + ": " + remark);
+  if (!findings.faults.empty()) {
+    for (const auto& fault : findings.faults) NSLog("tasklane: " + file + ": " + fault);
     throw Failure{ExitCode::BadData,
                   "Nothing was published; correct " + file + " and publish it again."};
   }
   requireContainer();
   const auto& presenter = publication == Publication::Containers ? TLXContainers::presenter()
                                                                  : TLXExternalItem::presenter();
-  changeAndReadBack(presenter, [&] { presenter->writePlist(plist); });
+  changeSharedFile(presenter, [&] { presenter->writePlist(plist); });
 }
 
 }  // namespace tasklane

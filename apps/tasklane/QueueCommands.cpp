@@ -55,6 +55,18 @@ std::shared_ptr<TLXExternalItem> findItem(const TLXExternalItem::Items& items,
 
 }  // namespace
 
+json JSONFromEntries(const PropertyList::Array& entries) {
+  json list = json::array();
+  for (const auto& entry : entries) {
+    const auto valueOrNull = [&](const char* key) {
+      const auto* value = valueAt(entry, key);
+      return value ? JSONFromItem(*value) : json();
+    };
+    list.push_back({{"type", valueOrNull("type")}, {"info", valueOrNull("info")}});
+  }
+  return list;
+}
+
 void printQueue(OutputFormat format) {
   requireContainer();
   const auto& presenter = TLXExternalAction::presenter();
@@ -67,20 +79,12 @@ void printQueue(OutputFormat format) {
     for (const auto& entry : entries) print(lineOfEntry(entry));
     return;
   }
-  json list = json::array();
-  for (const auto& entry : entries) {
-    const auto valueOrNull = [&](const char* key) {
-      const auto* value = valueAt(entry, key);
-      return value ? JSONFromItem(*value) : json();
-    };
-    list.push_back({{"type", valueOrNull("type")}, {"info", valueOrNull("info")}});
-  }
-  printJSON(list);
+  printJSON(JSONFromEntries(entries));
 }
 
 void clearQueue() {
   requireContainer();
-  changeAndReadBack(TLXExternalAction::presenter(), [] { TLXExternalAction::removeAllActions(); });
+  changeSharedFile(TLXExternalAction::presenter(), [] { TLXExternalAction::removeAllActions(); });
 }
 
 void queueActionForItem(const std::string& uuid,
@@ -91,7 +95,7 @@ void queueActionForItem(const std::string& uuid,
   if (!item)
     throw Failure{ExitCode::BadData, "No published item has the identifier \"" + oneLine(uuid) +
                                          "\"; see `tasklane today --all --json`."};
-  changeAndReadBack(TLXExternalAction::presenter(), [&] { action(item); });
+  changeSharedFile(TLXExternalAction::presenter(), [&] { action(item); });
 }
 
 }  // namespace tasklane

@@ -1,9 +1,10 @@
 #pragma once
 
-#include <functional>
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
+#include "foundation/PropertyList.h"
 #include "shared-store/TLXExternalItem.h"
 
 /// The commands about pending actions.
@@ -14,6 +15,10 @@ enum class OutputFormat { Text, JSON };
 /// The pending actions, oldest first.
 void printQueue(OutputFormat format);
 void clearQueue();
+
+/// Queued entries as other programs get them: [{"type": …, "info": …}, …], null for what an entry
+/// lacks.
+nlohmann::json JSONFromEntries(const PropertyList::Array& entries);
 
 /// Queues an action for a published item, found by its uuid at any depth.
 void queueActionForItem(const std::string& uuid,

@@ -9,12 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "CheckCommand.h"
 #include "Command.h"
 #include "ListCommands.h"
 #include "PaletteCommand.h"
 #include "PublishCommand.h"
 #include "QueueCommands.h"
 #include "ShareArguments.h"
+#include "TakeCommand.h"
 #include "foundation/NSLog.h"
 #include "shared-store/TLXExternalAction.h"
 
@@ -48,6 +50,7 @@ class CommandLine {
     addPublish();
     addItemActions();
     addPalette();
+    addCheck();
   }
 
   ExitCode run(int argc, char** argv) {
@@ -99,13 +102,18 @@ class CommandLine {
 
   void addQueue() {
     auto* queue = add("queue", "Show the pending actions, oldest first", [this] {
-      if (!app_.got_subcommand("queue") || clear_->parsed()) return;
+      if (!app_.got_subcommand("queue") || !app_.get_subcommand("queue")->get_subcommands().empty())
+        return;
       printQueue(format());
     });
     addJSONFlag(queue);
     queue->require_subcommand(0, 1);
-    clear_ = queue->add_subcommand("clear", "Empty the queue");
-    clear_->callback(clearQueue);
+    queue->add_subcommand("clear", "Empty the queue")->callback(clearQueue);
+    queue
+        ->add_subcommand("take",
+                         "Hand the actions over, as JSON on standard output, and empty the queue, "
+                         "in one step; with any exit code but 0 they are still in it")
+        ->callback(takeQueue);
   }
 
   void addLists() {
@@ -154,6 +162,13 @@ class CommandLine {
     check->callback([this] { checkPalette(file_); });
   }
 
+  void addCheck() {
+    auto* command = add("check", "Say what is wrong with the shared files",
+                        [this] { check(repair_ ? Repair::Yes : Repair::No, format()); });
+    command->add_flag("--repair", repair_, "Mend what can be mended");
+    addJSONFlag(command);
+  }
+
   void addItemAction(const std::string& name, const std::string& description,
                      void (*action)(const std::shared_ptr<TLXExternalItem>&)) {
     auto* command = add(name, description, [this, action] { queueActionForItem(name_, action); });
@@ -166,13 +181,13 @@ class CommandLine {
 
   CLI::App app_{"Tasklane: quick entry into the task manager", "tasklane"};
   std::unique_ptr<ShareArguments> share_;
-  CLI::App* clear_ = nullptr;
   std::string name_;
   std::string file_;
   unsigned count_ = 0;
   bool hasCount_ = false;
   bool json_ = false;
   bool all_ = false;
+  bool repair_ = false;
 };
 
 /// A descriptor that was closed by the caller stays unusable: a file that took its number would get

@@ -185,6 +185,13 @@ void TLXExternalAction::removeAllActions() {
   presenter()->performCoordinatedChange([] { writeEntries({}); });
 }
 
+void TLXExternalAction::changeEntries(const EntriesChange& change) {
+  if (!presenter()) return;
+  presenter()->performCoordinatedChange([&] {
+    if (auto entries = change(queuedEntries())) writeEntries(std::move(*entries));
+  });
+}
+
 void TLXExternalAction::applyActionsToExternalItems(const ItemsByUUIDTable& items,
                                                     const MissingHandler& missingHandler) {
   _applyActions(queuedEntries(), items, missingHandler);

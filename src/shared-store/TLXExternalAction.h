@@ -72,6 +72,14 @@ class TLXExternalAction : public NSObject {
   static std::vector<std::shared_ptr<TLXExternalAction>> currentActions();
   static void removeAllActions();
 
+  /// Gives a function the queued entries as they stand in the file, also those of types unknown
+  /// here, and makes what it answers the queue; with no answer nothing is written. One step against
+  /// all other processes, so that what is taken out was handed over or stays. The function is not
+  /// called when the queue cannot be read; the presenter's lastChange() tells how it ended.
+  using EntriesChange =
+      std::function<std::optional<PropertyList::Array>(const PropertyList::Array& entries)>;
+  static void changeEntries(const EntriesChange& change);
+
   /// Sets completed and flagged of the records that queued actions are about, in the queue's order.
   /// Actions of a known type for other records go to the handler, if there is one.
   static void applyActionsToExternalItems(const ItemsByUUIDTable& items,

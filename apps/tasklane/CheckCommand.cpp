@@ -1,0 +1,245 @@
+#include "CheckCommand.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Command.h"
+#include "foundation/NSFileManager.h"
+#include "foundation/NSPropertyListSerialization.h"
+#include "shared-store/TLXContainers.h"
+#include "shared-store/TLXExternalAction.h"
+#include "shared-store/TLXExternalItem.h"
+
+namespace tasklane {
+
+using nlohmann::json;
+
+namespace {
+
+struct Finding {
+  const char* kind;
+  std::string path;
+  std::string problem;
+  bool mended = false;
+};
+
+/// The queue that a file's bytes are, or none.
+Result<PropertyList::Array> queueInFile(const std::string& path) {
+  const auto data = NSFileManager::defaultManager().contentsAtPath(path);
+  if (!data) return data.error();
+  const auto parsed = NSPropertyListSerialization::propertyListWithData(data.value());
+  if (!parsed) return parsed.error();
+  const auto* entries = parsed.value().plist.valueForKey("actions");
+  if (!entries || !entries->array())
+    return NSError{NSError::Kind::Corrupt, "it holds no \"actions\""};
+  return *entries->array();
+}
+
+/// What tells one action from another: its type and its item.
+std::pair<std::string, std::string> identityOf(const PropertyList& entry) {
+  const auto textAt = [](const PropertyList* plist, const char* key) {
+    const auto* value = plist ? plist->valueForKey(key) : nullptr;
+    return value && value->string() ? *value->string() : std::string();
+  };
+  return {textAt(&entry, "type"), textAt(entry.valueForKey("info"), "uuid")};
+}
+
+/// Puts entries that the queue lacks at its end; whether they are safely there.
+bool bringBack(const PropertyList::Array& entries) {
+  TLXExternalAction::changeEntries([&](const PropertyList::Array& queued) {
+    std::set<std::pair<std::string, std::string>> known;
+    for (const auto& entry : queued) known.insert(identityOf(entry));
+    PropertyList::Array all = queued;
+    for (const auto& entry : entries)
+      if (known.insert(identityOf(entry)).second) all.push_back(entry);
+    return all.size() > queued.size() ? std::optional(all) : std::nullopt;
+  });
+  return !failureOfLastChange(*TLXExternalAction::presenter());
+}
+
+class Inspection {
+ public:
+  explicit Inspection(Repair repair) : repair_(repair) {}
+
+  const std::vector<Finding>& run() {
+    container_ = TLXPlistPresenter::sharedContainerURL()->path();
+    group_ = container_.substr(0, container_.rfind('/'));
+    attachments_ = TLXExternalAction::sharedAttachmentPath();
+    checkGroup();
+    checkContainer();
+    checkEntries();
+    checkAttachments();
+    return findings_;
+  }
+
+ private:
+  Finding& report(const char* kind, const std::string& path, const std::string& problem) {
+    return findings_.emplace_back(Finding{kind, path, problem});
+  }
+
+  std::vector<std::string> namesIn(const std::string& folder) {
+    auto names = NSFileManager::defaultManager().contentsOfDirectoryAtPath(folder);
+    if (!names) {
+      report("unreadable", folder, names.error().description);
+      return {};
+    }
+    std::sort(names.value().begin(), names.value().end());
+    return std::move(names).value();
+  }
+
+  /// Whether it belongs to who owns the container and is of the wanted kind; says what is not.
+  bool isOurs(const std::string& path, mode_t type) {
+    struct stat status {};
+    struct stat container {};
+    if (::lstat(path.c_str(), &status) != 0) {
+      report("unreadable", path, std::strerror(errno));
+      return false;
+    }
+    if (::stat(container_.c_str(), &container) == 0 && status.st_uid != container.st_uid)
+      report("stranger", path, "belongs to another user than its folder");
+    if ((status.st_mode & S_IFMT) == type) return true;
+    report("stranger", path, type == S_IFDIR ? "is no folder" : "is no regular file");
+    return false;
+  }
+
+  /// Another application's folder, or one that an older program made when it did not know its own.
+  void checkGroup() {
+    const std::string own = container_.substr(group_.size() + 1);
+    for (const auto& name : namesIn(group_)) {
+      const std::string path = group_ + "/" + name;
+      if (name == own || name == "attachments" || name == ".coordination") {
+        isOurs(path, S_IFDIR);
+        continue;
+      }
+      auto& finding = report("unknown-folder", path, "is no folder of this application");
+      const std::string queue = path + "/actions.plist";
+      const auto entries = queueInFile(queue);
+      if (!entries || entries.value().empty()) continue;
+      finding.problem +=
+          ", and holds " + std::to_string(entries.value().size()) + " pending actions";
+      mendQueueFile(findings_.size() - 1, queue, entries.value());
+    }
+  }
+
+  void checkContainer() {
+    const std::set<std::string> shared{"actions.plist", "containers.plist", "items.plist"};
+    for (const auto& name : namesIn(container_)) {
+      const std::string path = container_ + "/" + name;
+      const auto mark = name.find(".plist.damaged-");
+      if (shared.contains(name)) {
+        if (isOurs(path, S_IFREG)) checkSharedFile(name, path);
+      } else if (mark != std::string::npos) {
+        checkDamaged(path, name.substr(0, mark) == "actions");
+      } else {
+        report("stranger", path, "is no file of this application");
+      }
+    }
+  }
+
+  void checkSharedFile(const std::string& name, const std::string& path) {
+    if (name == "actions.plist") {
+      if (const auto queue = queueInFile(path); !queue)
+        report("damaged", path, queue.error().description + "; the next change sets it aside");
+      return;
+    }
+    const auto data = NSFileManager::defaultManager().contentsAtPath(path);
+    if (!data) {
+      report("unreadable", path, data.error().description);
+    } else if (const auto parsed = NSPropertyListSerialization::propertyListWithData(data.value());
+               !parsed || !parsed.value().plist.dictionary()) {
+      report("damaged", path,
+             (parsed ? std::string("it holds no dictionary") : parsed.error().description) +
+                 "; publish it again");
+    }
+  }
+
+  void checkDamaged(const std::string& path, bool isQueue) {
+    report("set-aside", path, "was set aside because it could not be read");
+    const std::size_t finding = findings_.size() - 1;
+    if (!isQueue) return;
+    const auto entries = queueInFile(path);
+    if (!entries) {
+      findings_[finding].problem += ", and still cannot (" + entries.error().description + ")";
+      return;
+    }
+    findings_[finding].problem +=
+        ", and can: it holds " + std::to_string(entries.value().size()) + " actions";
+    mendQueueFile(finding, path, entries.value());
+  }
+
+  void mendQueueFile(std::size_t finding, const std::string& path,
+                     const PropertyList::Array& entries) {
+    if (repair_ == Repair::No || !bringBack(entries)) return;
+    auto& manager = NSFileManager::defaultManager();
+    findings_[finding].mended = manager.removeItemAtPath(path).ok();
+    const std::string folder = path.substr(0, path.rfind('/'));
+    if (folder != container_) ::rmdir(folder.c_str());
+  }
+
+  void checkEntries() {
+    const auto* presenter = TLXExternalAction::presenter().get();
+    const auto* actions = presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;
+    if (!actions || !actions->array()) return;
+    for (const auto& entry : *actions->array()) {
+      const auto* info = entry.valueForKey("info");
+      const auto* names = info ? info->valueForKey("attachments") : nullptr;
+      if (!names || !names->array()) continue;
+      for (const auto& name : *names->array()) {
+        if (!name.string()) continue;
+        const std::string path = attachments_ + "/" + *name.string();
+        if (!NSFileManager::defaultManager().fileExistsAtPath(path))
+          report("dangling", path,
+                 "is missing, though the action " + identityOf(entry).second + " names it");
+      }
+    }
+  }
+
+  void checkAttachments() {}
+
+  const Repair repair_;
+  std::string group_;
+  std::string container_;
+  std::string attachments_;
+  std::vector<Finding> findings_;
+};
+
+}  // namespace
+
+void check(Repair repair, OutputFormat format) {
+  requireContainer();
+  Inspection inspection(repair);
+  const auto& findings = inspection.run();
+  if (format == OutputFormat::JSON) {
+    json list = json::array();
+    for (const auto& finding : findings)
+      list.push_back({{"kind", finding.kind},
+                      {"path", finding.path},
+                      {"problem", finding.problem},
+                      {"mended", finding.mended}});
+    printJSON(list);
+  } else {
+    if (findings.empty()) print("Everything is in order.\n");
+    for (const auto& finding : findings)
+      print((finding.mended ? "mended  " : "        ") + oneLine(finding.path) + " " +
+            oneLine(finding.problem) + "\n");
+  }
+  const auto left = std::count_if(findings.begin(), findings.end(),
+                                  [](const Finding& finding) { return !finding.mended; });
+  if (left == 0) return;
+  throw Failure{ExitCode::BadData,
+                std::to_string(left) + (left == 1 ? " thing is" : " things are") + " wrong" +
+                    (repair == Repair::No ? "; `tasklane check --repair` mends what can be mended."
+                                          : " and cannot be mended without you.")};
+}
+
+}  // namespace tasklane
