@@ -42,6 +42,8 @@ Result<std::string_view> asUTF8(std::string_view bytes, std::string& converted) 
     const std::string encoding = declaredEncoding(bytes);
     if (encoding.empty() || encoding == "utf-8" || encoding == "utf8" || encoding == "us-ascii")
       return bytes;
+    if (encoding.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789._-") != encoding.npos)
+      return corrupt("line 1: the name of an encoding is malformed");
     if (encoding != "iso-8859-1")
       return NSError{NSError::Kind::Unsupported,
                      "line 1: the encoding \"" + encoding + "\" cannot be read; use UTF-8"};

@@ -5,6 +5,7 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
+#include <limits>
 
 #include "foundation/PropertyListScan.h"
 #include "foundation/UTF8.h"
@@ -87,16 +88,37 @@ std::optional<std::uint64_t> digits(std::string_view text, int base) {
   return value;
 }
 
+/// The whole text as a number without a sign; one that is too large is infinite, one too small 0.
+std::optional<double> nearestReal(std::string_view text, std::chars_format format) {
+  double value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, fault] = std::from_chars(text.data(), end, value, format);
+  if (fault == std::errc::invalid_argument || stop != end) return std::nullopt;
+  if (fault == std::errc()) return value;
+  const bool tiny = text.find("e-") != text.npos || text.find("E-") != text.npos ||
+                    text.starts_with("0.") || text.starts_with('.');
+  return tiny ? 0 : std::numeric_limits<double>::infinity();
+}
+
 }  // namespace
 
 std::optional<PropertyList> integerFromText(std::string_view text) {
   text = trimmed(text);
   const bool negative = takeSign(text);
   const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  const auto magnitude = hexadecimal ? digits(text.substr(2), 16) : digits(text, 10);
-  if (!magnitude) return std::nullopt;
+  if (hexadecimal) text.remove_prefix(2);
+  const auto isDigit = [&](char c) {
+    return hexadecimal ? hexDigit(c) >= 0 : c >= '0' && c <= '9';
+  };
+  if (text.empty() || !std::all_of(text.begin(), text.end(), isDigit)) return std::nullopt;
+  const auto magnitude = digits(text, hexadecimal ? 16 : 10);
+  constexpr std::uint64_t smallest = std::uint64_t{1} << 63;
+  if (!magnitude || (negative && *magnitude > smallest)) {
+    const auto format = hexadecimal ? std::chars_format::hex : std::chars_format::general;
+    const double real = nearestReal(text, format).value_or(0);
+    return PropertyList(negative ? -real : real);
+  }
   if (!negative || *magnitude == 0) return PropertyList(*magnitude);
-  if (*magnitude > std::uint64_t{1} << 63) return std::nullopt;
   return PropertyList(static_cast<std::int64_t>(0 - *magnitude));
 }
 
@@ -104,11 +126,8 @@ std::optional<double> realFromText(std::string_view text) {
   text = trimmed(text);
   const bool negative = takeSign(text);
   if (text.empty() || text[0] == '-' || text.back() == ')') return std::nullopt;
-  double value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, fault] = std::from_chars(text.data(), end, value);
-  if (fault != std::errc() || stop != end) return std::nullopt;
-  return negative ? -value : value;
+  const auto value = nearestReal(text, std::chars_format::general);
+  return value && negative ? -*value : value;
 }
 
 namespace {

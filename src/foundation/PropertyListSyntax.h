@@ -16,9 +16,11 @@ namespace tasklane::plist {
 /// Containers nested more deeply than this are refused by every reader and the writer.
 inline constexpr int maximumDepth = 512;
 
-/// Decimal with an optional sign, or hexadecimal after "0x"; -2^63 to 2^64-1.
+/// Decimal with an optional sign, or hexadecimal after "0x". A number beyond -2^63 to 2^64-1 is the
+/// nearest real, so that it spoils no document.
 std::optional<PropertyList> integerFromText(std::string_view text);
-/// Also "inf", "infinity" and "nan" in any case, with an optional sign.
+/// Also "inf", "infinity" and "nan" in any case, with an optional sign. A number too large is
+/// infinite, one too small 0.
 std::optional<double> realFromText(std::string_view text);
 /// "2024-02-29T23:59:59Z", and any year of four or more digits.
 std::optional<NSDate> dateFromText(std::string_view text);

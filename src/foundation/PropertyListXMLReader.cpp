@@ -46,7 +46,7 @@ Element elementNamed(std::string_view name) {
 const char* contentsOf(Element element) {
   switch (element) {
     case Element::Integer:
-      return "an integer from -2^63 to 2^64-1";
+      return "an integer";
     case Element::Real:
       return "a number";
     case Element::Date:
@@ -295,7 +295,8 @@ class Reader : public XMLSource {
     tag.name = document_.substr(nameStart, at_ - nameStart);
     tag.element = elementNamed(tag.name);
     if (tag.name.empty()) return refuse(tag.start, "a malformed tag");
-    if (at_ < document_.size() && isSpace(document_[at_]) && !skipAttributes()) return false;
+    if (at_ < document_.size() && isSpace(document_[at_]) && !skipAttributes(AttributesOf::Element))
+      return false;
     tag.empty = follows("/");
     if (tag.empty) ++at_;
     if (!follows(">")) return refuse(tag.start, "a malformed tag");
@@ -309,8 +310,7 @@ class Reader : public XMLSource {
     const bool same = document_.substr(at_).starts_with(tag.name);
     at_ += same ? tag.name.size() : 0;
     while (same && at_ < document_.size() && isSpace(document_[at_])) ++at_;
-    if (!same || !follows(">"))
-      return refuse(start, "</" + std::string(tag.name) + "> is missing here");
+    if (!same || !follows(">")) return refuse(start, "</" + shown(tag.name) + "> is missing here");
     ++at_;
     return true;
   }

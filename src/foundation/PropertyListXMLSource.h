@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -41,8 +42,10 @@ class XMLSource {
     const bool tag = end() - next >= 2 && *next == '<' && (next[1] == '/' || isLetter(next[1]));
     return tag || skipMarkupBetween(textHere);
   }
-  /// No attribute says anything that matters here.
-  bool skipAttributes();
+  /// From after the name of an element, or of the XML declaration, to the end of its tag. No
+  /// attribute says anything that matters here.
+  enum class AttributesOf { Element, Declaration };
+  bool skipAttributes(AttributesOf owner);
   /// To the end tag after a text without elements. The text lies in the document, or in a buffer
   /// that the next one is decoded into.
   bool readCharacters(std::string_view& text);
@@ -52,7 +55,7 @@ class XMLSource {
     fault_ = std::move(what);
     return false;
   }
-  /// A name or a key as an error shows it.
+  /// A name or a key as an error shows it, without control characters.
   static std::string shown(std::string_view text);
 
   std::string_view document_;
@@ -60,13 +63,21 @@ class XMLSource {
 
  private:
   bool skipDocumentType();
+  bool skipDeclarations();
+  bool skipSpace();  // answers whether there was any
+  std::string_view takeName();
+  bool skipQuoted();
+  bool skipInstruction();
+  bool skipAnything(std::size_t end);
+  bool skipAttributeValue();
   bool skipMarkupBetween(const char* textHere);
   bool skipComment(bool& skipped);
   bool skipCharacters(std::size_t end);
-  bool decodeCharacters(std::size_t end);
+  bool takeCharacters(std::string_view& text);
   bool decodeSpecial();
   void decodeReturn();
   bool decodeReference();
+  std::optional<char32_t> takeReference();
   bool decodeSection();
 
   std::string decoded_;

@@ -62,8 +62,10 @@ class Output {
     need(text.size());
     at = std::copy(text.begin(), text.end(), at);
   }
+  std::size_t size() const { return static_cast<std::size_t>(at - text_.data()); }
+  void cutTo(std::size_t size) { at = text_.data() + size; }
   std::string take() {
-    text_.resize(static_cast<std::size_t>(at - text_.data()));
+    text_.resize(size());
     return std::move(text_);
   }
 
@@ -142,13 +144,45 @@ class Writer {
       return true;
     }
     if (depth >= std::size_t{maximumDepth}) return false;
+    const std::size_t start = out.size();
     writeTag("<dict>\n", depth);
     for (const auto& [key, value] : entries) {
+      replaced_ = false;
       writeText("<key>", "</key>\n", key, depth + 1);
+      if (replaced_) {
+        out.cutTo(start);
+        const PropertyListDictionary written = withWritableKeys(entries);
+        return writeDictionary({written.begin(), written.end()}, depth);
+      }
       if (!write(value, depth + 1)) return false;
     }
     writeTag("</dict>\n", depth);
     return true;
+  }
+
+  static std::string writable(std::string_view text) {
+    std::string out;
+    for (std::size_t at = 0; at < text.size();) {
+      const utf8::Character character = utf8::characterAt(text, at);
+      utf8::append(out, isXMLCharacter(character.codePoint) ? character.codePoint : U'\uFFFD');
+      at += character.length;
+    }
+    return out;
+  }
+
+  /// The entries under keys that XML can carry. Keys that would become one get further replacement
+  /// characters at their end, so that no value is lost.
+  static PropertyListDictionary withWritableKeys(
+      std::span<const PropertyListDictionary::Entry> entries) {
+    PropertyListDictionary written;
+    for (const bool whole : {true, false})  // the keys that need no replacement come first
+      for (const auto& [key, value] : entries) {
+        std::string name = writable(key);
+        if ((name == std::string_view(key)) != whole) continue;
+        while (!whole && written.contains(name)) utf8::append(name, U'\uFFFD');
+        written.set(name, value);
+      }
+    return written;
   }
 
   bool writeArray(const PropertyList::Array& array, std::size_t depth) {
@@ -195,7 +229,7 @@ class Writer {
   }
 
   /// Writes a character that is not plain; its length in the text.
-  static std::size_t writeSpecial(const char* from, const char* end, char*& to) {
+  std::size_t writeSpecial(const char* from, const char* end, char*& to) {
     const auto put = [&]<std::size_t N>(const char(&escaped)[N]) {
       to = std::copy(escaped, escaped + N - 1, to);
       return std::size_t{1};
@@ -211,11 +245,13 @@ class Writer {
         return put("&#13;");
       default:
         put("\uFFFD");
+        replaced_ = true;
         return utf8::characterAt({from, end}, 0).length;
     }
   }
 
   std::string scratch_;
+  bool replaced_ = false;  // a character that XML cannot carry
 };
 
 }  // namespace
