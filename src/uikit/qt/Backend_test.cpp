@@ -39,7 +39,9 @@ TEST(Backend, ForgetsNothingUnderTheToolkitsLoop) {
       queue.addOperationWithBlock([&, i] {
         bool fired = false;
         const auto timer = loop.addTimer(std::chrono::milliseconds(i % 2), [&] { fired = true; });
-        if (i % 3 == 0) EXPECT_TRUE(loop.runUntil([&] { return fired; }, kLimit));
+        if (i % 3 == 0) {
+          EXPECT_TRUE(loop.runUntil([&] { return fired; }, kLimit));
+        }
         if (i % 3 == 1) {
           QEventLoop inner;
           queue.addOperationWithBlock([&] { inner.quit(); });
