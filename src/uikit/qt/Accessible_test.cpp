@@ -126,24 +126,6 @@ TEST(Accessible, ARowsPlaceAmongItsSiblingsIsItsPlaceInTheList) {
   EXPECT_FALSE(far->isValid());
 }
 
-TEST(Accessible, WhatASearchHasFoundIsGoneWhenItIsClearedOrTheScreenChanges) {
-  const auto screen = std::make_shared<ListScreen>(20);
-  const auto navigation = UINavigationController::make(screen);
-  const ShownWindow shown(navigation);
-  auto* window = QAccessible::queryAccessibleInterface(shown.widget());
-  const auto& search = screen->search->searchBar();
-  QAccessible::setActive(true);
-  search->userDidChangeText("Project 1");
-  announceText("11 projects");
-  EXPECT_NE(find(window, QAccessible::Notification, "11 projects"), nullptr);
-  search->userDidChangeText("");
-  EXPECT_EQ(find(window, QAccessible::Notification, "11 projects"), nullptr);
-  announceText("20 projects");
-  navigation->pushViewController(std::make_shared<UIViewController>(), false);
-  EXPECT_EQ(find(window, QAccessible::Notification, "20 projects"), nullptr);
-  QAccessible::setActive(false);
-}
-
 TEST(Accessible, TheWidgetOfAViewThatHasGoneIsSilent) {
   const auto screen = std::make_shared<UIViewController>();
   const auto label = std::make_shared<UILabel>(CGRect{0, 0, 100, 20});
