@@ -116,6 +116,7 @@ Result<EncodedImage::Pixels> readReply(int pipe, int side) {
   const auto bytes = readToEnd(pipe, sizeof(PictureReplyHead) + PictureReplyHead::kMaximumText +
                                          square * sizeof(std::uint32_t));
   if (!bytes) return NSError{NSError::Kind::Io, "the picture decoder does not answer"};
+  if (bytes->empty()) return NSError{NSError::Kind::Io, "the picture decoder has ended"};
   PictureReplyHead head;
   if (bytes->size() < sizeof head) return broken;
   std::memcpy(&head, bytes->data(), sizeof head);
@@ -145,7 +146,7 @@ bool needsMuchMemory(EncodedImage::Format format) {
 
 PictureDecoder& PictureDecoder::shared() {
   // Never destroyed: a thread may wait for a picture while the process ends.
-  static auto* const decoder = std::unique_ptr<PictureDecoder>(new PictureDecoder).release();
+  static auto* const decoder = std::make_unique<PictureDecoder>().release();
   return *decoder;
 }
 
@@ -165,9 +166,22 @@ Result<EncodedImage::Pixels> PictureDecoder::decode(const PictureRequest& reques
   return result;
 }
 
+void PictureDecoder::stop() {
+  const std::lock_guard lock(starting_);
+  end();
+}
+
+void PictureDecoder::end() {
+  if (socket_ < 0) return;
+  ::close(socket_);
+  socket_ = -1;
+  while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
 Result<void> PictureDecoder::start() {
   if (socket_ >= 0) return {};
-  const std::string path = programPath();
+  const std::string path = program_.empty() ? programPath() : program_;
   if (path.empty())
     return NSError{NSError::Kind::Io, std::string("the picture decoder is missing (") + kProgram +
                                           " in the application's folder)"};
@@ -216,9 +230,7 @@ Result<void> PictureDecoder::send(const PictureRequest& request,
     const int failure = errno;
     if (attempt > 0 || (failure != EPIPE && failure != ECONNRESET)) return cannotStart(failure);
     // The decoder has ended, which somebody may bring about from outside: once more with a new one.
-    ::close(socket_);
-    socket_ = -1;
-    ::waitpid(process_, nullptr, 0);
+    end();
   }
 }
 

@@ -4,6 +4,7 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "foundation/EncodedImage.h"
 #include "foundation/NSError.h"
@@ -40,19 +41,29 @@ class PictureDecoder {
  public:
   static PictureDecoder& shared();
 
+  /// One with a program of its own; none for the bundle's. Ends it when it is destroyed.
+  explicit PictureDecoder(std::string program = {}) : program_(std::move(program)) {}
+  ~PictureDecoder() { stop(); }
+  PictureDecoder(const PictureDecoder&) = delete;
+  PictureDecoder& operator=(const PictureDecoder&) = delete;
+
   /// Waits until the picture is decoded. Pixels are empty when a JPEG was asked for.
   Result<EncodedImage::Pixels> decode(const PictureRequest& request,
                                       const PictureDescriptors& descriptors);
+
+  /// Ends the program, and pictures that it is at; the next picture starts it anew.
+  void stop();
 
   /// Another program than the bundle's, for those who have no bundle. Before the first picture.
   static void setProgram(const std::string& path);
 
  private:
-  PictureDecoder() = default;
   Result<void> send(const PictureRequest& request, const PictureDescriptors& descriptors,
                     int reply);
   Result<void> start();
+  void end();
 
+  std::string program_;
   std::mutex starting_;
   std::mutex oneAtATime_;
   int socket_ = -1;
