@@ -1,10 +1,14 @@
 #include "foundation/NSBundle.h"
 
+#include <unistd.h>
+
+#include <climits>
 #include <filesystem>
 #include <map>
 #include <utility>
 #include <vector>
 
+#include "foundation/FileSystem.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSLog.h"
 #include "foundation/NSPropertyListSerialization.h"
@@ -27,20 +31,21 @@ std::shared_ptr<NSBundle>& chosenMainBundle() {
   return bundle;
 }
 
-/// The dictionary in a file. A file that is not there holds none; one that is no dictionary is
-/// worth a line on the console.
-PropertyList dictionaryInFile(const std::string& path) {
-  const NSFileManager& files = NSFileManager::defaultManager();
-  if (!files.fileExistsAtPath(path)) return {};
-  const auto contents = files.contentsAtPath(path);
-  if (!contents) {
-    NSLog(contents.error().description);
-    return {};
-  }
-  const auto parsed = NSPropertyListSerialization::propertyListWithData(contents.value());
-  if (parsed && parsed.value().plist.dictionary()) return parsed.value().plist;
-  NSLog(path + ": " + (parsed ? "not a dictionary" : parsed.error().description));
-  return {};
+const PropertyList& emptyDictionary() {
+  static const PropertyList none;
+  return none;
+}
+
+/// The dictionary in a file; a file that is not there holds an empty one.
+Result<PropertyList> dictionaryInFile(const std::string& path) {
+  const auto contents = NSFileManager::defaultManager().contentsAtPath(path);
+  if (!contents && contents.error().kind == NSError::Kind::FileNotFound) return PropertyList();
+  if (!contents) return contents.error();
+  auto parsed = NSPropertyListSerialization::propertyListWithData(contents.value());
+  if (!parsed) return NSError{parsed.error().kind, path + ": " + parsed.error().description};
+  if (!parsed.value().plist.dictionary())
+    return NSError{NSError::Kind::Corrupt, path + ": not a dictionary"};
+  return std::move(parsed).value().plist;
 }
 
 /// None when the folder cannot be listed.
@@ -64,8 +69,11 @@ struct NSBundle::State {
 
   const PropertyList& table(const std::string& path) {
     const auto known = tables.find(path);
-    return known != tables.end() ? known->second
-                                 : tables.emplace(path, dictionaryInFile(path)).first->second;
+    if (known != tables.end()) return known->second;
+    auto read = dictionaryInFile(path);
+    if (read) return tables.emplace(path, std::move(read).value()).first->second;
+    NSLog(read.error().description);
+    return emptyDictionary();
   }
 
   /// The folders of the person's languages, best first, each with a slash at its end.
@@ -87,9 +95,13 @@ NSBundle::NSBundle(std::string path) : path_(std::move(path)), state_(std::make_
 std::shared_ptr<NSBundle> NSBundle::mainBundle() {
   std::shared_ptr<NSBundle>& bundle = chosenMainBundle();
   if (!bundle) {
-    std::error_code fault;
-    const fs::path program = fs::read_symlink("/proc/self/exe", fault);
-    bundle = bundleWithPath(program.parent_path());
+    char program[PATH_MAX];
+    const ssize_t length =
+        uninterrupted([&] { return readlink("/proc/self/exe", program, sizeof program); });
+    // Where the system does not say, this call's answer is a bundle without contents.
+    if (length < 0) return std::make_shared<NSBundle>("");
+    const std::string path(program, static_cast<std::size_t>(length));
+    bundle = bundleWithPath(parentOfPath(path));
   }
   return bundle;
 }
@@ -132,8 +144,17 @@ std::optional<std::string> NSBundle::bundleIdentifier() const {
 }
 
 const PropertyList& NSBundle::infoDictionary() const {
-  if (!state_->info) state_->info = dictionaryInFile(path_ + "/Info.plist");
-  return *state_->info;
+  const auto loaded = loadInfoDictionary();
+  if (!loaded) NSLog(loaded.error().description);
+  return loaded ? *state_->info : emptyDictionary();
+}
+
+Result<void> NSBundle::loadInfoDictionary() const {
+  if (state_->info) return {};
+  auto read = dictionaryInFile(path_ + "/Info.plist");
+  if (!read) return read.error();
+  state_->info = std::move(read).value();
+  return {};
 }
 
 std::string NSBundle::builtInPlugInsPath() const { return path_ + "/PlugIns"; }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "foundation/NSError.h"
 #include "foundation/NSObject.h"
 #include "foundation/PropertyList.h"
 
@@ -30,8 +31,11 @@ class NSBundle : public NSObject {
   explicit NSBundle(std::string path);
   const std::string& bundlePath() const { return path_; }
   std::optional<std::string> bundleIdentifier() const;
-  /// The Info.plist's contents, or an empty dictionary.
+  /// The Info.plist's contents; an empty dictionary where there is none, or none can be read.
   const PropertyList& infoDictionary() const;
+  /// Reads the Info.plist, unless it is known; an error when it is there and cannot be read, as for
+  /// a moment while the program is brought up to date. The next call reads again then.
+  Result<void> loadInfoDictionary() const;
   std::string builtInPlugInsPath() const;
 
   /// The path of a resource file, in the language's folder first; none when there is no such file.
