@@ -1,19 +1,15 @@
 #include "foundation/CoordinationLock.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <utility>
 
+#include "foundation/FileSystem.h"
 #include "foundation/NSFileManager.h"
-#include "foundation/StableHash.h"
 
 namespace tasklane {
 namespace {
-
-constexpr std::size_t kLongestReadableName = 180;
 
 /// How much of a target's path is the folder at whose root its lock lies.
 std::size_t lockRootLength(const std::string& target) {
@@ -38,71 +34,75 @@ std::string lockName(const std::string& relativePath) {
       name += c;
     }
   }
-  if (name.size() > kLongestReadableName) {
-    name = name.substr(name.size() - kLongestReadableName) + "~" + stableHashText(relativePath);
-  }
-  return name + ".lock";
+  return shortenedName(name) + ".lock";
 }
 
-FileDescriptor openLockFile(const std::string& path, CoordinationLock::Mode mode) {
-  constexpr int kFlags = O_CLOEXEC | O_NOFOLLOW | O_NOCTTY;
-  FileDescriptor file(open(path.c_str(), O_RDWR | O_CREAT | kFlags, 0600));
-  if (!file && errno == ENOENT) {
-    const std::string folder = path.substr(0, path.rfind('/'));
-    if (mode == CoordinationLock::Mode::Shared) {
-      // Where even the root is missing there is nothing to read, and nothing is made.
-      mkdir(folder.c_str(), 0700);
-    } else {
-      [[maybe_unused]] const auto made =
-          NSFileManager::defaultManager().createDirectoryAtPath(folder, true);
-    }
-    file = FileDescriptor(open(path.c_str(), O_RDWR | O_CREAT | kFlags, 0600));
-  }
-  if (!file && mode == CoordinationLock::Mode::Shared) {
-    file = FileDescriptor(open(path.c_str(), O_RDONLY | kFlags));
-  }
+/// On a failure errno says why.
+FileDescriptor makeLockFile(const std::string& path) {
+  FileDescriptor file = openFile(path, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  if (file) giveToOwnerOfFolder(file.get(), parentOfPath(path));
   return file;
 }
 
-/// Whether a path still leads to the open file.
-bool isStillAt(const std::string& path, int file) {
-  struct stat opened {};
-  struct stat named {};
-  return fstat(file, &opened) == 0 && lstat(path.c_str(), &named) == 0 &&
-         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+Result<FileDescriptor> openLockFile(const std::string& path, CoordinationLock::Mode mode) {
+  // Other processes may make the file, or remove it, at the same time.
+  for (int attempt = 0; attempt < 10; ++attempt) {
+    FileDescriptor file = openFile(path, O_RDWR | O_NOFOLLOW);
+    if (!file && errno == ENOENT) file = makeLockFile(path);
+    if (file) return file;
+    if (errno == EEXIST) continue;
+    if (errno != ENOENT) break;
+    const std::string folder = parentOfPath(path);
+    // A reader makes no more: where even the root is missing there is nothing to read.
+    const auto made = mode == CoordinationLock::Mode::Shared
+                          ? makeFolder(folder)
+                          : NSFileManager::defaultManager().createDirectoryAtPath(folder, true);
+    if (!made) return made.error();
+  }
+  return NSError::fromErrno(errno, "cannot open the lock file " + path);
 }
 
-std::function<void()>& waitingHook() {
-  thread_local std::function<void()> hook;
-  return hook;
+/// Whether there is no lock file because nothing can be stored where it would lie.
+bool isForWantOfAPlace(const NSError& error) {
+  return error.kind == NSError::Kind::FileNotFound || error.kind == NSError::Kind::NotPermitted ||
+         error.kind == NSError::Kind::NoSpace;
 }
 
 }  // namespace
-
-void CoordinationLock::setWaitingHook(std::function<void()> hook) {
-  waitingHook() = std::move(hook);
-}
 
 std::string CoordinationLock::lockFile(const std::string& target) {
   const std::size_t root = lockRootLength(target);
   return target.substr(0, root) + "/.coordination/" + lockName(target.substr(root + 1));
 }
 
+CoordinationLock::CoordinationLock(FileDescriptor file, std::string path)
+    : file_(std::move(file)), path_(std::move(path)) {
+  if (file_) uninterrupted([&] { return fstat(file_.get(), &status_); });
+}
+
 Result<CoordinationLock> CoordinationLock::acquire(const std::string& target, Mode mode) {
   const std::string path = lockFile(target);
   for (;;) {
-    FileDescriptor file = openLockFile(path, mode);
-    if (!file) {
-      if (mode == Mode::Shared) return CoordinationLock(FileDescriptor());
-      return NSError::fromErrno(errno, "cannot open the lock file " + path);
+    auto file = openLockFile(path, mode);
+    if (!file && mode == Mode::Shared && isForWantOfAPlace(file.error())) {
+      FileDescriptor readOnly = openFile(path, O_RDONLY | O_NOFOLLOW);
+      if (!readOnly) return CoordinationLock(FileDescriptor(), path);
+      file = std::move(readOnly);
     }
+    if (!file) return file.error();
     // A lock belongs to the opening, so that threads of one process exclude each other as well.
-    while (flock(file.get(), mode == Mode::Shared ? LOCK_SH : LOCK_EX) != 0) {
-      if (errno != EINTR) return NSError::fromErrno(errno, "cannot lock " + path);
-    }
-    // Somebody may have cleared the folder while this process waited.
-    if (isStillAt(path, file.get())) return CoordinationLock(std::move(file));
+    auto locked = lockwait::lock(std::move(file).value(), mode, path);
+    if (!locked) return locked.error();
+    CoordinationLock lock(std::move(locked).value(), path);
+    // Somebody may have removed the file while this process waited.
+    if (lock.check()) return lock;
   }
+}
+
+Result<void> CoordinationLock::check() const {
+  if (leadsToFile(path_, status_)) return {};
+  return NSError{NSError::Kind::Busy,
+                 "the lock file " + path_ + " was removed meanwhile, so that others may write"};
 }
 
 }  // namespace tasklane

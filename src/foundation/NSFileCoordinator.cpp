@@ -4,7 +4,9 @@
 #include <vector>
 
 #include "foundation/CoordinationLock.h"
+#include "foundation/FileSystem.h"
 #include "foundation/NSFileManager.h"
+#include "foundation/NSLog.h"
 #include "foundation/StagedFile.h"
 
 namespace tasklane {
@@ -14,7 +16,8 @@ namespace {
 struct Coordination {
   std::string target;
   bool writes = false;
-  StagedFile* staged = nullptr;  // of a write that is not for deleting
+  StagedFile* staged = nullptr;            // of a write that is not for deleting
+  const CoordinationLock* lock = nullptr;  // of the outermost one
 };
 
 /// The coordinations of this thread, outermost first.
@@ -40,32 +43,38 @@ struct Enclosing {
     for (const Coordination* const coordination : underWay()) {
       if (coordination->target != target) continue;
       (coordination->writes ? writes : reads) = true;
+      if (coordination->lock) lock = coordination->lock;
       if (coordination->staged) staged.push_back(coordination->staged);
     }
   }
 
   bool reads = false;
   bool writes = false;
+  const CoordinationLock* lock = nullptr;
   std::vector<StagedFile*> staged;  // outermost first
 };
 
+/// Staged files of a target are told apart by their depth on this thread and by the lock, so that
+/// two writers cannot get in each other's way when somebody removes the lock file.
+std::string stagingTag(std::size_t depth, const CoordinationLock& lock) {
+  return std::to_string(depth) + "-" + std::to_string(lock.number());
+}
+
 /// With the lock held nobody writes, so what is staged was left by a process that was killed.
-void removeAbandoned(const std::string& target) {
-  const auto removed = [&](int depth) {
-    return StagedFile::removeAbandoned(target, std::to_string(depth));
-  };
-  int depth = 0;
-  while (removed(depth) || depth == 0) ++depth;
+void removeAbandoned(const std::string& target, const CoordinationLock& lock) {
+  std::size_t depth = 0;
+  while (StagedFile::removeAbandoned(target, stagingTag(depth, lock))) ++depth;
 }
 
 /// A write inside a write of the same file replaces what that has staged so far; only the outermost
 /// one touches the target.
 Result<void> writeStaged(Coordination& coordination, const Enclosing& enclosing,
                          const NSFileCoordinator::Accessor& accessor) {
-  StagedFile staged(coordination.target, std::to_string(enclosing.staged.size()));
+  const CoordinationLock& lock = enclosing.lock ? *enclosing.lock : *coordination.lock;
+  StagedFile staged(coordination.target, stagingTag(enclosing.staged.size(), lock));
   coordination.staged = &staged;
   access(coordination, accessor, NSURL::fileURLWithPath(staged.path()));
-  if (enclosing.staged.empty()) return staged.commit();
+  if (enclosing.staged.empty()) return staged.commit([&] { return lock.check(); });
   return staged.exists() ? staged.moveTo(enclosing.staged.back()->path()) : Result<void>();
 }
 
@@ -76,9 +85,11 @@ Result<void> writeForDeleting(const Coordination& coordination, const Enclosing&
   if (!NSFileManager::defaultManager().fileExistsAtPath(target)) {
     for (StagedFile* const staged : enclosing.staged) staged->discard();
   }
-  const std::string folder = target.substr(0, target.rfind('/') + 1);
+  const std::string folder = parentOfPath(target);
   if (!NSFileManager::defaultManager().fileExistsAtPath(folder)) return {};
-  return flushFolder(folder);
+  if (const auto flushed = flushFolder(folder); !flushed)
+    NSLog(flushed.error().description + "; what was removed there may come back in a power cut");
+  return {};
 }
 
 }  // namespace
@@ -88,7 +99,7 @@ Result<void> NSFileCoordinator::coordinateReadingItemAtURL(const NSURL& url,
                                                            const Accessor& byAccessor) {
   auto target = pathWithLinksFollowed(url.path());
   if (!target) return target.error();
-  const Coordination coordination{target.value()};
+  const Coordination coordination{target.value(), false, nullptr, nullptr};
   const Enclosing enclosing(coordination.target);
   for (auto staged = enclosing.staged.rbegin(); staged != enclosing.staged.rend(); ++staged) {
     if (!(*staged)->exists()) continue;
@@ -110,7 +121,7 @@ Result<void> NSFileCoordinator::coordinateWritingItemAtURL(const NSURL& url,
                                                            const Accessor& byAccessor) {
   auto target = pathWithLinksFollowed(url.path());
   if (!target) return target.error();
-  Coordination coordination{target.value(), true};
+  Coordination coordination{target.value(), true, nullptr, nullptr};
   const Enclosing enclosing(coordination.target);
   if (enclosing.reads && !enclosing.writes) {
     return NSError{NSError::Kind::Unsupported,
@@ -130,7 +141,8 @@ Result<void> NSFileCoordinator::coordinateWritingItemAtURL(const NSURL& url,
   if (enclosing.writes) return write();
   auto lock = CoordinationLock::acquire(coordination.target, CoordinationLock::Mode::Exclusive);
   if (!lock) return lock.error();
-  removeAbandoned(coordination.target);
+  coordination.lock = &lock.value();
+  removeAbandoned(coordination.target, lock.value());
   return write();
 }
 

@@ -20,7 +20,11 @@ enum class NSFileCoordinatorWritingOptions { None, ForDeleting, ForMerging };
 /// a process dies. It belongs to a lock file in the hidden folder ".coordination" at the root of
 /// the group container that encloses the file (the nearest enclosing folder whose name begins
 /// "group."), or beside the file where there is none; it is never the file itself, which is
-/// replaced. Who coordinates two files at once must take them in an order that all agree on.
+/// replaced. Who coordinates two files at once must take them in an order that all agree on. How
+/// long a call waits, and how a wait ends, stands in CoordinationLock.h.
+///
+/// A lock file that somebody removes while a write is under way no longer keeps others out: the
+/// write is then refused (kind Busy) and may be tried again.
 ///
 /// A coordinated write hands the accessor the address of a staging file beside the target, which
 /// does not exist yet; the accessor may first make its folder. When the accessor has left a file
@@ -44,7 +48,8 @@ class NSFileCoordinator {
                                           const Accessor& byAccessor);
 
   /// An error says why the lock could not be had (the accessor was not run) or why the commit
-  /// failed (the target is unchanged, unless it is the folder that could not be flushed).
+  /// failed; the target is unchanged then. A folder that could not be flushed after the commit is
+  /// told on the console only.
   Result<void> coordinateWritingItemAtURL(const NSURL& url, NSFileCoordinatorWritingOptions options,
                                           const Accessor& byAccessor);
 

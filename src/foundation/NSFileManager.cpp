@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "foundation/FileDescriptor.h"
+#include "foundation/FileSystem.h"
 #include "foundation/NSFileCoordinator.h"
 #include "foundation/StagedFile.h"
 
@@ -21,7 +21,6 @@ namespace tasklane {
 namespace {
 
 constexpr mode_t kFileMode = 0600;
-constexpr mode_t kFolderMode = 0700;
 
 std::string homeFolder() {
   if (const char* const home = std::getenv("HOME"); home && *home == '/') return home;
@@ -40,26 +39,14 @@ std::string groupContainersFolder() {
   return (data && *data == '/' ? data : homeFolder() + "/.local/share") + std::string("/tasklane");
 }
 
-Result<void> makeFolder(const std::string& path) {
-  if (mkdir(path.c_str(), kFolderMode) == 0) {
-    // What is written into the folder is as safe as its name. Where the folder above may be written
-    // to but not read, nothing more can be done.
-    [[maybe_unused]] const auto flushed = flushFolder(path + "/..");
-    return {};
-  }
-  const int problem = errno;
-  struct stat status {};
-  if (problem == EEXIST && stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return {};
-  return NSError::fromErrno(problem, "cannot make the folder " + path);
-}
-
 /// 0, or the errno value of the failure.
 int giveSecondName(const std::string& path, const std::string& name) {
-  if (link(path.c_str(), name.c_str()) == 0) return 0;
+  if (uninterrupted([&] { return link(path.c_str(), name.c_str()); }) == 0) return 0;
   if (errno == EEXIST) return EEXIST;
   // Folders, and files on file systems without links, can only be moved.
-  return renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) == 0 ? 0
-                                                                                          : errno;
+  const int moved = uninterrupted(
+      [&] { return renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE); });
+  return moved == 0 ? 0 : errno;
 }
 
 }  // namespace
@@ -76,9 +63,9 @@ Result<NSURL> NSFileManager::groupContainer(const std::string& group) {
   const NSURL url = NSURL::fileURLWithPath(groupContainersFolder() + "/" + group);
   if (auto made = createDirectoryAtPath(url.path(), true); !made) return made.error();
   // Processes that reach it in different ways name its files alike, and so hear of each other.
-  std::error_code failure;
-  const auto resolved = std::filesystem::canonical(url.path(), failure);
-  return failure ? url : NSURL::fileURLWithPath(resolved);
+  auto path = pathWithLinksFollowed(url.path());
+  if (!path) return path.error();
+  return NSURL::fileURLWithPath(path.value());
 }
 
 std::optional<NSURL> NSFileManager::containerURLForSecurityApplicationGroupIdentifier(
@@ -95,11 +82,13 @@ std::optional<NSURL> NSFileManager::containerURLForBaseGroupContainerIdentifier(
 
 bool NSFileManager::fileExistsAtPath(const std::string& path) const {
   struct stat status {};
-  return stat(path.c_str(), &status) == 0;
+  return uninterrupted([&] { return stat(path.c_str(), &status); }) == 0;
 }
 
 Result<void> NSFileManager::createDirectoryAtPath(const std::string& path,
                                                   bool withIntermediateDirectories) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) return {};
   if (withIntermediateDirectories) {
     for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1)) {
@@ -145,37 +134,30 @@ Result<std::string> NSFileManager::setAsideItemAtPath(const std::string& path,
 }
 
 Result<std::string> NSFileManager::contentsAtPath(const std::string& path) const {
-  const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+  // O_NONBLOCK: a pipe that nobody writes to must not hold up the opening.
+  const FileDescriptor file = openFile(path, O_RDONLY | O_NONBLOCK);
   struct stat status {};
-  if (!file || fstat(file.get(), &status) != 0) {
+  if (!file || uninterrupted([&] { return fstat(file.get(), &status); }) != 0)
     return NSError::fromErrno(errno, "cannot open " + path);
-  }
   if (S_ISDIR(status.st_mode)) return NSError::fromErrno(EISDIR, "cannot read " + path);
-  std::string contents;
-  std::size_t length = 0;
-  // One byte more than the file has, so that its end is met without a further read.
-  contents.resize(static_cast<std::size_t>(std::max<off_t>(status.st_size, 0)) + 1);
-  for (;;) {
-    if (length == contents.size()) contents.resize(length * 2);
-    const ssize_t got = read(file.get(), contents.data() + length, contents.size() - length);
-    if (got == 0) break;
-    if (got < 0 && errno != EINTR) return NSError::fromErrno(errno, "cannot read " + path);
-    if (got > 0) length += static_cast<std::size_t>(got);
-  }
-  contents.resize(length);
-  return contents;
+  if (!S_ISREG(status.st_mode))
+    return NSError{NSError::Kind::Unsupported,
+                   "cannot read " + path + ": it is a pipe or a device, not a file"};
+  return readAll(file.get(), path);
+}
+
+Result<std::string> NSFileManager::contentsOfInputAtPath(const std::string& path) const {
+  if (path == "-") return readAll(STDIN_FILENO, "the standard input");
+  const FileDescriptor file = openFile(path, O_RDONLY);
+  if (!file) return NSError::fromErrno(errno, "cannot open " + path);
+  return readAll(file.get(), path);
 }
 
 Result<void> NSFileManager::writeToFile(const std::string& path, std::string_view bytes) {
-  FileDescriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode));
-  int problem = file ? 0 : errno;
-  while (problem == 0 && !bytes.empty()) {
-    const ssize_t written = write(file.get(), bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) problem = errno;
-    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
+  FileDescriptor file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC, kFileMode);
+  int problem = file ? writeAll(file.get(), bytes) : errno;
   // Some file systems find out about a full disk only when the file is closed.
-  if (file && file.close() != 0 && problem == 0) problem = errno;
+  if (file && file.close() != 0 && errno != EINTR && problem == 0) problem = errno;
   if (problem == 0) return {};
   NSFileCoordinator::discardStagedWrite(path);
   return NSError::fromErrno(problem, "cannot write " + path);

@@ -12,7 +12,8 @@
 namespace tasklane {
 
 /// Files and folders by path. Files that it makes are readable by their owner alone (0600), folders
-/// are 0700. Any thread.
+/// are 0700; those that the superuser makes in a folder of somebody else become that person's. Any
+/// thread.
 class NSFileManager {
  public:
   static NSFileManager& defaultManager();
@@ -20,7 +21,7 @@ class NSFileManager {
   /// The folder of an application group, for example "group.com.kestrelworks.Tasklane": inside the
   /// folder that TASKLANE_GROUP_CONTAINERS names, else in $XDG_DATA_HOME/tasklane (~/.local/share/
   /// tasklane where that is unset or not absolute). It is made, with the folders above it. None
-  /// when it cannot be made; groupContainer() says why.
+  /// when it cannot be made; groupContainer() says why. All links on the way to it are followed.
   std::optional<NSURL> containerURLForSecurityApplicationGroupIdentifier(const std::string& group);
   Result<NSURL> groupContainer(const std::string& group);
 
@@ -39,8 +40,13 @@ class NSFileManager {
   /// moved. A link at the path is followed.
   Result<std::string> setAsideItemAtPath(const std::string& path, const std::string& suffix);
 
-  /// The whole file. A folder, an unreadable or a missing file is an error that names it.
+  /// The whole file. A folder, a pipe, a device, an unreadable or a missing file, and one of more
+  /// than 256 MB, is an error that names it. Never waits for anybody.
   Result<std::string> contentsAtPath(const std::string& path) const;
+
+  /// The same for what a person names as input: also of a pipe or a device, until it ends; "-" is
+  /// the standard input.
+  Result<std::string> contentsOfInputAtPath(const std::string& path) const;
 
   /// Writes in place, replacing what was there; a failure may leave a part of the file, except that
   /// a coordinated write's staging file is discarded (see NSFileCoordinator).

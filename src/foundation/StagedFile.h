@@ -1,14 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "foundation/NSError.h"
 
 namespace tasklane {
-
-/// The path that a path leads to: absolute, every link on the way followed, also one at its end
-/// that leads to nothing yet. The file and the folders above it need not exist.
-Result<std::string> pathWithLinksFollowed(const std::string& path);
 
 /// New contents of a file, prepared beside it under another name and put in its place whole.
 ///
@@ -34,8 +31,12 @@ class StagedFile {
 
   /// Flushes to disk, renames over the target and flushes the folder. Nothing happens when nothing
   /// was written. The target keeps its mode and owner, a new one belongs to its owner alone (0600).
-  /// On an error the target is unchanged, unless it says that the folder could not be flushed.
-  Result<void> commit();
+  /// `mayReplace` is asked at the last moment.
+  ///
+  /// On an error the target is unchanged. A folder that cannot be flushed is none: the contents are
+  /// in place then, everybody reads them, and only a power cut could still undo it; the console is
+  /// told.
+  Result<void> commit(const std::function<Result<void>()>& mayReplace = {});
 
   /// Renames over a path without flushing anything, for a path that is itself staged.
   Result<void> moveTo(const std::string& path);
@@ -48,9 +49,5 @@ class StagedFile {
   bool moved_ = false;
   bool unusable_ = false;
 };
-
-/// Flushes a folder's entries to disk. On a file system that cannot (some of the network's) they
-/// are as safe as they can be.
-Result<void> flushFolder(const std::string& path);
 
 }  // namespace tasklane

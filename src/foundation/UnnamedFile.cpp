@@ -8,19 +8,13 @@
 #include <cstdlib>
 #include <utility>
 
-#include "foundation/StagedFile.h"
+#include "foundation/FileSystem.h"
 
 namespace tasklane {
 
 namespace {
 
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
-
-std::string folderOf(const std::string& path) {
-  const auto slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
 
 /// Links an open file without a name. The direct way needs a capability, the way round over /proc
 /// needs /proc: between them one works nearly everywhere.
@@ -120,7 +114,7 @@ Result<void> UnnamedFile::linkToPath(const std::string& path) {
     ::unlink(hiddenPath_.c_str());
     hiddenPath_.clear();
   }
-  const auto flushed = flushFolder(folderOf(path));
+  const auto flushed = flushFolder(parentOfPath(path));
   if (!flushed) ::unlink(path.c_str());
   return flushed;
 }
