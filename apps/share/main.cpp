@@ -100,7 +100,7 @@ int failOnRequest(const NSError& error) {
 
 Result<std::vector<std::shared_ptr<NSExtensionItem>>> inputItems(const Arguments& arguments) {
   const std::string file = arguments.request.value_or("/dev/stdin");
-  const auto document = NSFileManager::defaultManager().contentsAtPath(file);
+  const auto document = NSFileManager::defaultManager().contentsOfInputAtPath(file);
   if (!document) return document.error();
   // Files are named from where the request lies; one that comes through a pipe lies here.
   const std::string place = arguments.request ? file : "x";

@@ -83,17 +83,14 @@ json JSONFromItem(const PropertyList& item) {
 }
 
 void requireContainer() {
-  auto& manager = NSFileManager::defaultManager();
-  const auto group = manager.groupContainer("group.com.kestrelworks.Tasklane");
-  const auto& url = TLXPlistPresenter::sharedContainerURL();
-  const auto made = group && url ? manager.createDirectoryAtPath(url->path(), true)
-                    : group      ? Result<void>()
-                                 : Result<void>(group.error());
-  if (made && url) return;
+  const auto container = TLXPlistPresenter::sharedContainer();
+  const auto made = container ? NSFileManager::defaultManager().createDirectoryAtPath(
+                                    container.value().path(), true)
+                              : Result<void>(container.error());
+  if (made) return;
   throw Failure{ExitCode::NoContainer,
-                "The folder of the shared files cannot be made" +
-                    (made ? "" : " (" + made.error().description + ")") +
-                    "; make its place writable, or name another in TASKLANE_GROUP_CONTAINERS."};
+                "The folder of the shared files cannot be had (" + made.error().description +
+                    "); make its place writable, or name another in TASKLANE_GROUP_CONTAINERS."};
 }
 
 void requireReadable(const TLXPlistPresenter& presenter) {

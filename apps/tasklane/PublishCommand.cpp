@@ -176,16 +176,6 @@ class Checker {
   std::map<std::string, std::string> placeOfUUID_;
 };
 
-Result<std::string> contentsOfInput(const std::string& file) {
-  if (file != "-") return NSFileManager::defaultManager().contentsAtPath(file);
-  std::string text;
-  char buffer[65536];
-  for (std::size_t count; (count = std::fread(buffer, 1, sizeof buffer, stdin)) > 0;)
-    text.append(buffer, count);
-  if (std::ferror(stdin)) return NSError{NSError::Kind::Io, "the standard input could not be read"};
-  return text;
-}
-
 Findings findingsOf(Publication publication, const PropertyList& plist) {
   Checker checker;
   if (publication == Publication::Containers)
@@ -198,7 +188,7 @@ Findings findingsOf(Publication publication, const PropertyList& plist) {
 }  // namespace
 
 void publish(Publication publication, const std::string& file) {
-  const auto input = contentsOfInput(file);
+  const auto input = NSFileManager::defaultManager().contentsOfInputAtPath(file);
   if (!input)
     throw Failure{exitCodeForInputError(input.error()),
                   "The file to publish cannot be read: " + input.error().description + "."};

@@ -44,8 +44,7 @@ int fileHolding(const std::string& text) {
 
 ShareRequest requestFromFile(const std::string& file) {
   const std::string name = file == "-" ? "The request on standard input" : "The request " + file;
-  const auto document = NSFileManager::defaultManager().contentsAtPath(
-      file == "-" ? std::string("/dev/stdin") : file);
+  const auto document = NSFileManager::defaultManager().contentsOfInputAtPath(file);
   if (!document)
     throw Failure{ExitCode::MissingInput,
                   name + " cannot be read: " + document.error().description + "."};

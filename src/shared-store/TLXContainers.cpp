@@ -77,12 +77,15 @@ std::optional<PropertyList> entryWithUniqueID(const Kind& kind, const std::strin
 }  // namespace
 
 const std::optional<NSURL>& TLXContainers::sharedContainersURL() {
-  static const std::optional<NSURL> url = TLXPlistPresenter::sharedFileURL("containers.plist");
+  static std::optional<NSURL> url;
+  if (!url) url = TLXPlistPresenter::sharedFileURL("containers.plist");
   return url;
 }
 
 const std::shared_ptr<TLXPlistPresenter>& TLXContainers::presenter() {
-  static const auto presenter = TLXPlistPresenter::makeWithURL(sharedContainersURL());
+  static auto presenter = TLXPlistPresenter::makeWithURL(sharedContainersURL());
+  if (!presenter && sharedContainersURL())
+    presenter = TLXPlistPresenter::makeWithURL(sharedContainersURL());
   return presenter;
 }
 

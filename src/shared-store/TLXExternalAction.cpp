@@ -87,30 +87,29 @@ PropertyList TLXExternalAction::propertyList() const {
 }
 
 const std::optional<NSURL>& TLXExternalAction::sharedActionsURL() {
-  static const std::optional<NSURL> url = TLXPlistPresenter::sharedFileURL("actions.plist");
+  static std::optional<NSURL> url;
+  if (!url) url = TLXPlistPresenter::sharedFileURL("actions.plist");
   return url;
 }
 
 const std::shared_ptr<TLXPlistPresenter>& TLXExternalAction::presenter() {
-  static const auto presenter = TLXPlistPresenter::makeWithURL(sharedActionsURL());
+  static auto presenter = TLXPlistPresenter::makeWithURL(sharedActionsURL());
+  if (!presenter && sharedActionsURL())
+    presenter = TLXPlistPresenter::makeWithURL(sharedActionsURL());
   return presenter;
 }
 
 const std::string& TLXExternalAction::sharedAttachmentPath() {
-  static const std::string path = []() -> std::string {
-    auto& manager = NSFileManager::defaultManager();
-    const auto group =
-        manager.containerURLForBaseGroupContainerIdentifier("com.kestrelworks.Tasklane");
-    if (!group) return {};
-    std::string folder = group->URLByAppendingPathComponent("attachments").path();
-    if (manager.fileExistsAtPath(folder)) return folder;
-    const auto made = manager.createDirectoryAtPath(folder, false);
-    // Another process may have been faster; the folder is there then.
-    if (!made && !manager.fileExistsAtPath(folder))
-      NSLog(stringWithFormat("Error creating shared attachment path: %@",
-                             {made.error().description}));
-    return folder;
-  }();
+  static std::string path;
+  if (!path.empty()) return path;
+  auto& manager = NSFileManager::defaultManager();
+  const auto group =
+      manager.containerURLForBaseGroupContainerIdentifier("com.kestrelworks.Tasklane");
+  if (!group) return path;
+  path = group->URLByAppendingPathComponent("attachments").path();
+  if (const auto made = manager.createDirectoryAtPath(path, false); !made)
+    NSLog(
+        stringWithFormat("Error creating shared attachment path: %@", {made.error().description}));
   return path;
 }
 
@@ -150,12 +149,15 @@ void TLXExternalAction::performAction(TLXExternalActionType type, TLXExternalAct
 }
 
 void TLXExternalAction::newItemWithInfo(const std::optional<PropertyList>& info) {
-  auto entries = info && info->dictionary() ? *info->dictionary() : PropertyListDictionary{};
-  if (!entries.contains("uuid")) entries.set("uuid", NSUUID::UUIDString());
-  auto action = std::make_shared<TLXExternalAction>();
-  action->setType(Type::New);
-  action->setInfo(PropertyList(std::move(entries)));
-  appendAction(action);
+  if (!presenter()) return;
+  presenter()->performCoordinatedChange([&] {
+    auto entries = info && info->dictionary() ? *info->dictionary() : PropertyListDictionary{};
+    if (!entries.contains("uuid")) entries.set("uuid", NSUUID::UUIDString());
+    auto action = std::make_shared<TLXExternalAction>();
+    action->setType(Type::New);
+    action->setInfo(PropertyList(std::move(entries)));
+    appendAction(action);
+  });
 }
 
 void TLXExternalAction::completeItem(const std::shared_ptr<TLXExternalItem>& item) {

@@ -54,7 +54,8 @@ class TLXExternalAction : public NSObject {
   /// operations below then do nothing.
   static const std::shared_ptr<TLXPlistPresenter>& presenter();
   /// The folder of attachment files, which lies in the group container itself. It is made at the
-  /// first call; later ones do not touch the disk. Empty when there is no container.
+  /// first call that finds the container; later ones do not touch the disk. Empty while there is no
+  /// container.
   static const std::string& sharedAttachmentPath();
 
   static void appendAction(const std::shared_ptr<TLXExternalAction>& action);

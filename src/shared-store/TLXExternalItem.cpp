@@ -125,12 +125,14 @@ const NSDateFormatter& TLXExternalItem::sharedDateFormatter() {
 }
 
 const std::optional<NSURL>& TLXExternalItem::sharedItemsURL() {
-  static const std::optional<NSURL> url = TLXPlistPresenter::sharedFileURL("items.plist");
+  static std::optional<NSURL> url;
+  if (!url) url = TLXPlistPresenter::sharedFileURL("items.plist");
   return url;
 }
 
 const std::shared_ptr<TLXPlistPresenter>& TLXExternalItem::presenter() {
-  static const auto presenter = TLXPlistPresenter::makeWithURL(sharedItemsURL());
+  static auto presenter = TLXPlistPresenter::makeWithURL(sharedItemsURL());
+  if (!presenter && sharedItemsURL()) presenter = TLXPlistPresenter::makeWithURL(sharedItemsURL());
   return presenter;
 }
 

@@ -1,8 +1,9 @@
 #include "shared-store/TLXPlistPresenter.h"
 
+#include <new>
 #include <utility>
 
-#include "foundation/CFNotificationCenter.h"
+#include "foundation/FileSystem.h"
 #include "foundation/Logger.h"
 #include "foundation/NSBundle.h"
 #include "foundation/NSFileCoordinator.h"
@@ -46,37 +47,78 @@ Result<PropertyList> decodedContents(const std::string& data) {
   return std::move(parsed).value().plist;
 }
 
-std::string pathByDeletingLastComponent(const std::string& path) {
-  const auto slash = path.find_last_of('/');
-  if (slash == std::string::npos) return {};
-  return slash == 0 ? "/" : path.substr(0, slash);
+/// The folder of the application that a bundle is, or is inside of; empty when there is none.
+std::string applicationAround(std::string path) {
+  while (!path.ends_with("app")) {
+    const auto slash = path.find_last_of('/');
+    if (slash == std::string::npos) return {};
+    path.resize(slash);
+  }
+  return path;
+}
+
+Result<std::optional<std::string>> containingApplicationIdentifier() {
+  const std::string program = NSBundle::mainBundle()->bundlePath();
+  if (program.empty())
+    return NSError{NSError::Kind::Io, "the system does not say where this program lies"};
+  const std::string path = applicationAround(program);
+  if (path.empty()) {
+    KBRecordBacktrace("NOTREACHED");
+    return std::optional<std::string>(kUnknownApplication);
+  }
+  const auto application =
+      path == program ? NSBundle::mainBundle() : NSBundle::bundleWithPath(path);
+  if (auto loaded = application->loadInfoDictionary(); !loaded) return loaded.error();
+  return application->bundleIdentifier();
+}
+
+/// Does some work that may take memory; what is wanting then is a reason as any other.
+template <class Work>
+Result<void> withinMemory(const Work& work) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return NSError{NSError::Kind::Io, "out of memory"};
+  }
 }
 
 }  // namespace
 
-std::string TLXPlistPresenter::_containingApplicationBundleIdentifier() {
-  const auto mainBundle = NSBundle::mainBundle();
-  std::optional<std::string> identifier;
-  std::string path = mainBundle->bundlePath();
-  if (path.ends_with("app")) {
-    identifier = mainBundle->bundleIdentifier();
-  } else {
-    while (!path.empty() && path != "/" && !path.ends_with("app"))
-      path = pathByDeletingLastComponent(path);
-    if (path.ends_with("app")) identifier = NSBundle::bundleWithPath(path)->bundleIdentifier();
-  }
-  if (identifier) return *identifier;
-  KBRecordBacktrace("NOTREACHED");
-  return kUnknownApplication;
+std::optional<std::string> TLXPlistPresenter::_containingApplicationBundleIdentifier() {
+  auto identifier = containingApplicationIdentifier();
+  if (identifier) return std::move(identifier).value();
+  NSLog(identifier.error().description);
+  return std::nullopt;
+}
+
+Result<NSURL> TLXPlistPresenter::sharedContainer() {
+  static std::optional<NSURL> known;
+  if (known) return *known;
+  const auto identifier = containingApplicationIdentifier();
+  if (!identifier) return identifier.error();
+  if (!identifier.value())
+    return NSError{NSError::Kind::Unsupported,
+                   "the application that this program belongs to has no identifier (the key "
+                   "CFBundleIdentifier of its Info.plist)"};
+  const auto group = NSFileManager::defaultManager().groupContainer(std::string("group.") +
+                                                                    kBaseGroupContainerIdentifier);
+  if (!group) return group.error();
+  const auto path =
+      pathWithLinksFollowed(group.value().URLByAppendingPathComponent(*identifier.value()).path());
+  if (!path) return path.error();
+  known = NSURL::fileURLWithPath(path.value());
+  return *known;
 }
 
 const std::optional<NSURL>& TLXPlistPresenter::sharedContainerURL() {
-  static const std::optional<NSURL> url = []() -> std::optional<NSURL> {
-    const auto group = NSFileManager::defaultManager().containerURLForBaseGroupContainerIdentifier(
-        kBaseGroupContainerIdentifier);
-    if (!group) return std::nullopt;
-    return group->URLByAppendingPathComponent(_containingApplicationBundleIdentifier());
-  }();
+  static std::optional<NSURL> url;
+  static bool told = false;
+  if (url) return url;
+  if (auto found = sharedContainer()) {
+    url = std::move(found).value();
+  } else if (!std::exchange(told, true)) {
+    NSLog("There is no shared container: " + found.error().description);
+  }
   return url;
 }
 
@@ -149,7 +191,7 @@ Result<void> TLXPlistPresenter::readFile() {
   Result<void> read;
   const auto coordinated = NSFileCoordinator().coordinateReadingItemAtURL(
       url_, NSFileCoordinatorReadingOptions::WithoutChanges,
-      [&](const NSURL& newURL) { read = takeContentsAtURL(newURL); });
+      [&](const NSURL& newURL) { read = withinMemory([&] { return takeContentsAtURL(newURL); }); });
   if (!coordinated) read = coordinated;
   if (read) return read;
   const char* const format = read.error().kind == NSError::Kind::Corrupt
@@ -194,6 +236,16 @@ void TLXPlistPresenter::writePlist(const PropertyListObject& plist) {
                       : Result<void>();
     return;
   }
+  lastChange_ = withinMemory([&] { return write(plist); });
+  wroteInChange_ = true;
+  plist_ = plist;
+  if (lastChange_) return;
+  cache_ = Cache::Unknown;
+  logWriteError(url_, lastChange_.error());
+}
+
+/// Throws only what leaves the file as it was.
+Result<void> TLXPlistPresenter::write(const PropertyListObject& plist) {
   const auto data = plist ? NSPropertyListSerialization::dataWithPropertyList(*plist)
                           : NSError{NSError::Kind::Unsupported, "there is no value to write"};
   if (!data)
@@ -203,48 +255,40 @@ void TLXPlistPresenter::writePlist(const PropertyListObject& plist) {
          plist ? NSPropertyListSerialization::describe(*plist) : std::string("(null)")}));
   TASKLANE_ASSERT(data.ok(), "data != nil", "iOS/SharingExtensions/TLXPlistPresenter", 184);
 
-  lastChange_ = write(plist, data.value());
-  if (!lastChange_) logWriteError(url_, lastChange_.error());
-}
-
-Result<void> TLXPlistPresenter::write(const PropertyListObject& plist, const std::string& data) {
   Result<void> written;
-  bool hadAccess = false;
-  const auto remember = [&] {
-    hadAccess = true;
-    plist_ = plist;
-    systemNotifier_->postNotification();
-  };
+  bool posted = false;
   const auto locked = exclusively([&] {
     const auto committed = NSFileCoordinator().coordinateWritingItemAtURL(
         url_, NSFileCoordinatorWritingOptions::None, [&](const NSURL& newURL) {
           ensureContainerExists();
           written = keepDamagedFile();
           // A part that was written is not committed; the old contents stay.
-          if (written) written = NSFileManager::defaultManager().writeToFile(newURL.path(), data);
-          remember();
+          if (written)
+            written = NSFileManager::defaultManager().writeToFile(newURL.path(), data.value());
+          plist_ = plist;
+          systemNotifier_->postNotification();
+          posted = true;
         });
     if (!committed) written = committed;
     cache_ = Cache::Unknown;
     if (written) knowVersion(Cache::Written);
   });
   if (!locked) written = locked;
-  if (!hadAccess) remember();
-  if (!written) cache_ = Cache::Unknown;
+  if (!posted) systemNotifier_->postNotification();
   return written;
 }
 
 /// Before it is replaced. What was read is no loss: who writes has seen it, or means to replace it.
 Result<void> TLXPlistPresenter::keepDamagedFile() {
   if (isOnDiskAsKnown()) return {};
-  const auto data = NSFileManager::defaultManager().contentsAtPath(url_.path());
+  const auto data = NSFileManager::defaultManager().contentsAtPath(path_);
   if (data) return decodedContents(data.value()) ? Result<void>() : setAsideFile();
   if (data.error().kind == NSError::Kind::FileNotFound) return {};
   return data.error();
 }
 
 Result<void> TLXPlistPresenter::setAsideFile() {
-  const auto name = NSFileManager::defaultManager().setAsideItemAtPath(url_.path(), ".damaged-");
+  const auto name = NSFileManager::defaultManager().setAsideItemAtPath(path_, ".damaged-");
   cache_ = Cache::Unknown;
   NSLog(name ? stringWithFormat("The file %@ is no list of its kind; it is kept as %@",
                                 {url_.absoluteString(), name.value()})
@@ -259,17 +303,22 @@ void TLXPlistPresenter::removePlist() {
   log("removePlist", "Removing plist");
   lastChange_ = {};
   if (!plist_) return;
+  wroteInChange_ = true;
   Result<void> removed;
-  const auto coordinated = NSFileCoordinator().coordinateWritingItemAtURL(
-      url_, NSFileCoordinatorWritingOptions::ForDeleting, [&](const NSURL& newURL) {
-        removed = NSFileManager::defaultManager().removeItemAtPath(newURL.path());
-        plist_ = nullptr;
-        cache_ = Cache::Unknown;
-        systemNotifier_->postNotification();
-      });
-  if (!coordinated) logWriteError(url_, coordinated.error());
-  if (!coordinated) lastChange_ = coordinated;
-  if (!removed && removed.error().kind != NSError::Kind::FileNotFound) lastChange_ = removed;
+  const auto coordinated = withinMemory([&] {
+    return NSFileCoordinator().coordinateWritingItemAtURL(
+        url_, NSFileCoordinatorWritingOptions::ForDeleting, [&](const NSURL& newURL) {
+          removed = NSFileManager::defaultManager().removeItemAtPath(newURL.path());
+          plist_ = nullptr;
+          cache_ = Cache::Unknown;
+          systemNotifier_->postNotification();
+        });
+  });
+  if (!coordinated)
+    lastChange_ = coordinated;
+  else if (!removed && removed.error().kind != NSError::Kind::FileNotFound)
+    lastChange_ = removed;
+  if (!lastChange_) logWriteError(url_, lastChange_.error());
 }
 
 /// Runs work while no other process reads or writes the file.
@@ -286,35 +335,42 @@ void TLXPlistPresenter::performCoordinatedChange(const std::function<void()>& ch
     bool& flag_;
   };
   lastChange_ = {};
+  wroteInChange_ = false;
   bool changed = false;
-  const auto locked = exclusively([&] {
-    const UnderWay underWay(changeUnderWay_);
-    if (!isOnDiskAsKnown()) {
-      const auto read = readFile();
-      if (!read && read.error().kind != NSError::Kind::Corrupt) {
-        lastChange_ = read;
-        return;
-      }
-    }
-    changed = true;
-    change();
+  const auto outcome = withinMemory([&] {
+    return exclusively([&] {
+      const UnderWay underWay(changeUnderWay_);
+      lastChange_ = readWhatOthersLeft();
+      if (!lastChange_) return;
+      changed = true;
+      change();
+    });
   });
-  if (!locked) lastChange_ = locked;
+  // What fails after the writing does not undo it.
+  if (!outcome && !wroteInChange_) lastChange_ = outcome;
   if (!changed)
     NSLog(stringWithFormat("Nothing was changed in %@: %@",
                            {url_.absoluteString(), lastChange_.error().description}));
 }
 
+/// A file whose bytes are no property list leaves the cached contents; a write sets it aside.
+Result<void> TLXPlistPresenter::readWhatOthersLeft() {
+  if (isOnDiskAsKnown()) return {};
+  auto read = readFile();
+  return read || read.error().kind == NSError::Kind::Corrupt ? Result<void>() : read;
+}
+
 /// With the file locked.
 void TLXPlistPresenter::knowVersion(Cache cache) {
-  auto version = FileVersion::ofItemAtPath(url_.path());
+  // Without a version the next change reads the file.
+  auto version = FileVersion::ofItemAtPath(path_);
   if (!version) return;
   version_ = std::move(version).value();
   cache_ = cache;
 }
 
 bool TLXPlistPresenter::isOnDiskAsKnown() const {
-  return cache_ != Cache::Unknown && version_.isStillAtPath(url_.path());
+  return cache_ != Cache::Unknown && version_.isStillAtPath(path_);
 }
 
 void TLXPlistPresenter::log(std::string_view operation, std::string_view message) const {

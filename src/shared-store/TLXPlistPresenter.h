@@ -28,21 +28,23 @@ inline constexpr const char* TLXPlistPresenterDidChangeNotification =
 class TLXPlistPresenter : public NSObject {
  public:
   /// Where the shared files lie: in the application group's container, a folder named after the
-  /// application that contains this program. Found at the first call and kept; none when there is
-  /// no container (NSFileManager::containerError() says why).
+  /// application that contains this program, all links followed. Kept once it is found; none while
+  /// there is no container, for which sharedContainer() answers the reason.
   static const std::optional<NSURL>& sharedContainerURL();
+  static Result<NSURL> sharedContainer();
   static void ensureContainerExists();
   /// The address of a file there.
   static std::optional<NSURL> sharedFileURL(const std::string& name);
-  /// The bundle identifier of the application that this program is, or is inside of;
-  /// "<<UNKNOWN>>" without one.
-  static std::string _containingApplicationBundleIdentifier();
+  /// The bundle identifier of the application that this program is, or is inside of; "<<UNKNOWN>>"
+  /// where it is inside of none. None when the application has no identifier, or its Info.plist
+  /// cannot be read: what is meant for it must not go astray.
+  static std::optional<std::string> _containingApplicationBundleIdentifier();
 
   /// Reads the file and begins to listen; no change falls between the two. Null for no address.
   static std::shared_ptr<TLXPlistPresenter> makeWithURL(const std::optional<NSURL>& url);
 
   /// Use makeWithURL().
-  explicit TLXPlistPresenter(NSURL url) : url_(std::move(url)) {}
+  explicit TLXPlistPresenter(NSURL url) : url_(std::move(url)), path_(url_.path()) {}
 
   const NSURL& url() const { return url_; }
 
@@ -90,19 +92,22 @@ class TLXPlistPresenter : public NSObject {
   Result<void> takeContentsAtURL(const NSURL& url);
   void _enqueueDidChange();
   Result<void> exclusively(const std::function<void()>& work);
-  Result<void> write(const PropertyListObject& plist, const std::string& data);
+  Result<void> readWhatOthersLeft();
+  Result<void> write(const PropertyListObject& plist);
   Result<void> keepDamagedFile();
   void knowVersion(Cache cache);
   bool isOnDiskAsKnown() const;
   void log(std::string_view operation, std::string_view message) const;
 
   NSURL url_;
+  std::string path_;
   std::shared_ptr<TLXDarwinNotifier> systemNotifier_;
   PropertyListObject plist_;
   Cache cache_ = Cache::Unknown;
   FileVersion version_;
   Result<void> lastChange_;
   bool changeUnderWay_ = false;
+  bool wroteInChange_ = false;
 };
 
 }  // namespace tasklane
