@@ -288,6 +288,20 @@ TEST_F(NSFileCoordinatorTest, ACommitThatFailsAndALockThatCannotBeHadAreErrors) 
   EXPECT_TRUE(ran);
 }
 
+TEST_F(NSFileCoordinatorTest, AWriteIsRefusedWhenItsLockFileIsRemoved) {
+  ASSERT_TRUE(write("old").ok());
+  const auto outcome =
+      NSFileCoordinator().coordinateWritingItemAtURL(url(), kWrite, [&](const NSURL& staged) {
+        EXPECT_TRUE(files().writeToFile(staged.path(), "mine").ok());
+        fs::remove_all(root_ / ".coordination");
+        std::thread([&] { EXPECT_TRUE(write("another's").ok()); }).join();
+      });
+  ASSERT_FALSE(outcome.ok());
+  EXPECT_EQ(outcome.error().kind, NSError::Kind::Busy);
+  EXPECT_EQ(contents(path_), "another's");
+  EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
+}
+
 TEST_F(NSFileCoordinatorTest, EightProcessesThatAppendLoseNothing) {
   constexpr int kProcesses = 8;
   constexpr int kAppendsEach = 12;

@@ -1,15 +1,20 @@
 #include "foundation/NSFileManager.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <thread>
+
+#include "foundation/FileVersion.h"
 
 namespace tasklane {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -41,6 +46,78 @@ class NSFileManagerTest : public ::testing::Test {
   std::vector<std::optional<std::string>> values_;
   fs::path folder_;
 };
+
+TEST_F(NSFileManagerTest, ReadsFilesOnlyAndAtOnce) {
+  const std::string pipe = folder_ / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const std::string sparse = folder_ / "sparse";
+  ASSERT_TRUE(files().writeToFile(sparse, "x").ok());
+  fs::resize_file(sparse, 20ull << 30);
+  const struct {
+    std::string path;
+    const char* reason;
+  } cases[] = {{pipe, "not a file"},
+               {"/dev/zero", "not a file"},
+               {folder_, "Is a directory"},
+               {sparse, "larger than 256 MB"},
+               {folder_ / "none", "No such file"}};
+  for (const auto& [path, reason] : cases) {
+    const auto read = files().contentsAtPath(path);
+    ASSERT_FALSE(read.ok()) << path;
+    EXPECT_THAT(read.error().description, AllOf(HasSubstr(path), HasSubstr(reason)));
+  }
+
+  std::thread writer([&] { (void)files().writeToFile(pipe, "through a pipe"); });
+  const auto input = files().contentsOfInputAtPath(pipe);
+  writer.join();
+  ASSERT_TRUE(input.ok());
+  EXPECT_EQ(input.value(), "through a pipe");
+}
+
+TEST_F(NSFileManagerTest, TheGroupContainerHasOneNameWhicheverLinkLeadsToIt) {
+  fs::create_directory(folder_ / "real");
+  fs::create_directory_symlink("real", folder_ / "link");
+  setenv("TASKLANE_GROUP_CONTAINERS", (folder_ / "real").c_str(), 1);
+  const auto direct = files().containerURLForBaseGroupContainerIdentifier("a.b");
+  setenv("TASKLANE_GROUP_CONTAINERS", (folder_ / "link").c_str(), 1);
+  ASSERT_TRUE(direct);
+  EXPECT_EQ(files().containerURLForBaseGroupContainerIdentifier("a.b"), direct);
+}
+
+TEST_F(NSFileManagerTest, AVersionOfAFileIsToldFromEveryLaterOne) {
+  const std::string path = folder_ / "file";
+  const auto version = [&] { return FileVersion::ofItemAtPath(path).value(); };
+  const FileVersion none = version();
+  EXPECT_TRUE(none.isStillAtPath(path));
+  ASSERT_TRUE(files().writeToFile(path, "one").ok());
+  EXPECT_FALSE(none.isStillAtPath(path));
+
+  const FileVersion written = version();
+  EXPECT_TRUE(written.isStillAtPath(path));
+  struct stat before {};
+  ASSERT_EQ(stat(path.c_str(), &before), 0);
+  // An edit in place that keeps size and time; the clock of the file system has to tick meanwhile.
+  struct stat after = before;
+  while (after.st_ctim.tv_sec == before.st_ctim.tv_sec &&
+         after.st_ctim.tv_nsec == before.st_ctim.tv_nsec) {
+    ASSERT_TRUE(files().writeToFile(path, "two").ok());
+    const timespec times[] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+    ASSERT_EQ(stat(path.c_str(), &after), 0);
+  }
+  EXPECT_FALSE(written.isStillAtPath(path));
+
+  // Replaced, and replaced again, by files of the same size.
+  const FileVersion replaced = version();
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_TRUE(files().writeToFile(folder_ / "new", "two").ok());
+    fs::rename(folder_ / "new", path);
+    EXPECT_FALSE(replaced.isStillAtPath(path));
+  }
+  fs::remove(path);
+  EXPECT_FALSE(replaced.isStillAtPath(path));
+  EXPECT_TRUE(none.isStillAtPath(path));
+}
 
 TEST_F(NSFileManagerTest, FindsTheGroupContainerAndMakesItPrivate) {
   const std::string base = folder_;

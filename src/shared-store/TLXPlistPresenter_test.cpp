@@ -83,6 +83,23 @@ TEST_F(TLXPlistPresenterTest, WritesWhatDiffersAndTellsEveryPresenterOncePerPost
   ASSERT_TRUE(waitUntil([&] { return writerHeard == 2 && readerHeard == 2; }));
 }
 
+TEST_F(TLXPlistPresenterTest, OnePostReadsForAllThatWait) {
+  const auto presenter = makePresenter();
+  int heard = 0;
+  const auto token = count(presenter, heard);
+  presenter->writePlist(object({{"title", "x"}}));
+  const auto notifier =
+      TLXDarwinNotifier::makeWithIdentifier(presenter->url().absoluteString(), {});
+  const auto text = [&] { return presenter->plist()->valueForKey("title")->string(); };
+  ASSERT_TRUE(waitUntil([&] { return heard == 1; }));
+  const auto contentsRead = presenter->plist();
+  const auto* const textRead = text();
+  for (int i = 0; i < 500; ++i) notifier->postNotification();
+  ASSERT_TRUE(waitUntil([&] { return heard == 501; }));
+  EXPECT_NE(presenter->plist(), contentsRead) << "an announcement comes with contents of its own";
+  EXPECT_EQ(text(), textRead) << "which nobody has read anew";
+}
+
 TEST_F(TLXPlistPresenterTest, FollowsTheFileOrKeepsWhatItHad) {
   const auto value = object({{"a", 1}});
   const auto presenter = makePresenter();
@@ -300,12 +317,20 @@ TEST_F(TLXPlistPresenterTest, FindsTheApplicationThatContainsIt) {
   makeBundle("Outer.app/PlugIns/Share.appex", "org.example.outer.share");
   makeBundle("Myapp", "org.example.myapp");
   makeBundle("Alone.appex", "org.example.alone");
+  // While it is brought up to date; and one that never says who it is.
+  makeBundle("Torn.app/PlugIns/Share.appex", "org.example.torn.share");
+  overwrite(folder_ + "/Torn.app/Info.plist", "");
+  std::filesystem::create_directories(folder_ + "/Nameless.app");
+  overwriteWithPlist(folder_ + "/Nameless.app/Info.plist", PropertyListDictionary{});
   const struct {
     const char* mainBundle;
-    const char* identifier;
+    std::optional<std::string> identifier;
   } cases[] = {{"Outer.app", "org.example.outer"},
                {"Outer.app/PlugIns/Share.appex", "org.example.outer"},
                {"Myapp", "org.example.myapp"},
+               {"Torn.app", std::nullopt},
+               {"Torn.app/PlugIns/Share.appex", std::nullopt},
+               {"Nameless.app", std::nullopt},
                {"Alone.appex", "<<UNKNOWN>>"}};
   const auto former = NSBundle::mainBundle();
   for (const auto& each : cases) {
@@ -313,10 +338,14 @@ TEST_F(TLXPlistPresenterTest, FindsTheApplicationThatContainsIt) {
     NSBundle::setMainBundle(NSBundle::bundleWithPath(folder_ + "/" + each.mainBundle));
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(TLXPlistPresenter::_containingApplicationBundleIdentifier(), each.identifier);
-    const bool known = each.identifier[0] != '<';
-    EXPECT_EQ(::testing::internal::GetCapturedStderr().find("NOTREACHED") == std::string::npos,
-              known);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr().find("NOTREACHED") != std::string::npos,
+              each.identifier == "<<UNKNOWN>>");
   }
+  overwriteWithPlist(folder_ + "/Torn.app/Info.plist",
+                     PropertyListDictionary{{"CFBundleIdentifier", "org.example.torn"}});
+  NSBundle::setMainBundle(NSBundle::bundleWithPath(folder_ + "/Torn.app"));
+  EXPECT_EQ(TLXPlistPresenter::_containingApplicationBundleIdentifier(), "org.example.torn")
+      << "a moment's trouble is not kept";
   NSBundle::setMainBundle(former);
   EXPECT_TRUE(TLXPlistPresenter::sharedContainerURL()->path().ends_with(
       "/group.com.kestrelworks.Tasklane/com.kestrelworks.Tasklane"));
