@@ -74,16 +74,6 @@ TEST_F(NSFileManagerTest, ReadsFilesOnlyAndAtOnce) {
   EXPECT_EQ(input.value(), "through a pipe");
 }
 
-TEST_F(NSFileManagerTest, TheGroupContainerHasOneNameWhicheverLinkLeadsToIt) {
-  fs::create_directory(folder_ / "real");
-  fs::create_directory_symlink("real", folder_ / "link");
-  setenv("TASKLANE_GROUP_CONTAINERS", (folder_ / "real").c_str(), 1);
-  const auto direct = files().containerURLForBaseGroupContainerIdentifier("a.b");
-  setenv("TASKLANE_GROUP_CONTAINERS", (folder_ / "link").c_str(), 1);
-  ASSERT_TRUE(direct);
-  EXPECT_EQ(files().containerURLForBaseGroupContainerIdentifier("a.b"), direct);
-}
-
 TEST_F(NSFileManagerTest, AVersionOfAFileIsToldFromEveryLaterOne) {
   const std::string path = folder_ / "file";
   const auto version = [&] { return FileVersion::ofItemAtPath(path).value(); };
