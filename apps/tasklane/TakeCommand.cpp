@@ -15,9 +15,9 @@
 
 #include "Command.h"
 #include "QueueCommands.h"
+#include "foundation/FileSystem.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSUUID.h"
-#include "foundation/StagedFile.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {
