@@ -107,7 +107,7 @@ void printPaths(OutputFormat format) {
       {"containers", pathOf(TLXContainers::sharedContainersURL())},
       {"items", pathOf(TLXExternalItem::sharedItemsURL())},
       {"attachments", TLXExternalAction::sharedAttachmentPath()},
-      {"notifications", CFNotificationCenter::folder()}};
+      {"notifications", CFNotificationCenterGetDarwinNotifyCenter().folder()}};
   json object = json::object();
   for (const auto& [name, path] : paths) {
     object[name] = path;
