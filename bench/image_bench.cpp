@@ -148,20 +148,18 @@ void compareWithPipe(const std::string& name, const std::string& path, const std
 
 /// What a share's first picture takes longer than its next.
 void reportStart(const std::string& path, const std::string& folder, int rounds) {
-  double least = INFINITY;
+  double first = INFINITY, next = INFINITY;
   for (int i = 0; i < rounds * 4; ++i) {
     PictureDecoder::shared().stop();
-    double taken[2];
-    for (double& milliseconds : taken) {
+    for (double* least : {&first, &next}) {
       const auto start = std::chrono::steady_clock::now();
       reencodeFile(path, folder);
-      milliseconds =
-          std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-              .count();
+      const std::chrono::duration<double, std::milli> taken =
+          std::chrono::steady_clock::now() - start;
+      *least = std::min(*least, taken.count());
     }
-    least = std::min(least, taken[0] - taken[1]);
   }
-  bench::report("the decoder's start", least, "ms", 3, "3 ms");
+  bench::report("the decoder's start", first - next, "ms", 3, "3 ms");
 }
 
 void reportMemory(const std::string& name, const std::string& path, const std::string& folder) {
