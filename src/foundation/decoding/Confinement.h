@@ -22,7 +22,7 @@ struct DecodingLimits {
 /// thread. An error where the system has no such confinement: then nothing may be decoded.
 ///
 /// Under the sanitisers, whose bookkeeping needs more address space than any limit would leave,
-/// memory is not limited; that is the only difference.
+/// memory is not limited, and they may make pipes; these are the only differences.
 Result<void> confineProcess(const std::vector<int>& descriptors, const DecodingLimits& limits);
 
 }  // namespace tasklane

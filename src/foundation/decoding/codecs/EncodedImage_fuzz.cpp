@@ -86,6 +86,8 @@ std::vector<std::string> builtIn() {
       webp(33, 17, false, 128),
       heic(64, 64, false),
       heic(64, 64, true),
+      gridOf(heic(64, 64, false), {}),
+      animated(webp(33, 17, false, 255), 2, 4, 33, 17, 50),
   };
 }
 

@@ -19,7 +19,7 @@
 
 /// The encoder that makes the HEIC pictures here keeps a few kilobytes for ever.
 extern "C" const char* __lsan_default_suppressions();
-extern "C" inline const char* __lsan_default_suppressions() { return "leak:libx265"; }
+extern "C" const char* __lsan_default_suppressions() { return "leak:libx265"; }
 
 /// Small pictures of the rarer formats, made by their libraries.
 namespace tasklane::pictures {
@@ -266,7 +266,7 @@ inline std::string gridOf(const std::string& tile, const GridShape& shape) {
 /// An animation of one frame, which lies at a place in a larger picture.
 inline std::string animated(const std::string& frame, std::uint32_t left, std::uint32_t top,
                             std::uint32_t width, std::uint32_t height, std::uint32_t canvas) {
-  const auto little = [](std::uint32_t value, int bytes) {
+  const auto little = [](std::uint64_t value, int bytes) {
     std::string text;
     for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i));
     return text;
@@ -285,7 +285,7 @@ inline std::string animated(const std::string& frame, std::uint32_t left, std::u
 /// A lossy WebP with an orientation.
 inline std::string webpWithOrientation(const std::string& plain, std::uint32_t width,
                                        std::uint32_t height, int orientation) {
-  const auto little = [](std::uint32_t value, int bytes) {
+  const auto little = [](std::uint64_t value, int bytes) {
     std::string text;
     for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i));
     return text;
