@@ -119,8 +119,7 @@ class RowsModel {
         picker.tableView()->reloadData();
         break;
       case 3:
-        color_ = below(3) == 0 ? std::nullopt
-                               : std::optional(UIColor::colorWithWhite(0.1 * below(9), 1));
+        color_ = below(3) == 0 ? std::nullopt : std::optional(UIColor{0.1 * below(9), 0, 0, 1});
         colorWasSet_ = true;
         picker.setOptionColor(color_);
         picker.tableView()->reloadData();
