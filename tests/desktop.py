@@ -33,6 +33,7 @@ class Desktop:
         self.folder = tempfile.mkdtemp(prefix="tasklane-desktop-")
         self.environment = {
             **os.environ, "XDG_RUNTIME_DIR": self.folder, "TMPDIR": self.folder,
+            "XDG_STATE_HOME": self.folder + "/state",
             "TASKLANE_GROUP_CONTAINERS": self.folder + "/groups",
             "TASKLANE_NOTIFY_FOLDER": self.folder + "/notify", "XDG_SESSION_TYPE": "x11",
             "LANG": "C.UTF-8", "TASKLANE_ANIMATIONS": "0", "TASKLANE_STANDBY": "0"}

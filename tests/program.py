@@ -22,6 +22,7 @@ class ProgramTest(unittest.TestCase):
             **os.environ,
             "TASKLANE_GROUP_CONTAINERS": str(self.folder / "groups"),
             "TASKLANE_NOTIFY_FOLDER": str(self.folder / "notify"),
+            "XDG_STATE_HOME": str(self.folder / "state"),
             "TZ": "Europe/Berlin",
         }
         for name in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "TASKLANE_LOG"):

@@ -1,11 +1,12 @@
 """The sheet when its process, its display or its disk fails: nothing is lost in silence, and nothing is left over."""
+import contextlib
 import os
 import pathlib
 import signal
 import subprocess
 import unittest
 
-from desktop import Desktop, WaylandDesktop, wait_for
+from desktop import TASKLANE, Desktop, WaylandDesktop, wait_for
 
 PHOTO = pathlib.Path(__file__).resolve().parent.parent / "resources" / "sample" / "photo.jpg"
 
@@ -46,6 +47,74 @@ class SheetFaultsTest(unittest.TestCase):
                 self.assertIn("The display is gone", sheet.stderr.read())
                 sheet.stderr.close()
                 self.assertEqual(list(self.attachments.iterdir()), [])
+
+    def test_save_waits_for_a_photo_until_pressed_again(self):
+        desktop = self.open_desktop()
+        sheet = desktop.start([TASKLANE, "share", "--title", "Buy milk"] + ["--image", str(PHOTO)] * 40)
+        def decoders():
+            found = {sheet.pid}
+            for line in subprocess.check_output(["ps", "-eo", "ppid=,pid="], text=True).splitlines():
+                parent, process = map(int, line.split())
+                if parent in found:
+                    found.add(process)
+            return found - {sheet.pid}
+        for process in wait_for("the decoder", decoders):
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(process, signal.SIGSTOP)
+        desktop.window = wait_for("the sheet's window", desktop.windows)[0]
+        desktop.activate()
+        desktop.keys("ctrl+Return", "ctrl+Return")
+        with self.assertRaises(subprocess.TimeoutExpired, msg="a double click is one press"):
+            sheet.wait(1)
+        desktop.keys("ctrl+Return")
+        self.assertEqual(sheet.wait(20), 0)
+        (action,) = desktop.queue()
+        names = action["info"].get("attachments", [])
+        self.assertLess(len(names), 40)
+        self.assertEqual(sorted(names), sorted(path.name for path in self.attachments.iterdir()))
+
+    def test_full_disk_keeps_the_entry_for_the_next_start(self):
+        desktop = self.open_desktop()
+        desktop.publish(["Home"], ["Phone"])
+        shared = self.group / "com.kestrelworks.Tasklane"
+        queue = shared / "actions.plist"
+        sheet = self.share_photo(desktop, stderr=subprocess.PIPE, text=True)
+        desktop.keys("End")
+        desktop.type(" today")
+        queue.mkdir()
+        desktop.keys("ctrl+Return", "ctrl+Return")
+        drafts = pathlib.Path(desktop.folder, "state", "tasklane", "drafts")
+        wait_for("the draft", lambda: list(drafts.glob("*/draft.plist")))
+        self.assertIsNone(sheet.poll(), "the sheet stays open")
+        desktop.keys("Escape")
+        self.assertEqual(sheet.wait(20), 74)
+        self.assertIn("It is not saved", sheet.stderr.read())
+        sheet.stderr.close()
+        self.assertEqual(list(self.attachments.iterdir()), [])
+        queue.rmdir()
+
+        sheet = desktop.share("--text", "")
+        # The offer's buttons come before the text.
+        desktop.keys("shift+Tab", "shift+Tab", "Return")
+        wait_for("the photo", lambda: list(self.attachments.glob("*.jpg")))
+        desktop.keys("ctrl+Return")
+        self.assertEqual(sheet.wait(20), 0)
+        (action,) = desktop.queue()
+        self.assertEqual(action["info"]["title"], "Buy milk today")
+        self.assertEqual(action["info"]["attachments"], ["1.jpg"])
+        self.assertEqual(list(drafts.iterdir()), [])
+
+    def test_killed_sheet_leaves_nothing_for_long(self):
+        desktop = self.open_desktop()
+        sheet = self.share_photo(desktop)
+        sheet.kill()
+        sheet.wait(20)
+        self.assertEqual([path.name for path in self.attachments.iterdir()], ["1.jpg"])
+        sheet = desktop.share("--title", "Next", "--image", str(PHOTO))
+        wait_for("the photo", lambda: (self.attachments / "2.jpg").exists())
+        desktop.keys("ctrl+Return")
+        self.assertEqual(sheet.wait(20), 0)
+        self.assertEqual([path.name for path in self.attachments.iterdir()], ["2.jpg"])
 
 
 if __name__ == "__main__":

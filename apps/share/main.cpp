@@ -27,6 +27,7 @@
 #include "foundation/NSRunLoop.h"
 #include "foundation/NSURL.h"
 #include "share-sheet/ShareViewController.h"
+#include "shared-store/AttachmentSweep.h"
 #include "uikit/Backend.h"
 #include "uikit/NSExtensionMain.h"
 
@@ -175,6 +176,7 @@ int standBy(int& argc, char** argv, const standby::Environment& environment) {
   const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
   const int code = runSheet(context, environment, place->caller());
   place->finish(code);
+  sweepAttachments();
   return code;
 }
 
@@ -188,7 +190,11 @@ int run(int argc, char** argv) {
   const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
   if (arguments->snapshot) ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
   startToolkit(argc, argv);
-  if (!arguments->snapshot) return runSheet(context, environment);
+  if (!arguments->snapshot) {
+    const int code = runSheet(context, environment);
+    sweepAttachments();
+    return code;
+  }
   const auto drawn = NSExtensionSnapshot(context, *arguments->snapshot, arguments->scale);
   if (!drawn) return fail(ExitCode::WriteFailed, drawn.error().description + ".");
   return static_cast<int>(ExitCode::Done);

@@ -5,9 +5,11 @@
 #include "common/JSONFromPlist.h"
 #include "foundation/Interruption.h"
 #include "foundation/NSItemProvider.h"
+#include "foundation/NSLog.h"
 #include "foundation/NSOperationQueue.h"
 #include "foundation/NSRunLoop.h"
 #include "share-sheet/ShareViewController.h"
+#include "shared-store/AttachmentSweep.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"
 
@@ -59,13 +61,15 @@ void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& item
 
   Interruption::startNoting();
   const auto sheet = std::make_shared<ShareViewController>();
+  sheet->setShowsThumbnails(false);
   sheet->beginRequestWithExtensionContext(std::make_shared<NSExtensionContext>(items));
   waitForAttachments();
   if (Interruption::happened()) {
     sheet->didSelectCancel();
     throw Failure{ExitCode::Cancelled, "Interrupted; nothing was saved."};
   }
-  if (!sheet->allAttachmentsWritten()) {
+  if (!sheet->attachmentFailures().empty()) {
+    for (const auto& sentence : sheet->attachmentFailures()) NSLog(sentence);
     sheet->didSelectCancel();
     throw Failure{ExitCode::WriteFailed,
                   "An attachment could not be saved, so nothing was; the reason stands above."};
@@ -82,6 +86,7 @@ void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& item
   }
   printJSON(JSONFromPlist(entry));
   finishNews("It was saved, but could not be printed; `tasklane queue` shows it.");
+  if (!sheet->attachmentFiles().empty()) sweepAttachments();
 }
 
 }  // namespace tasklane

@@ -3,7 +3,6 @@
 #include <unordered_set>
 
 #include "foundation/NSFileManager.h"
-#include "foundation/NSLog.h"
 
 namespace tasklane {
 
@@ -11,39 +10,35 @@ namespace {
 constexpr double kHighestQuality = 1.0;
 }
 
-AttachmentFile AttachmentFile::ofImage(const EncodedImage& image, const std::string& folder) {
-  AttachmentFile attachment(folder);
-  auto file = UnnamedFile::makeInFolder(folder);
-  if (!file) {
-    attachment.failure_ = file.error().description;
-    return attachment;
-  }
-  const auto encoded = image.writeJPEGRepresentation(kHighestQuality, *file.value());
-  if (encoded) {
-    attachment.file_ = file.value();
+AttachmentFile::AttachmentFile(const std::string& folder, const Writer& write) : folder_(folder) {
+  const auto file = UnnamedFile::makeInFolder(folder);
+  const auto written = file ? write(*file.value()) : Result<void>(file.error());
+  if (written) {
+    file_ = file.value();
   } else {
-    attachment.failure_ = encoded.error().description;
+    failure_ = written.error().description;
   }
-  return attachment;
+}
+
+AttachmentFile AttachmentFile::ofImage(const EncodedImage& image, const std::string& folder) {
+  return {folder,
+          [&](UnnamedFile& file) { return image.writeJPEGRepresentation(kHighestQuality, file); }};
 }
 
 AttachmentFile AttachmentFile::ofText(const std::string& text, const std::string& folder) {
-  AttachmentFile attachment(folder);
-  auto file = UnnamedFile::makeInFolder(folder);
-  if (!file) {
-    attachment.failure_ = file.error().description;
-    return attachment;
-  }
-  const auto stored = file.value()->write(text.data(), text.size());
-  if (stored) {
-    attachment.file_ = file.value();
-  } else {
-    attachment.failure_ = stored.error().description;
-  }
-  return attachment;
+  return {folder, [&](UnnamedFile& file) { return file.write(text.data(), text.size()); }};
 }
 
-std::string AttachmentFile::takeName(const Namer& name) {
+AttachmentFile AttachmentFile::ofFile(const std::string& path, const std::string& folder) {
+  return {folder, [&](UnnamedFile& file) -> Result<void> {
+            const auto bytes = NSFileManager::defaultManager().contentsAtPath(path);
+            if (!bytes) return bytes.error();
+            return file.write(bytes.value().data(), bytes.value().size());
+          }};
+}
+
+std::string AttachmentFile::takeName(const Namer& name, AttachmentHold& hold) {
+  if (file_) hold.take(file_->fileDescriptor());
   const auto listing = NSFileManager::defaultManager().contentsOfDirectoryAtPath(folder_);
   std::unordered_set<std::string> taken;
   if (listing) taken.insert(listing.value().begin(), listing.value().end());
@@ -62,7 +57,6 @@ std::string AttachmentFile::takeName(const Namer& name) {
       break;
     }
   }
-  NSLog(stringWithFormat("Attachment %@ was not saved: %@", {name(number), failure_}));
   return name(number);
 }
 

@@ -7,6 +7,7 @@
 
 #include "foundation/EncodedImage.h"
 #include "foundation/NSError.h"
+#include "shared-store/AttachmentHold.h"
 
 namespace tasklane {
 
@@ -21,15 +22,23 @@ class AttachmentFile {
   /// A photo re-encoded as JPEG of the highest quality.
   static AttachmentFile ofImage(const EncodedImage& image, const std::string& folder);
   static AttachmentFile ofText(const std::string& text, const std::string& folder);
+  /// A copy of a file that was an attachment already.
+  static AttachmentFile ofFile(const std::string& path, const std::string& folder);
 
-  /// Takes the first number whose name is free in the folder and answers the name. Where the
-  /// content could not be prepared or written the name is answered all the same, written() is
-  /// false, and the console has said why.
-  std::string takeName(const Namer& name);
+  /// Whether the content is there, so that only a name is missing.
+  bool isPrepared() const { return file_ != nullptr; }
+  /// Takes the first number whose name is free in the folder and answers the name; the file is in
+  /// the hold before it has it. Where the
+  /// content could not be prepared or written the name is answered all the same, and written() is
+  /// false.
+  std::string takeName(const Namer& name, AttachmentHold& hold);
   bool written() const { return written_; }
+  /// Why it could not be prepared or written.
+  const std::string& failure() const { return failure_; }
 
  private:
-  explicit AttachmentFile(std::string folder) : folder_(std::move(folder)) {}
+  using Writer = std::function<Result<void>(UnnamedFile&)>;
+  AttachmentFile(const std::string& folder, const Writer& write);
 
   std::string folder_;
   std::shared_ptr<UnnamedFile> file_;

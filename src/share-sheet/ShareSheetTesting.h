@@ -37,6 +37,7 @@ class ShareSheetTesting {
     }
     setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
     setenv("TASKLANE_NOTIFY_FOLDER", (folder_ / "notify").c_str(), 1);
+    setenv("XDG_STATE_HOME", (folder_ / "state").c_str(), 1);
     NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle));
   }
   ~ShareSheetTesting() { std::filesystem::remove_all(folder_); }

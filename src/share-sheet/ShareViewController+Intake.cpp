@@ -1,3 +1,6 @@
+#include <exception>
+#include <vector>
+
 #include "foundation/NSLog.h"
 #include "foundation/NSOperationQueue.h"
 #include "foundation/NSString+Folding.h"
@@ -12,10 +15,6 @@ namespace tasklane {
 namespace {
 
 constexpr int kThumbnailSide = 192;
-
-void onMainQueue(std::function<void()> block) {
-  NSOperationQueue::mainQueue().addOperationWithBlock(std::move(block));
-}
 
 std::string imageName(std::size_t number) { return std::to_string(number) + ".jpg"; }
 
@@ -33,13 +32,35 @@ std::string webInfoText(const PropertyList& loaded) {
 
 }  // namespace
 
+/// A photo out of a load, ready to be named; what the loading threads do with it.
+struct ShareViewController::LoadedPhoto {
+  std::optional<AttachmentFile> file;
+  std::optional<EncodedImage::Pixels> thumbnail;
+  std::string failure;
+
+  /// Encoding is long, so it happens on the loading thread; the main thread only chooses the name.
+  void take(const NSItemProviderItem& item, const std::optional<NSError>& error,
+            const PhotoLoad& load) {
+    const auto* image = std::get_if<std::shared_ptr<const EncodedImage>>(&item);
+    if (!image || !*image) {
+      failure = error ? error->description : "it is no picture";
+      return;
+    }
+    file = load.draftFile.empty() ? AttachmentFile::ofImage(**image, load.folder)
+                                  : AttachmentFile::ofFile(load.draftFile, load.folder);
+    if (!load.wantsThumbnail || !file->isPrepared()) return;
+    auto small = (*image)->thumbnail(kThumbnailSide);
+    if (small) thumbnail = std::move(small).value();
+  }
+};
+
 void ShareViewController::beginRequestWithExtensionContext(
     const std::shared_ptr<NSExtensionContext>& context) {
   SLComposeServiceViewController::beginRequestWithExtensionContext(context);
   attachmentFiles_.clear();
-  thumbnails_.clear();
+  photos_.clear();
   unwrittenFiles_.clear();
-  allAttachmentsWritten_ = true;
+  attachmentFailures_.clear();
   noteText_.clear();
   initialText_.clear();
 
@@ -64,115 +85,174 @@ void ShareViewController::beginRequestWithExtensionContext(
     }
   }
   noteText_ = note;
+  showPhotos();
 }
 
 void ShareViewController::addProvider(const std::shared_ptr<NSItemProvider>& provider) {
   if (provider->hasItemConformingToTypeIdentifier(kUTTypePropertyList)) {
     _addWebInfoFromProvider(provider);
   } else if (provider->hasItemConformingToTypeIdentifier(kUTTypeURL)) {
-    const auto weakSheet = std::weak_ptr<NSObject>(shared_from_this());
-    _addURLFromProvider(provider, [weakSheet](const std::shared_ptr<NSItemProvider>& fallback) {
-      const auto sheet = std::dynamic_pointer_cast<ShareViewController>(weakSheet.lock());
-      if (sheet && fallback->hasItemConformingToTypeIdentifier(kUTTypeImage)) {
-        sheet->_addImageAttachmentFromProvider(fallback, kUTTypeImage);
-      }
+    // Should the address be that of a file, then it is the picture that is shared.
+    const bool mayBePhoto = provider->hasItemConformingToTypeIdentifier(kUTTypeImage);
+    const auto photo = mayBePhoto ? announcePhoto() : PhotoLoad{};
+    addURL(provider, photo.place, [photo](const std::shared_ptr<NSItemProvider>& fallback) {
+      if (photo.place && !photo.sheet.expired()) loadPhoto(fallback, kUTTypeImage, photo);
     });
   } else if (provider->hasItemConformingToTypeIdentifier(kUTTypeImage)) {
-    _addImageAttachmentFromProvider(provider, kUTTypeImage);
+    loadPhoto(provider, kUTTypeImage, announcePhoto());
   }
   // A provider that offers only text adds nothing: its text came as the item's own.
 }
 
+// Loads. A sheet that is dropped meanwhile is not kept alive by them: it is looked for on the main
+// thread alone, so that it never ends on another.
+
+void ShareViewController::Load::finish(
+    std::function<void(ShareViewController& sheet)> apply) const {
+  NSOperationQueue::mainQueue().addOperationWithBlock([load = *this, apply = std::move(apply)] {
+    --*load.outstanding;
+    const auto found = std::dynamic_pointer_cast<ShareViewController>(load.sheet.lock());
+    if (!found) return;
+    if (apply) apply(*found);
+    found->contentDidLoad();
+  });
+}
+
+ShareViewController::Load ShareViewController::beginLoad() {
+  ++*outstandingLoads_;
+  return {shared_from_this(), outstandingLoads_};
+}
+
 void ShareViewController::_addWebInfoFromProvider(const std::shared_ptr<NSItemProvider>& provider) {
-  const auto sheet = sharedFrom(this);
   provider->loadItemForTypeIdentifier(
-      kUTTypePropertyList, [sheet](const NSItemProviderItem& item, const std::optional<NSError>&) {
+      kUTTypePropertyList,
+      [load = beginLoad()](const NSItemProviderItem& item, const std::optional<NSError>&) {
         const auto* loaded = std::get_if<PropertyList>(&item);
-        if (!loaded) return;
-        onMainQueue([sheet, plist = *loaded] { sheet->noteText_ += webInfoText(plist); });
+        if (!loaded) return load.finish();
+        load.finish([plist = *loaded](auto& sheet) { sheet.noteText_ += webInfoText(plist); });
       });
 }
 
 void ShareViewController::_addURLFromProvider(const std::shared_ptr<NSItemProvider>& provider,
                                               FallbackHandler fallbackHandler) {
-  const auto sheet = sharedFrom(this);
+  addURL(provider, nullptr, std::move(fallbackHandler));
+}
+
+void ShareViewController::addURL(const std::shared_ptr<NSItemProvider>& provider,
+                                 const std::shared_ptr<SLComposeThumbnail>& place,
+                                 FallbackHandler fallbackHandler) {
   provider->loadItemForTypeIdentifier(
-      kUTTypeURL, [sheet, provider, fallbackHandler](const NSItemProviderItem& item,
-                                                     const std::optional<NSError>&) {
+      kUTTypeURL, [load = beginLoad(), provider, place, fallbackHandler](
+                      const NSItemProviderItem& item, const std::optional<NSError>&) {
         const auto* url = std::get_if<NSURL>(&item);
         if (!url || url->isFileURL()) {
           fallbackHandler(provider);
-          return;
+          return load.finish();
         }
-        // Straight after what is there: a note is one text, and its author sets its line breaks.
-        onMainQueue([sheet, address = url->absoluteString()] { sheet->noteText_ += address; });
+        load.finish([place, address = url->absoluteString()](auto& sheet) {
+          // Straight after what is there: a note is one text, and its author sets its line breaks.
+          sheet.noteText_ += address;
+          if (std::erase(sheet.photos_, place) > 0) sheet.showPhotos();
+        });
       });
+}
+
+ShareViewController::PhotoLoad ShareViewController::announcePhoto() {
+  PhotoLoad photo;
+  photo.sheet = shared_from_this();
+  photo.outstanding = outstandingLoads_;
+  photo.place = photos_.emplace_back(std::make_shared<SLComposeThumbnail>());
+  photo.folder = TLXExternalAction::sharedAttachmentPath();
+  photo.wantsThumbnail = showsThumbnails_;
+  return photo;
 }
 
 void ShareViewController::_addImageAttachmentFromProvider(
     const std::shared_ptr<NSItemProvider>& provider, const std::string& withType) {
-  const auto sheet = sharedFrom(this);
-  const std::string folder = TLXExternalAction::sharedAttachmentPath();
+  loadPhoto(provider, withType, announcePhoto());
+  showPhotos();
+}
+
+void ShareViewController::loadPhoto(const std::shared_ptr<NSItemProvider>& provider,
+                                    const std::string& type, const PhotoLoad& load) {
+  ++*load.outstanding;
   provider->loadItemForTypeIdentifier(
-      withType,
-      [sheet, folder](const NSItemProviderItem& item, const std::optional<NSError>& error) {
-        const auto* image = std::get_if<std::shared_ptr<const EncodedImage>>(&item);
-        if (!image || !*image) {
-          if (error) NSLog("A shared image could not be read: " + error->description);
-          return;
+      type, [load](const NSItemProviderItem& item, const std::optional<NSError>& error) {
+        const auto photo = std::make_shared<LoadedPhoto>();
+        try {
+          if (!load.sheet.expired()) photo->take(item, error, load);
+        } catch (const std::exception& exception) {
+          photo->failure = exception.what();
         }
-        // Encoding is long and reading the result back is not needed, so both happen here on the
-        // loading thread; the main thread only chooses the name.
-        auto file = std::make_shared<AttachmentFile>(AttachmentFile::ofImage(**image, folder));
-        auto small = (*image)->thumbnail(kThumbnailSide);
-        onMainQueue([sheet, file, small = std::move(small)] {
-          sheet->attach(imageName, *file);
-          if (!small) return;
-          const auto& pixels = small.value();
-          const auto bitmap =
-              std::make_shared<const CGImage>(CGImage{pixels.width, pixels.height, pixels.argb});
-          sheet->showThumbnail(std::make_shared<UIImage>(bitmap, 1));
-        });
+        load.finish([place = load.place, photo](auto& sheet) { sheet.takePhoto(*place, *photo); });
       });
+}
+
+void ShareViewController::takePhoto(SLComposeThumbnail& place, LoadedPhoto& photo) {
+  using State = SLComposeThumbnail::State;
+  if (photo.file && !attach(imageName, *photo.file)) photo.failure = photo.file->failure();
+  place.state = photo.failure.empty() ? State::Ready : State::Failed;
+  if (photo.thumbnail && photo.failure.empty()) {
+    const auto& pixels = *photo.thumbnail;
+    place.image = std::make_shared<UIImage>(
+        std::make_shared<const CGImage>(CGImage{pixels.width, pixels.height, pixels.argb}), 1);
+  }
+  if (!photo.failure.empty()) {
+    attachmentFailures_.push_back("A photo could not be taken: " + photo.failure);
+    // Whoever looks at the sheet sees it; the terminal behind it has the reason.
+    if (isViewLoaded() && view()->window()) NSLog(attachmentFailures_.back());
+    updateNotice();
+  }
+  showPhotos();
 }
 
 void ShareViewController::_addTextFileAttachmentFromProvider(
     const std::shared_ptr<NSItemProvider>& provider, const std::string& withType) {
-  const auto sheet = sharedFrom(this);
   const std::string folder = TLXExternalAction::sharedAttachmentPath();
   const std::string extension =
       UTTypeCopyPreferredTagWithClass(withType, kUTTagClassFilenameExtension).value_or("");
   provider->loadItemForTypeIdentifier(
-      withType,
-      [sheet, folder, extension](const NSItemProviderItem& item, const std::optional<NSError>&) {
+      withType, [load = beginLoad(), folder, extension](const NSItemProviderItem& item,
+                                                        const std::optional<NSError>&) {
         const auto* text = std::get_if<std::string>(&item);
-        if (!text) return;
-        auto file = std::make_shared<AttachmentFile>(AttachmentFile::ofText(*text, folder));
-        onMainQueue([sheet, file, extension] {
-          sheet->attach(
-              [&extension](std::size_t number) {
-                return "Attachment-" + std::to_string(number) + "." + extension;
-              },
-              *file);
+        if (!text) return load.finish();
+        const auto file = std::make_shared<AttachmentFile>(AttachmentFile::ofText(*text, folder));
+        load.finish([file, extension](auto& sheet) {
+          const auto name = [&extension](std::size_t number) {
+            return "Attachment-" + std::to_string(number) + "." + extension;
+          };
+          if (!sheet.attach(name, *file)) sheet.attachmentFailures_.push_back(file->failure());
         });
       });
 }
 
-void ShareViewController::showThumbnail(const std::shared_ptr<UIImage>& thumbnail) {
-  thumbnails_.push_back(thumbnail);
-  setThumbnails(thumbnails_, std::vector(thumbnails_.size(), extensionString("Photo")));
+void ShareViewController::showPhotos() {
+  if (!showsThumbnails_) return;
+  std::vector<SLComposeThumbnail> places;
+  for (std::size_t i = 0; i < photos_.size(); ++i) {
+    auto& place = places.emplace_back(*photos_[i]);
+    if (i >= SLComposeThumbnailsView::kMost) continue;
+    place.accessibilityLabel = stringWithFormat(
+        extensionString("Photo %@ of %@"), {std::to_string(i + 1), std::to_string(photos_.size())});
+    if (place.state == SLComposeThumbnail::State::Loading)
+      place.accessibilityValue = extensionString("Loading");
+    if (place.state == SLComposeThumbnail::State::Failed)
+      place.accessibilityValue = extensionString("Could not be taken");
+  }
+  setThumbnails(places);
 }
 
-void ShareViewController::attach(const AttachmentFile::Namer& name, AttachmentFile& file) {
-  const std::string taken = file.takeName(name);
+bool ShareViewController::attach(const AttachmentFile::Namer& name, AttachmentFile& file) {
+  if (!hold_) hold_.emplace(TLXExternalAction::sharedAttachmentPath());
+  const std::string taken = file.takeName(name, *hold_);
   attachmentFiles_.push_back(taken);
+  // The name may have been that of an earlier photo that could not be written.
   if (file.written()) {
-    // The name may have been that of an earlier photo that could not be written.
     unwrittenFiles_.erase(taken);
   } else {
     unwrittenFiles_.insert(taken);
-    allAttachmentsWritten_ = false;
   }
+  return file.written();
 }
 
 }  // namespace tasklane

@@ -3,6 +3,7 @@
 #include "appearance/TasklaneAppearance.h"
 #include "foundation/NSClassFromString.h"
 #include "foundation/NSFileManager.h"
+#include "foundation/NSLog.h"
 #include "share-sheet/ConfigurationItemHelper.h"
 #include "share-sheet/ExtensionStrings.h"
 #include "shared-store/TLXContainers.h"
@@ -14,9 +15,6 @@
 namespace tasklane {
 
 namespace {
-
-/// What the Notes row shows: that there is a note, never the note itself.
-std::string noteMark(const std::string& note) { return note.empty() ? "" : "..."; }
 
 /// A row holds a name; only when the item is posted it becomes an identifier, so that a project
 /// that has gone from the catalogue meanwhile drops out of the item.
@@ -49,6 +47,29 @@ void ShareViewController::viewDidLoad() {
   if (const auto post = postItem()) post->setTitle(extensionString("Save"));
   if (!initialText_.empty()) textView()->setText(initialText_);
   wearPalette();
+  followCatalogue();
+}
+
+void ShareViewController::followCatalogue() {
+  const auto weakSheet = std::weak_ptr<NSObject>(shared_from_this());
+  // Of any presenter: asking for the catalogue's would read it before it is needed.
+  catalogueObservation_ = NSNotificationCenter::defaultCenter().addObserver(
+      TLXPlistPresenterDidChangeNotification, nullptr, [weakSheet](const NSNotification&) {
+        if (const auto sheet = std::dynamic_pointer_cast<ShareViewController>(weakSheet.lock()))
+          sheet->sayWhatIsGone();
+      });
+}
+
+void ShareViewController::sayWhatIsGone() {
+  const auto look = [](SLComposeSheetConfigurationItem& row, auto identifierForName) {
+    const std::string name = row.value().value_or("");
+    const bool isGone = !name.empty() && !identifierForName(name);
+    row.setRemark(
+        isGone ? std::optional(stringWithFormat(extensionString("%@ (no longer there)"), {name}))
+               : std::nullopt);
+  };
+  look(*projectConfigItem(), TLXContainers::uniqueIDForProjectNamed);
+  look(*contextConfigItem(), TLXContainers::uniqueIDForContextNamed);
 }
 
 void ShareViewController::wearPalette() {
@@ -78,16 +99,39 @@ std::shared_ptr<UINavigationBar> ShareViewController::_findNavigationBarInView(c
 }
 
 void ShareViewController::didSelectPost() {
+  queueItem(attachmentFiles_);
+  SLComposeServiceViewController::didSelectPost();
+}
+
+Result<void> ShareViewController::postContent() {
+  const auto& queue = TLXExternalAction::presenter();
+  if (!queue)
+    return NSError{NSError::Kind::NotPermitted, "there is no folder for the shared files"};
+  queueItem(writtenFiles());
+  if (!queue->lastChange()) return queue->lastChange();
+  if (draft_) draft_->remove();
+  SLComposeServiceViewController::didSelectPost();
+  return {};
+}
+
+void ShareViewController::queueItem(const std::vector<std::string>& attachments) {
   PropertyListDictionary info;
   info.set("title", contentText());
   addChoice(info, *projectConfigItem(), TLXContainers::uniqueIDForProjectNamed, "project");
   addChoice(info, *contextConfigItem(), TLXContainers::uniqueIDForContextNamed, "context");
-  if (!attachmentFiles_.empty()) {
-    info.set("attachments", PropertyList::Array(attachmentFiles_.begin(), attachmentFiles_.end()));
+  if (!attachments.empty()) {
+    info.set("attachments", PropertyList::Array(attachments.begin(), attachments.end()));
   }
   if (!noteText_.empty()) info.set("notes", noteText_);
   TLXExternalAction::newItemWithInfo(PropertyList(std::move(info)));
-  SLComposeServiceViewController::didSelectPost();
+  const auto& queue = TLXExternalAction::presenter();
+  if (hold_ && queue && queue->lastChange()) hold_->wereQueued(attachments);
+}
+
+std::vector<std::string> ShareViewController::writtenFiles() const {
+  auto files = attachmentFiles_;
+  std::erase_if(files, [this](const std::string& name) { return unwrittenFiles_.contains(name); });
+  return files;
 }
 
 void ShareViewController::didSelectCancel() {
@@ -100,6 +144,11 @@ void ShareViewController::didSelectCancel() {
   attachmentFiles_.clear();
   unwrittenFiles_.clear();
   SLComposeServiceViewController::didSelectCancel();
+}
+
+/// That there is a note, never the note itself.
+void ShareViewController::showNoteMark(SLComposeSheetConfigurationItem& row) const {
+  row.setValue(noteText_.empty() ? "" : "...");
 }
 
 std::shared_ptr<NoteViewController> ShareViewController::noteController() {
@@ -120,7 +169,7 @@ void ShareViewController::textViewDidChange(const std::shared_ptr<UITextView>& t
     return;
   }
   noteText_ = textView->text();
-  notesConfigItem()->setValue(noteMark(noteText_));
+  showNoteMark(*notesConfigItem());
 }
 
 std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>>
@@ -135,7 +184,7 @@ ShareViewController::configurationItems() {
 std::shared_ptr<SLComposeSheetConfigurationItem> ShareViewController::makeNotesItem() {
   auto item = std::make_shared<SLComposeSheetConfigurationItem>();
   item->setTitle(extensionString("Notes"));
-  item->setValue(noteMark(noteText_));
+  showNoteMark(*item);
   const auto weakSheet = std::weak_ptr<NSObject>(shared_from_this());
   item->setTapHandler([weakSheet] {
     const auto sheet = std::dynamic_pointer_cast<ShareViewController>(weakSheet.lock());

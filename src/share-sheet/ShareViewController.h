@@ -1,12 +1,16 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "foundation/NSNotificationCenter.h"
 #include "share-sheet/AttachmentFile.h"
+#include "share-sheet/Draft.h"
 #include "share-sheet/NoteViewController.h"
 #include "uikit/SLComposeServiceViewController.h"
 
@@ -58,8 +62,10 @@ class ShareViewController : public SLComposeServiceViewController {
   /// Names of the files that this request wrote into the shared attachment folder.
   const std::vector<std::string>& attachmentFiles() const { return attachmentFiles_; }
   void setAttachmentFiles(std::vector<std::string> names) { attachmentFiles_ = std::move(names); }
-  /// Whether every file of attachmentFiles() could be made; the console says what could not.
-  bool allAttachmentsWritten() const { return allAttachmentsWritten_; }
+  /// A sentence for each attachment that could not be taken; a sheet in a window shows it.
+  const std::vector<std::string>& attachmentFailures() const { return attachmentFailures_; }
+  /// For a sheet that nobody looks at: no small pictures are made. Before the request begins.
+  void setShowsThumbnails(bool shows) { showsThumbnails_ = shows; }
   const std::string& noteText() const { return noteText_; }
   void setNoteText(std::string text) { noteText_ = std::move(text); }
   /// The note editor, made on first use; each call loads the present note into it.
@@ -80,11 +86,55 @@ class ShareViewController : public SLComposeServiceViewController {
   void _addTextFileAttachmentFromProvider(const std::shared_ptr<NSItemProvider>& provider,
                                           const std::string& withType);
 
+  /// Offers the youngest draft, if there is one.
+  void sheetWillOpen() override;
+
+ protected:
+  bool isContentLoading() const override { return *outstandingLoads_ > 0; }
+  /// Queues the item without the names of files that could not be written, and completes the
+  /// request once it is on the disk.
+  Result<void> postContent() override;
+  void didFailToPost() override;
+  bool shouldCancel() override;
+  void willAbandon() override;
+
  private:
+  /// A load that is under way. Any thread.
+  struct Load {
+    std::weak_ptr<NSObject> sheet;
+    std::shared_ptr<std::atomic<int>> outstanding;
+    /// Ends it, once, on the main thread, with what is to be done to the sheet if it is still
+    /// there.
+    void finish(std::function<void(ShareViewController& sheet)> apply = {}) const;
+  };
+  struct PhotoLoad : Load {
+    std::shared_ptr<SLComposeThumbnail> place;
+    std::string folder;
+    std::string draftFile;  ///< the attachment of a draft that the photo is, else empty
+    bool wantsThumbnail = true;
+  };
+  struct LoadedPhoto;
+  Load beginLoad();
   void addProvider(const std::shared_ptr<NSItemProvider>& provider);
-  void attach(const AttachmentFile::Namer& name, AttachmentFile& file);
-  void showThumbnail(const std::shared_ptr<UIImage>& thumbnail);
+  void addURL(const std::shared_ptr<NSItemProvider>& provider,
+              const std::shared_ptr<SLComposeThumbnail>& place, FallbackHandler fallbackHandler);
+  PhotoLoad announcePhoto();
+  static void loadPhoto(const std::shared_ptr<NSItemProvider>& provider, const std::string& type,
+                        const PhotoLoad& load);
+  void takePhoto(SLComposeThumbnail& place, LoadedPhoto& photo);
+  bool attach(const AttachmentFile::Namer& name, AttachmentFile& file);
+  void showPhotos();
+  void showNoteMark(SLComposeSheetConfigurationItem& row) const;
   void wearPalette();
+  void queueItem(const std::vector<std::string>& attachments);
+  std::vector<std::string> writtenFiles() const;
+  void followCatalogue();
+  void sayWhatIsGone();
+  // Drafts (ShareViewController+Drafts.cpp).
+  Result<void> keepDraft();
+  void restoreDraft();
+  void discardDraft();
+  void updateNotice();
   std::shared_ptr<SLComposeSheetConfigurationItem> makeNotesItem();
   std::shared_ptr<SLComposeSheetConfigurationItem> makePickerItem(const std::string& titleKey,
                                                                   bool pickProjects);
@@ -95,10 +145,18 @@ class ShareViewController : public SLComposeServiceViewController {
   /// Those of attachmentFiles_ that have no file of ours behind them: another process may use the
   /// name.
   std::set<std::string> unwrittenFiles_;
-  bool allAttachmentsWritten_ = true;
-  std::vector<std::shared_ptr<UIImage>> thumbnails_;
+  std::optional<AttachmentHold> hold_;
+  std::vector<std::string> attachmentFailures_;
+  std::vector<std::shared_ptr<SLComposeThumbnail>> photos_;
+  std::shared_ptr<std::atomic<int>> outstandingLoads_ = std::make_shared<std::atomic<int>>(0);
+  bool showsThumbnails_ = true;
   std::string noteText_;
   std::shared_ptr<NoteViewController> noteController_;
+  NSNotificationCenter::Token catalogueObservation_;
+  /// This entry's, while it is not saved: one that was restored, or kept after a Save that failed.
+  std::unique_ptr<Draft> draft_;
+  std::unique_ptr<Draft> offeredDraft_;
+  bool couldNotKeep_ = false;
 };
 
 }  // namespace tasklane

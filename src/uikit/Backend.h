@@ -72,6 +72,12 @@ Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat s
 /// hand for the next one.
 void rehearseWindow(UIWindow& window);
 
+/// Whether the person is heard, or only what has changed is shown.
+enum class Serve { OnlyPainting, Person };
+/// For a main thread that is kept from its run loop: serves the windows for a few milliseconds.
+/// Nothing that waits in the loop is dispatched.
+void serveWindows(Serve serve);
+
 /// Starts the toolkit, once, before the first window; argc and argv as main() got them. The name is
 /// what the desktop knows the program by. When no display can be reached, displayUnreachable is
 /// called, which may end the program its own way; otherwise the toolkit aborts it. When the display

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/CoordinationLock.h"
 #include "foundation/Interruption.h"
 #include "foundation/NSBundle.h"
 #include "foundation/NSClassFromString.h"
@@ -24,7 +25,8 @@
 namespace tasklane {
 namespace {
 
-constexpr int kCompleted = 0, kCancelled = 1, kNoPrincipalClass = 70, kDisplayLost = 70;
+constexpr int kCompleted = 0, kCancelled = 1, kNoPrincipalClass = 70, kDisplayLost = 70,
+              kNotSaved = 74, kBusy = 75;
 constexpr std::chrono::minutes kLongestLoading{1};
 constexpr std::chrono::seconds kLongestCancelling{2};
 
@@ -74,9 +76,20 @@ class ExtensionWindow {
 
   const std::shared_ptr<UIWindow>& window() const { return window_; }
 
+  /// Null for a controller of another kind.
+  SLComposeServiceViewController* sheet() const {
+    return dynamic_cast<SLComposeServiceViewController*>(root_.get());
+  }
+
+  /// The person closes the window.
+  void close() {
+    if (sheet()) return sheet()->cancel();
+    cancelRequest();
+  }
+
+  /// There is no more time.
   void cancelRequest() {
-    if (auto* sheet = dynamic_cast<SLComposeServiceViewController*>(root_.get()))
-      return sheet->cancel();
+    if (sheet()) return sheet()->abandon();
     context_->cancelRequestWithError({NSError::Kind::Cancelled, "The window was closed."});
   }
 
@@ -93,7 +106,7 @@ class ExtensionWindow {
       shown->setFrame(shown->isVisible() ? CGRect{shown->frame().origin, frame.size} : frame);
     });
     window_->setFrame(frameFor(*root_));
-    window_->setCloseHandler([this] { cancelRequest(); });
+    window_->setCloseHandler([this] { close(); });
   }
 
   std::shared_ptr<NSExtensionContext> context_;
@@ -135,14 +148,25 @@ int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context, int hang
   context->setEndHandler([](NSExtensionContext::State) { NSRunLoop::mainRunLoop().stop(); });
   if (context->state() == NSExtensionContext::State::Running) {
     g_running = &extension;
+    CoordinationLock::setWaitingHook([&extension] {
+      const bool isPost = extension.sheet() && extension.sheet()->postIsWaiting();
+      backend::serveWindows(isPost ? backend::Serve::Person : backend::Serve::OnlyPainting);
+    });
+    if (extension.sheet()) extension.sheet()->sheetWillOpen();
     extension.window()->makeKeyAndVisible();
     NSRunLoop::mainRunLoop().run();
     extension.window()->close();
+    CoordinationLock::setWaitingHook({});
     g_running = nullptr;
   }
   context->setEndHandler({});
+  if (context->state() == NSExtensionContext::State::Completed) return kCompleted;
   if (g_displayIsLost) return kDisplayLost;
-  return context->state() == NSExtensionContext::State::Completed ? kCompleted : kCancelled;
+  const auto error = extension.sheet() ? extension.sheet()->postError() : std::nullopt;
+  if (!error) return kCancelled;
+  const bool mayGoLater =
+      error->kind == NSError::Kind::Busy || error->kind == NSError::Kind::Interrupted;
+  return mayGoLater ? kBusy : kNotSaved;
 }
 
 void NSExtensionDisplayLost() {
@@ -165,6 +189,7 @@ Result<void> NSExtensionSnapshot(const std::shared_ptr<NSExtensionContext>& cont
   if (!extension.window()) {
     return NSError{NSError::Kind::Unsupported, "the extension's principal class is not known"};
   }
+  if (extension.sheet()) extension.sheet()->sheetWillOpen();
   NSRunLoop::mainRunLoop().runUntil(
       [] {
         return NSItemProvider::outstandingLoads() == 0 && NSOperationQueue::mainQueue().empty();

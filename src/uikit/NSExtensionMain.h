@@ -12,7 +12,9 @@ namespace tasklane {
 /// Runs an extension process: finds the principal class by the name in the main bundle's Info.plist
 /// (NSExtension, NSExtensionPrincipalClass), makes it, hands it the request, shows its sheet in a
 /// window and runs until the request is completed or cancelled. Answers the exit code: 0 completed,
-/// 1 cancelled, 70 when the bundle names no known class. The backend has been started before.
+/// 1 cancelled, 70 when the bundle names no known class or the display was lost, 74 when a compose
+/// sheet's post could not be carried out, 75 when that was for a lock that others hold. The backend
+/// has been started before.
 ///
 /// Once the descriptor is readable nobody waits for the sheet any more, and once a signal asks the
 /// process to end (Interruption.h) there is no more time: the request is cancelled then.

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "foundation/Interruption.h"
 #include "uikit/Backend.h"
 #include "uikit/SLComposeServiceViewController_content.h"
 #include "uikit/SystemText.h"
+#include "uikit/UIAccessibility.h"
 
 namespace tasklane {
 namespace {
@@ -14,6 +16,8 @@ constexpr CGFloat kWidth = 400, kWidest = 600;
 /// The least height while a row's screen is open: a list needs more room than the sheet itself.
 constexpr CGFloat kHeightOfPushedScreen = 420;
 constexpr UIColor kBackground{1, 1, 1, 1};
+/// The second press of a double click means no more than the first.
+constexpr std::chrono::milliseconds kLongestDoubleClick{500};
 
 /// Large texts get a wider sheet, so that long words keep their room.
 CGFloat preferredWidth() { return std::clamp(kWidth * backend::textSizeFactor(), kWidth, kWidest); }
@@ -122,9 +126,30 @@ void SLComposeServiceViewController::validateContent() {
 }
 
 void SLComposeServiceViewController::setThumbnails(
-    const std::vector<std::shared_ptr<UIImage>>& images, const std::vector<std::string>& labels) {
-  content_->setThumbnails(images, labels);
+    const std::vector<SLComposeThumbnail>& thumbnails) {
+  content_->setThumbnails(thumbnails);
   updatePreferredSize();
+}
+
+void SLComposeServiceViewController::setNotice(std::optional<SLComposeNotice> notice) {
+  notice_ = std::move(notice);
+  showNotice();
+}
+
+void SLComposeServiceViewController::showNotice() {
+  auto notice = notice_;
+  if (posting_ == Posting::AwaitsContent) {
+    notice = {detail::systemText("Waiting for what is still loading. Save again to go without it."),
+              {}};
+  } else if (posting_ == Posting::AwaitsLock) {
+    notice = {detail::systemText("Waiting for another program to finish…"), {}};
+  }
+  content_->setNotice(notice);
+  updatePreferredSize();
+  const std::string text = notice ? notice->text : "";
+  if (text != std::exchange(shownNotice_, text) && !text.empty()) {
+    UIAccessibilityPostAnnouncement(text);
+  }
 }
 
 void SLComposeServiceViewController::setColors(const Colors& colors) {
@@ -141,6 +166,8 @@ void SLComposeServiceViewController::reloadConfigurationItems() {
 
 void SLComposeServiceViewController::pushConfigurationViewController(
     const std::shared_ptr<UIViewController>& controller) {
+  // Who turns to a row goes on with the entry.
+  if (posting_ == Posting::AwaitsContent) setPosting(Posting::No);
   navigation_->pushViewController(controller, true);
 }
 
@@ -158,14 +185,83 @@ std::shared_ptr<UIView> SLComposeServiceViewController::preferredFocusView() {
 void SLComposeServiceViewController::post() {
   if (ended_ || !isContentValid()) return;
   const auto self = sharedFrom(this);
-  ended_ = true;
+  if (posting_ == Posting::No && isContentLoading()) {
+    awaitedSince_ = std::chrono::steady_clock::now();
+    setPosting(Posting::AwaitsContent);
+  } else if (posting_ == Posting::No ||
+             (posting_ == Posting::AwaitsContent &&
+              std::chrono::steady_clock::now() - awaitedSince_ > kLongestDoubleClick)) {
+    postNow();
+  }
+}
+
+void SLComposeServiceViewController::contentDidLoad() {
+  if (posting_ == Posting::AwaitsContent && !isContentLoading()) postNow();
+}
+
+void SLComposeServiceViewController::postNow() {
+  const auto self = sharedFrom(this);
+  setPosting(Posting::UnderWay);
+  const auto outcome = postContent();
+  setPosting(Posting::No);
+  ended_ = ended_ || outcome.ok();
+  postError_ = outcome.ok() ? std::nullopt : std::optional(outcome.error());
+  if (ended_) return;
+  if (cancelled_) {
+    postError_.reset();
+    end();
+  } else if (outcome.error().kind == NSError::Kind::Interrupted) {
+    abandon();
+  } else {
+    didFailToPost();
+  }
+}
+
+Result<void> SLComposeServiceViewController::postContent() {
   didSelectPost();
+  return {};
+}
+
+void SLComposeServiceViewController::setPosting(Posting posting) {
+  const auto isWait = [](Posting state) {
+    return state == Posting::AwaitsContent || state == Posting::AwaitsLock;
+  };
+  const Posting former = std::exchange(posting_, posting);
+  if (isWait(former) || isWait(posting)) showNotice();
+  if (posting == Posting::AwaitsLock) {
+    // What is being written cannot be changed any more; Cancel in the bar can be pressed.
+    content_->view()->setUserInteractionEnabled(false);
+  } else if (former == Posting::AwaitsLock) {
+    content_->view()->setUserInteractionEnabled(true);
+    content_->textView()->becomeFirstResponder();
+  }
+}
+
+bool SLComposeServiceViewController::postIsWaiting() {
+  if (posting_ == Posting::UnderWay) setPosting(Posting::AwaitsLock);
+  return posting_ == Posting::AwaitsLock;
 }
 
 void SLComposeServiceViewController::cancel() {
-  if (std::exchange(ended_, true)) return;
+  if (ended_) return;
   const auto self = sharedFrom(this);
-  didSelectCancel();
+  if (posting_ >= Posting::UnderWay) {
+    cancelled_ = true;
+    Interruption::request();
+  } else if (!postError_ || shouldCancel()) {
+    end();
+  }
+}
+
+void SLComposeServiceViewController::abandon() {
+  if (ended_ || posting_ >= Posting::UnderWay) return;
+  const auto self = sharedFrom(this);
+  if (postError_) willAbandon();
+  end();
+}
+
+void SLComposeServiceViewController::end() {
+  if (!std::exchange(ended_, true)) didSelectCancel();
 }
 
 void SLComposeServiceViewController::didSelectPost() {

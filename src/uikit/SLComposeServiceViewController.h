@@ -1,13 +1,16 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "foundation/NSError.h"
 #include "foundation/NSExtensionContext.h"
+#include "uikit/SLComposeNotice.h"
 #include "uikit/SLComposeSheetConfigurationItem.h"
-#include "uikit/UIImage.h"
+#include "uikit/SLComposeThumbnailsView.h"
 #include "uikit/UINavigationController.h"
 #include "uikit/UITextView.h"
 #include "uikit/UIViewController.h"
@@ -47,11 +50,20 @@ class SLComposeServiceViewController : public UIViewController,
   virtual void didSelectPost();
   /// The base cancels the request.
   virtual void didSelectCancel();
-  /// The post button and Ctrl+Return: posts valid content. The request ends once, by the first of
-  /// post() and cancel(); later calls do nothing.
+  /// The post button and Ctrl+Return: posts valid content. While something loads it first waits for
+  /// that, with a notice; pressed again, but not by a double click, it goes without. The request
+  /// ends once, by the first of post(), cancel() and abandon(); later calls do nothing.
   void post();
-  /// The Cancel button, Escape, and closing the window.
+  /// The Cancel button, Escape, and closing the window. While a post is under way it ends the wait
+  /// for a lock (Interruption.h), and the process with it.
   void cancel();
+  /// Cancels without asking: the process has to end.
+  void abandon();
+  /// Why the last post() could not be carried out; none after one that was, and before the first.
+  const std::optional<NSError>& postError() const { return postError_; }
+  /// To be called while the main thread waits for a lock of others: where it is a post that waits,
+  /// the sheet says so, and the answer is true.
+  bool postIsWaiting();
   virtual std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>> configurationItems() {
     return {};
   }
@@ -60,10 +72,11 @@ class SLComposeServiceViewController : public UIViewController,
   void pushConfigurationViewController(const std::shared_ptr<UIViewController>& controller);
   void popConfigurationViewController();
 
-  /// Small pictures of what is shared, beside the text; four at most, the last with the number of
-  /// those that have no place. The labels, one for each, are what a screen reader says of them.
-  void setThumbnails(const std::vector<std::shared_ptr<UIImage>>& images,
-                     const std::vector<std::string>& labels);
+  /// The places of what is shared, beside the text.
+  void setThumbnails(const std::vector<SLComposeThumbnail>& thumbnails);
+  /// A message above the text; a screen reader says it. The sheet's own while post() waits takes
+  /// precedence.
+  void setNotice(std::optional<SLComposeNotice> notice);
   void setColors(const Colors& colors);
   /// The stack of the sheet's own screen and those that its rows push; its bar is the sheet's.
   const std::shared_ptr<UINavigationController>& sheetNavigationController() const {
@@ -77,19 +90,45 @@ class SLComposeServiceViewController : public UIViewController,
   void viewDidLayoutSubviews() override;
   void textViewDidChange(const std::shared_ptr<UITextView>& textView) override;
   bool accessibilityPerformEscape() override;
+  /// The window is about to be shown to a person for the first time.
+  virtual void sheetWillOpen() {}
   /// Presses the post button.
   bool performPrimaryAction() override;
   std::shared_ptr<UIView> preferredFocusView() override;
 
+ protected:
+  /// Whether what was shared is not all there yet. A subclass for which this is ever true calls
+  /// contentDidLoad() when it ceases to be.
+  virtual bool isContentLoading() const { return false; }
+  void contentDidLoad();
+  /// What post() does. The base calls didSelectPost(). After an error the sheet stays open.
+  virtual Result<void> postContent();
+  /// A post() has failed; postError() says why.
+  virtual void didFailToPost() {}
+  /// Asked before a person's cancel() after a post() that failed; false keeps the sheet open.
+  virtual bool shouldCancel() { return true; }
+  /// The process has to end, after a post() that failed or was not carried out.
+  virtual void willAbandon() {}
+
  private:
   class ContentController;
+  enum class Posting { No, AwaitsContent, UnderWay, AwaitsLock };
   void updatePreferredSize();
+  void showNotice();
+  void setPosting(Posting posting);
+  void postNow();
+  void end();
   std::shared_ptr<NSExtensionContext> extensionContext_;
   std::shared_ptr<UINavigationController> navigation_;
   std::shared_ptr<ContentController> content_;
   std::string placeholder_;
+  std::optional<SLComposeNotice> notice_;
+  std::string shownNotice_;
+  std::optional<NSError> postError_;
+  std::chrono::steady_clock::time_point awaitedSince_;
   CGFloat measuredWidth_ = 0;
-  bool ended_ = false;
+  Posting posting_ = Posting::No;
+  bool cancelled_ = false, ended_ = false;
 };
 
 }  // namespace tasklane

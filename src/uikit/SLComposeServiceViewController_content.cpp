@@ -13,8 +13,7 @@ constexpr CGFloat kMargin = 15;
 constexpr CGFloat kRowHeight = 44;
 constexpr CGFloat kTextPadding = 12;
 constexpr int kFewestLines = 4, kMostLines = 8;
-constexpr CGFloat kThumbnailGap = 6, kThumbnailCorner = 4;
-constexpr std::size_t kMostThumbnails = 4;
+constexpr double kPlaceAlpha = 0.35, kNoticeAlpha = 0.25;
 constexpr const char* kRowIdentifier = "SLComposeSheetConfigurationRow";
 constexpr UIColor kSeparator{0.78, 0.78, 0.8, 1};
 
@@ -34,16 +33,14 @@ class SLComposeServiceViewController::ContentController::ScrollView : public UIS
 
 SLComposeServiceViewController::ContentController::ContentController()
     : textView_(std::make_shared<UITextView>()),
-      thumbnails_(std::make_shared<UIView>()),
+      notice_(std::make_shared<SLComposeNoticeView>()),
+      thumbnails_(std::make_shared<SLComposeThumbnailsView>()),
       hairline_(std::make_shared<UIView>()),
-      moreLabel_(std::make_shared<UILabel>()),
       rows_(std::make_shared<UITableView>(CGRect{}, UITableViewStyle::Plain)) {
   textView_->setFont(UIFont::preferredFontForTextStyle(UIFontTextStyleBody));
   textView_->setTextContainerInset({kTextPadding, kMargin, kTextPadding, kMargin});
   textView_->setBackgroundColor(UIColor::clearColor());
   textView_->setOpaque(false);
-  moreLabel_->setTextAlignment(NSTextAlignment::Center);
-  moreLabel_->setFont(UIFont::preferredFontForTextStyle(UIFontTextStyleFootnote));
   rows_->setBackgroundColor(UIColor::clearColor());
   rows_->setOpaque(false);
   rows_->setScrollEnabled(false);
@@ -58,6 +55,7 @@ SLComposeServiceViewController::ContentController::ContentController()
 
 void SLComposeServiceViewController::ContentController::loadView() {
   const auto view = std::make_shared<ScrollView>();
+  view->addSubview(notice_);
   view->addSubview(textView_);
   view->addSubview(thumbnails_);
   view->addSubview(hairline_);
@@ -75,64 +73,46 @@ void SLComposeServiceViewController::ContentController::viewWillAppear(bool anim
 void SLComposeServiceViewController::ContentController::setColors(const Colors& colors) {
   colors_ = colors;
   textView_->setTextColor(colors.text);
-  moreLabel_->setTextColor(colors.secondaryText);
-  hairline_->setBackgroundColor(colors.separator.value_or(kSeparator));
+  const UIColor separator = colors.separator.value_or(kSeparator);
+  thumbnails_->setColors(colors.secondaryText, separator.colorWithAlphaComponent(kPlaceAlpha));
+  notice_->setTextColor(colors.text);
+  notice_->setBackgroundColor(separator.colorWithAlphaComponent(kNoticeAlpha));
+  hairline_->setBackgroundColor(separator);
   rows_->setSeparatorColor(colors.separator);
   rows_->reloadData();
 }
 
-// Thumbnails.
+// Notice and thumbnails.
+
+void SLComposeServiceViewController::ContentController::setNotice(
+    const std::optional<SLComposeNotice>& notice) {
+  notice_->setNotice(notice);
+  if (isViewLoaded()) view()->setNeedsLayout();
+}
 
 void SLComposeServiceViewController::ContentController::setThumbnails(
-    const std::vector<std::shared_ptr<UIImage>>& images, const std::vector<std::string>& labels) {
-  while (!thumbnails_->subviews().empty()) thumbnails_->subviews().back()->removeFromSuperview();
-  const bool tooMany = images.size() > kMostThumbnails;
-  const std::size_t shown = tooMany ? kMostThumbnails - 1 : images.size();
-  for (std::size_t i = 0; i < shown; ++i) {
-    const auto picture = std::make_shared<UIImageView>(images[i]);
-    picture->setContentMode(UIViewContentMode::ScaleAspectFill);
-    picture->setCornerRadius(kThumbnailCorner);
-    picture->setIsAccessibilityElement(true);
-    picture->setAccessibilityLabel(labels.at(i));
-    thumbnails_->addSubview(picture);
-  }
-  if (tooMany) {
-    // Behind a left-to-right mark the sign stays in front, also on a right-to-left sheet.
-    moreLabel_->setText("\u200E+" + std::to_string(images.size() - shown));
-    thumbnails_->addSubview(moreLabel_);
-    std::string others = labels.at(shown);
-    for (std::size_t i = shown + 1; i < images.size(); ++i) others += ", " + labels.at(i);
-    moreLabel_->setAccessibilityLabel(others);
-  }
+    const std::vector<SLComposeThumbnail>& thumbnails) {
+  thumbnails_->setThumbnails(thumbnails);
   if (isViewLoaded()) view()->setNeedsLayout();
 }
 
 /// Two of them beneath each other are as high as the fewest lines of text.
 CGFloat SLComposeServiceViewController::ContentController::sideOfThumbnail() const {
-  return std::floor((kFewestLines * textView_->font().lineHeight() - kThumbnailGap) / 2);
+  return std::floor(
+      (kFewestLines * textView_->font().lineHeight() - SLComposeThumbnailsView::kGap) / 2);
 }
 
 CGFloat SLComposeServiceViewController::ContentController::widthOfThumbnails() const {
-  const std::size_t count = thumbnails_->subviews().size();
-  if (count == 0) return 0;
-  const CGFloat side = sideOfThumbnail();
-  return (count > 2 ? 2 * side + kThumbnailGap : side) + kMargin;
+  const CGFloat width = thumbnails_->widthForSide(sideOfThumbnail());
+  return width > 0 ? width + kMargin : 0;
 }
 
-void SLComposeServiceViewController::ContentController::layoutThumbnails(CGFloat width) {
-  const bool leftToRight = view()->effectiveUserInterfaceLayoutDirection() ==
-                           UIUserInterfaceLayoutDirection::LeftToRight;
-  const CGFloat side = sideOfThumbnail(), step = side + kThumbnailGap;
-  const CGFloat area = std::max<CGFloat>(widthOfThumbnails() - kMargin, 0);
-  thumbnails_->setFrame(
-      {leftToRight ? width - kMargin - area : kMargin, kTextPadding, area, step + side});
-  const auto& pictures = thumbnails_->subviews();
-  const std::size_t columns = pictures.size() > 2 ? 2 : 1;
-  for (std::size_t i = 0; i < pictures.size(); ++i) {
-    const std::size_t column = leftToRight ? i % columns : columns - 1 - i % columns;
-    pictures[i]->setFrame({static_cast<CGFloat>(column) * step,
-                           static_cast<CGFloat>(i / columns) * step, side, side});
-  }
+void SLComposeServiceViewController::ContentController::layoutThumbnails(CGFloat y, CGFloat width,
+                                                                         bool leftToRight) {
+  const CGFloat side = sideOfThumbnail(), area = thumbnails_->widthForSide(side);
+  thumbnails_->setFrame({leftToRight ? width - kMargin - area : kMargin, y + kTextPadding, area,
+                         2 * side + SLComposeThumbnailsView::kGap});
+  thumbnails_->layoutWithSide(side, leftToRight);
 }
 
 // Layout.
@@ -160,20 +140,23 @@ CGFloat SLComposeServiceViewController::ContentController::layoutRows(CGFloat y,
 }
 
 CGFloat SLComposeServiceViewController::ContentController::heightForWidth(CGFloat width) {
-  const CGFloat text = heightOfText(width - widthOfThumbnails());
-  return layoutRows(text + hair(), width);
+  const CGFloat above = notice_->heightForWidth(width, kMargin);
+  return layoutRows(above + heightOfText(width - widthOfThumbnails()) + hair(), width);
 }
 
 void SLComposeServiceViewController::ContentController::layoutContent() {
   const CGFloat width = view()->bounds().size.width;
   const bool leftToRight = view()->effectiveUserInterfaceLayoutDirection() ==
                            UIUserInterfaceLayoutDirection::LeftToRight;
+  const CGFloat above = notice_->heightForWidth(width, kMargin);
+  notice_->setFrame({0, 0, width, above});
+  notice_->layoutWithMargin(kMargin, leftToRight);
   const CGFloat beside = widthOfThumbnails();
   const CGFloat text = heightOfText(width - beside);
-  textView_->setFrame({leftToRight ? 0 : beside, 0, width - beside, text});
-  layoutThumbnails(width);
-  hairline_->setFrame({leftToRight ? kMargin : 0, text, width - kMargin, hair()});
-  const CGFloat end = layoutRows(text + hair(), width);
+  textView_->setFrame({leftToRight ? 0 : beside, above, width - beside, text});
+  layoutThumbnails(above, width, leftToRight);
+  hairline_->setFrame({leftToRight ? kMargin : 0, above + text, width - kMargin, hair()});
+  const CGFloat end = layoutRows(above + text + hair(), width);
   std::static_pointer_cast<UIScrollView>(view())->setContentSize({width, end});
 }
 
@@ -216,7 +199,7 @@ SLComposeServiceViewController::ContentController::cellForRowAtIndexPath(UITable
   const auto& item = items()[indexPath.row];
   cell->setBackgroundColor(UIColor::clearColor());
   cell->textLabel()->setText(item->title());
-  cell->detailTextLabel()->setText(item->value());
+  cell->detailTextLabel()->setText(item->remark() ? item->remark() : item->value());
   cell->setAccessoryType(UITableViewCellAccessoryType::DisclosureIndicator);
   cell->setAccessibilityTraits(UIAccessibilityTraitButton);
   if (colors_.text) cell->textLabel()->setTextColor(colors_.text);

@@ -5,15 +5,15 @@
 #include <string>
 #include <vector>
 
+#include "uikit/SLComposeNotice.h"
 #include "uikit/SLComposeServiceViewController.h"
-#include "uikit/UIImageView.h"
-#include "uikit/UILabel.h"
+#include "uikit/SLComposeThumbnailsView.h"
 #include "uikit/UITableView.h"
 
 namespace tasklane {
 
-/// The sheet's own screen: text area and thumbnails, under them the rows. Where it is higher than
-/// its place it scrolls.
+/// The sheet's own screen: a notice, text area and thumbnails, under them the rows. Where it is
+/// higher than its place it scrolls.
 class SLComposeServiceViewController::ContentController : public UIViewController,
                                                           public UITableViewDataSource,
                                                           public UITableViewDelegate {
@@ -22,8 +22,8 @@ class SLComposeServiceViewController::ContentController : public UIViewControlle
 
   void setSheet(const std::weak_ptr<SLComposeServiceViewController>& sheet) { sheet_ = sheet; }
   const std::shared_ptr<UITextView>& textView() const { return textView_; }
-  void setThumbnails(const std::vector<std::shared_ptr<UIImage>>& images,
-                     const std::vector<std::string>& labels);
+  void setThumbnails(const std::vector<SLComposeThumbnail>& thumbnails);
+  void setNotice(const std::optional<SLComposeNotice>& notice);
   void setColors(const Colors& colors);
   void forgetItems();
   /// How high the screen would like to be at a width.
@@ -45,12 +45,13 @@ class SLComposeServiceViewController::ContentController : public UIViewControlle
   CGFloat widthOfThumbnails() const;
   CGFloat heightOfText(CGFloat width) const;
   CGFloat layoutRows(CGFloat y, CGFloat width);
-  void layoutThumbnails(CGFloat width);
+  void layoutThumbnails(CGFloat y, CGFloat width, bool leftToRight);
 
   std::weak_ptr<SLComposeServiceViewController> sheet_;
   std::shared_ptr<UITextView> textView_;
-  std::shared_ptr<UIView> thumbnails_, hairline_;
-  std::shared_ptr<UILabel> moreLabel_;
+  std::shared_ptr<SLComposeNoticeView> notice_;
+  std::shared_ptr<SLComposeThumbnailsView> thumbnails_;
+  std::shared_ptr<UIView> hairline_;
   std::shared_ptr<UITableView> rows_;
   std::optional<std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>>> items_;
   Colors colors_;

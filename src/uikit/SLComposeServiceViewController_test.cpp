@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "foundation/Interruption.h"
 #include "foundation/NSBundle.h"
 #include "foundation/NSClassFromString.h"
 #include "foundation/NSOperationQueue.h"
@@ -50,8 +51,22 @@ class Sheet : public SLComposeServiceViewController {
     ended.push_back("cancel");
     SLComposeServiceViewController::didSelectCancel();
   }
+  bool isContentLoading() const override { return isLoading; }
+  void loadIsDone() {
+    isLoading = false;
+    contentDidLoad();
+  }
+  Result<void> postContent() override {
+    if (onPost) onPost();
+    if (fault) return *fault;
+    return SLComposeServiceViewController::postContent();
+  }
+  bool shouldCancel() override { return mayCancel; }
   std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>> items;
   std::vector<std::string> ended;
+  std::optional<NSError> fault;
+  std::function<void()> onPost;
+  bool isLoading = false, mayCancel = true;
   std::function<void()> onLoad;
   int itemsAsked = 0;
 };
@@ -163,12 +178,12 @@ TEST_F(SLComposeServiceViewControllerTest, ThumbnailsTakeTheirPlaceFromTheText) 
     for (const Case& c : {Case{1, one, {}}, Case{2, one, {}}, Case{4, two, {}},
                           Case{9, two, "\u200E+6"}, Case{0, 400, {}}}) {
       SCOPED_TRACE(c.images);
-      sheet->setThumbnails(std::vector(c.images, image),
-                           std::vector<std::string>(c.images, "photo"));
+      sheet->setThumbnails(std::vector(
+          c.images, SLComposeThumbnail{SLComposeThumbnail::State::Ready, image, {}, {}}));
       window->layoutIfNeeded();
       EXPECT_EQ(sheet->textView()->frame().size.width, c.textWidth);
       EXPECT_EQ(sheet->textView()->frame().minX(), leftToRight ? 0 : 400 - c.textWidth);
-      const auto thumbnails = sheet->textView()->superview()->subviews()[1];
+      const auto thumbnails = sheet->textView()->superview()->subviews()[2];
       EXPECT_LE(thumbnails->subviews().size(), 4u);
       EXPECT_LE(thumbnails->frame().maxY(), sheet->textView()->frame().maxY() - 12);
       if (c.images == 0) continue;
@@ -193,6 +208,61 @@ TEST_F(SLComposeServiceViewControllerTest, TheRequestEndsOnce) {
   sheet->accessibilityPerformEscape();
   EXPECT_THAT(sheet->ended, ElementsAre("post"));
   EXPECT_EQ(context->state(), NSExtensionContext::State::Completed);
+}
+
+TEST_F(SLComposeServiceViewControllerTest, APostWaitsForWhatLoadsUntilPressedAgain) {
+  show({400, 300});
+  const auto notice = findView<SLComposeNoticeView>(sheet->view());
+  EXPECT_TRUE(notice->isHidden());
+  sheet->isLoading = true;
+  sheet->post();
+  sheet->post();
+  EXPECT_THAT(sheet->ended, ElementsAre()) << "a double click is one press";
+  EXPECT_FALSE(notice->isHidden());
+  sheet->pushConfigurationViewController(std::make_shared<UIViewController>());
+  EXPECT_TRUE(notice->isHidden());
+  sheet->loadIsDone();
+  EXPECT_THAT(sheet->ended, ElementsAre()) << "who went on editing has not saved";
+
+  sheet->isLoading = true;
+  sheet->post();
+  sheet->loadIsDone();
+  EXPECT_THAT(sheet->ended, ElementsAre("post"));
+}
+
+TEST_F(SLComposeServiceViewControllerTest, APostThatFailsLeavesTheSheetOpen) {
+  show({400, 300});
+  sheet->fault = NSError{NSError::Kind::Io, "full"};
+  sheet->onPost = [&] { sheet->post(); };  // while one is under way
+  sheet->post();
+  EXPECT_EQ(context->state(), NSExtensionContext::State::Running);
+  EXPECT_EQ(sheet->postError()->description, "full");
+  sheet->mayCancel = false;
+  sheet->cancel();
+  EXPECT_EQ(context->state(), NSExtensionContext::State::Running);
+  sheet->fault.reset();
+  sheet->post();
+  EXPECT_THAT(sheet->ended, ElementsAre("post"));
+  EXPECT_FALSE(sheet->postError());
+}
+
+TEST_F(SLComposeServiceViewControllerTest, WaitingForALockTheBarCanCancel) {
+  show({400, 300});
+  const auto live = [&] {
+    Interruption::startNoting();
+    sheet->fault = NSError{NSError::Kind::Interrupted, "ended"};
+    bool textCouldBeEdited = true;
+    sheet->onPost = [&] {
+      sheet->postIsWaiting();
+      textCouldBeEdited = sheet->textView()->superview()->isUserInteractionEnabled();
+      sheet->cancel();
+    };
+    sheet->post();
+    const bool isRight = Interruption::happened() && !textCouldBeEdited && !sheet->postError() &&
+                         context->state() == NSExtensionContext::State::Cancelled;
+    std::_Exit(isRight ? 42 : 1);
+  };
+  EXPECT_EXIT(live(), testing::ExitedWithCode(42), "");
 }
 
 TEST_F(SLComposeServiceViewControllerTest, EscapeGoesBackThenCancels) {

@@ -16,6 +16,10 @@ class SLComposeSheetConfigurationItem : public NSObject {
   void setTitle(std::string title);
   const std::optional<std::string>& value() const { return value_; }
   void setValue(std::optional<std::string> value);
+  /// What stands in the value's place where there is more to say of it than the value itself, until
+  /// the value changes.
+  const std::optional<std::string>& remark() const { return remark_; }
+  void setRemark(std::optional<std::string> remark);
   const std::function<void()>& tapHandler() const { return tapHandler_; }
   void setTapHandler(std::function<void()> handler) { tapHandler_ = std::move(handler); }
 
@@ -24,7 +28,7 @@ class SLComposeSheetConfigurationItem : public NSObject {
 
  private:
   std::string title_;
-  std::optional<std::string> value_;
+  std::optional<std::string> value_, remark_;
   std::function<void()> tapHandler_, changeHandler_;
 };
 

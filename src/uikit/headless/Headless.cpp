@@ -106,6 +106,8 @@ Result<void> snapshotWindow(UIWindow& window, const std::string& path, CGFloat s
 
 void rehearseWindow(UIWindow& window) { (void)window; }
 
+void serveWindows(Serve) {}
+
 void start(int& argc, char** argv, const std::string& applicationName, void (*)(), void (*)()) {
   (void)argc, (void)argv, (void)applicationName;
 }

@@ -158,6 +158,13 @@ void start(int& argc, char** argv, const std::string& applicationName, void (*di
   if (!isSet("TASKLANE_ANIMATIONS")) qt::DesktopSettings::shared();
 }
 
+void serveWindows(Serve serve) {
+  constexpr int kMilliseconds = 5;
+  QEventLoop::ProcessEventsFlags flags = QEventLoop::ExcludeSocketNotifiers;
+  if (serve == Serve::OnlyPainting) flags |= QEventLoop::ExcludeUserInputEvents;
+  QCoreApplication::processEvents(flags, kMilliseconds);
+}
+
 CGSize sizeOfText(std::string_view text, const UIFont& font, CGFloat maximumWidth,
                   int numberOfLines) {
   const QSizeF size = qt::BrokenText(qt::toQString(text), qt::toQFont(font), maximumWidth,
