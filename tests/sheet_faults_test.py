@@ -1,7 +1,9 @@
 """The sheet when its process, its display or its disk fails: nothing is lost in silence, and nothing is left over."""
 import contextlib
+import fcntl
 import os
 import pathlib
+import shutil
 import signal
 import subprocess
 import unittest
@@ -53,10 +55,10 @@ class SheetFaultsTest(unittest.TestCase):
         sheet = desktop.start([TASKLANE, "share", "--title", "Buy milk"] + ["--image", str(PHOTO)] * 40)
         def decoders():
             found = {sheet.pid}
-            for line in subprocess.check_output(["ps", "-eo", "ppid=,pid="], text=True).splitlines():
-                parent, process = map(int, line.split())
-                if parent in found:
-                    found.add(process)
+            for line in subprocess.check_output(["ps", "-eo", "ppid=,pid=,comm="], text=True).splitlines():
+                parent, process, name = line.split(maxsplit=2)
+                if int(parent) in found and name.startswith("picture-d"):  # not one that is only being started
+                    found.add(int(process))
             return found - {sheet.pid}
         for process in wait_for("the decoder", decoders):
             with contextlib.suppress(ProcessLookupError):
@@ -103,6 +105,44 @@ class SheetFaultsTest(unittest.TestCase):
         self.assertEqual(action["info"]["title"], "Buy milk today")
         self.assertEqual(action["info"]["attachments"], ["1.jpg"])
         self.assertEqual(list(drafts.iterdir()), [])
+
+    def test_waiting_for_a_lock_the_sheet_stays_alive(self):
+        desktop = self.open_desktop()
+        desktop.environment["TASKLANE_LOCK_LIMIT"] = "2"
+        drafts = pathlib.Path(desktop.folder, "state", "tasklane", "drafts")
+        desktop.publish(["Home"])
+        desktop.tasklane("share", "--title", "First", "--post")
+        def height():
+            return desktop.output(["xwininfo", "-id", desktop.window]).split("Height:")[1].split()[0]
+        def save_under_a_lock():
+            sheet = desktop.share("--title", "Buy milk")
+            before = height()
+            desktop.keys("ctrl+Return")
+            wait_for("the notice", lambda: height() != before)
+            return sheet
+        locks = [open(path) for path in (self.group / ".coordination").glob("*actions.plist.lock")]
+        for lock in locks:
+            self.addCleanup(lock.close)
+            fcntl.flock(lock, fcntl.LOCK_EX)
+        self.assertEqual(len(locks), 1)
+        sheet = save_under_a_lock()
+        desktop.keys("Escape")
+        self.assertEqual(sheet.wait(1.9), 1, "Cancel ends the wait")
+        self.assertFalse(list(drafts.glob("*")))
+
+        sheet = save_under_a_lock()
+        sheet.send_signal(signal.SIGTERM)
+        self.assertEqual(sheet.wait(1.9), 75, "and so does a signal, which keeps the text")
+        (draft,) = drafts.iterdir()
+        shutil.rmtree(draft)
+
+        sheet = save_under_a_lock()
+        wait_for("the limit", lambda: list(drafts.glob("*/draft.plist")))
+        self.assertIsNone(sheet.poll())
+        fcntl.flock(locks[0], fcntl.LOCK_UN)
+        desktop.keys("ctrl+Return")
+        self.assertEqual(sheet.wait(20), 0)
+        self.assertEqual([action["info"]["title"] for action in desktop.queue()], ["First", "Buy milk"])
 
     def test_killed_sheet_leaves_nothing_for_long(self):
         desktop = self.open_desktop()

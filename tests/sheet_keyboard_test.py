@@ -96,12 +96,22 @@ class SheetKeyboard(unittest.TestCase):
             self.ends_with(sheet, 1)
             self.assertEqual(desktop.queue(), [])
 
+    def close_by_the_desktops_key(self, desktop):
+        """The window manager may miss its own key while it takes in a new window."""
+        for _ in range(3):
+            desktop.keys("alt+F4")
+            try:
+                wait_for("the window to go", lambda: desktop.window not in desktop.windows(), limit=10)
+                return
+            except AssertionError:
+                continue
+
     def test_closing_the_window_cancels_and_losing_the_focus_does_not(self):
         with Desktop() as desktop:
             first = desktop.share("--title", "First")
             first_window = desktop.window
             second = desktop.share("--title", "Second")
-            desktop.keys("alt+F4")
+            self.close_by_the_desktops_key(desktop)
             self.ends_with(second, 1)
             self.assertIsNone(first.poll())
             desktop.output(["xdotool", "windowactivate", "--sync", first_window])

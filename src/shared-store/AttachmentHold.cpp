@@ -16,7 +16,7 @@ struct flock byteOf(unsigned long long inode, short type) {
   struct flock lock {};
   lock.l_type = type;
   lock.l_whence = SEEK_SET;
-  lock.l_start = static_cast<off_t>(inode & 0x7FFFFFFFFFFFFFFEull);
+  lock.l_start = static_cast<off_t>(inode & 0x7FFFFFFFFFFFFFFFull);
   lock.l_len = 1;
   return lock;
 }
