@@ -112,8 +112,7 @@ Result<void> Draft::read() {
   contents_.note = textIn(plist, "note").value_or("");
   contents_.project = textIn(plist, "project");
   contents_.context = textIn(plist, "context");
-  if (const auto* date = plist.valueForKey("date"); date && date->date())
-    date_ = date->date()->time_since_epoch().count();
+  if (const auto* date = plist.valueForKey("date")) date_ = date->doubleValue();
   if (const auto* names = plist.valueForKey("attachments"); names && names->array())
     for (const auto& name : *names->array())
       // Nothing outside of its folder is a draft's.
@@ -152,8 +151,10 @@ Result<void> Draft::keep(Contents contents, const std::vector<std::string>& atta
     names.push_back(name.value());
   }
   if (const auto flushed = flushFolder(folder_); !flushed) return flushed;
+  // The date as seconds since 1970: a document's dates hold whole seconds, in which two can be
+  // kept.
   PropertyListDictionary document{{"id", id_},
-                                  {"date", Clock::now()},
+                                  {"date", Clock::now().time_since_epoch().count()},
                                   {"title", contents.title},
                                   {"note", contents.note},
                                   {"attachments", std::move(names)}};
