@@ -15,6 +15,12 @@
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {
+
+static void PrintTo(OrphanedAttachment::Kind kind, std::ostream* out) {
+  constexpr const char* kNames[] = {"NeverQueued", "Unfinished", "Forgotten", "Recent"};
+  *out << kNames[static_cast<std::size_t>(kind)];
+}
+
 namespace {
 
 using ::testing::ElementsAre;
