@@ -50,6 +50,11 @@ class SheetFaultsTest(unittest.TestCase):
                 sheet.stderr.close()
                 self.assertEqual(list(self.attachments.iterdir()), [])
 
+    def resume(self, process):
+        """So that it notices that the sheet is gone."""
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(process, signal.SIGCONT)
+
     def test_save_waits_for_a_photo_until_pressed_again(self):
         desktop = self.open_desktop()
         sheet = desktop.start([TASKLANE, "share", "--title", "Buy milk"] + ["--image", str(PHOTO)] * 40)
@@ -63,6 +68,7 @@ class SheetFaultsTest(unittest.TestCase):
         for process in wait_for("the decoder", decoders):
             with contextlib.suppress(ProcessLookupError):
                 os.kill(process, signal.SIGSTOP)
+                self.addCleanup(self.resume, process)
         desktop.window = wait_for("the sheet's window", desktop.windows)[0]
         desktop.activate()
         desktop.keys("ctrl+Return", "ctrl+Return")
