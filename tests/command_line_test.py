@@ -325,7 +325,7 @@ class Check(ProgramTest):
         unknown.mkdir()
         self.attachments.mkdir()
         self.assertEqual(self.run_program("check", code=65).count("\n"), 1, self.error)
-        unknown.rmdir()
+        self.assertEqual(self.run_program("check", "--repair").count("\n"), 1, self.error)
         self.assertEqual(self.run_program("check"), "Everything is in order.\n")
 
         def write(path, *entries):
@@ -340,7 +340,11 @@ class Check(ProgramTest):
         (self.shared / "notes.txt").write_text("mine")
         unknown.mkdir()
         write(unknown / "actions.plist", entry["D"])
+        for name, mode in (("8.jpg", 0o600), ("9.jpg", 0o1600)):  # one was queued, the other never
+            (self.attachments / name).touch()
+            (self.attachments / name).chmod(mode)
         mendable = {("set-aside", "actions.plist.damaged-1"), ("unknown-folder", "<<UNKNOWN>>")}
+        lost = {("orphan", "9.jpg")}
         stays = {("set-aside", "actions.plist.damaged-2"), ("damaged", "items.plist"),
                  ("stranger", "containers.plist"), ("stranger", "notes.txt"),
                  ("dangling", "7.jpg")}
@@ -351,10 +355,11 @@ class Check(ProgramTest):
             return {(finding["kind"], pathlib.Path(finding["path"]).name): finding["mended"]
                     for finding in shown}
 
-        self.assertEqual(found(), dict.fromkeys(mendable | stays, False))
+        self.assertEqual(found(), dict.fromkeys(mendable | lost | stays, False))
         self.assertEqual(self.actions(), [named, entry["B"]])
         self.assertEqual(found("--repair"),
-                         {**dict.fromkeys(mendable, True), **dict.fromkeys(stays, False)})
+                         {**dict.fromkeys(mendable | lost, True), **dict.fromkeys(stays, False)})
+        self.assertEqual(os.listdir(self.attachments), ["8.jpg"])
         self.assertEqual(self.actions()[:2], [named, entry["B"]])
         self.assertCountEqual(self.actions()[2:], [entry["C"], entry["D"]])
         self.assertEqual(found("--repair"), dict.fromkeys(stays, False))

@@ -16,6 +16,7 @@
 #include "Command.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSPropertyListSerialization.h"
+#include "shared-store/AttachmentSweep.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"
 #include "shared-store/TLXExternalItem.h"
@@ -65,6 +66,21 @@ bool bringBack(const PropertyList::Array& entries) {
     return all.size() > queued.size() ? std::optional(all) : std::nullopt;
   });
   return !failureOfLastChange(*TLXExternalAction::presenter());
+}
+
+/// None for what somebody may still fetch.
+const char* whyOrphaned(OrphanedAttachment::Kind kind) {
+  switch (kind) {
+    case OrphanedAttachment::Kind::NeverQueued:
+      return "belongs to no action: the sheet that took it was ended before it was saved";
+    case OrphanedAttachment::Kind::Unfinished:
+      return "is unfinished: the sheet that wrote it was ended meanwhile";
+    case OrphanedAttachment::Kind::Forgotten:
+      return "belongs to no action any more, for more than a week";
+    case OrphanedAttachment::Kind::Recent:
+      return nullptr;
+  }
+  return nullptr;
 }
 
 class Inspection {
@@ -124,6 +140,7 @@ class Inspection {
       auto& finding = report("unknown-folder", path, "is no folder of this application");
       const std::string queue = path + "/actions.plist";
       const auto entries = queueInFile(queue);
+      if (repair_ == Repair::Yes && ::rmdir(path.c_str()) == 0) finding.mended = true;
       if (!entries || entries.value().empty()) continue;
       finding.problem +=
           ", and holds " + std::to_string(entries.value().size()) + " pending actions";
@@ -204,7 +221,21 @@ class Inspection {
     }
   }
 
-  void checkAttachments() {}
+  void checkAttachments() {
+    const auto orphans = findOrphanedAttachments();
+    if (!orphans) {
+      report("unreadable", attachments_, orphans.error().description);
+      return;
+    }
+    for (const auto& orphan : orphans.value()) {
+      const char* problem = whyOrphaned(orphan.kind);
+      if (!problem) continue;
+      const std::string path = attachments_ + "/" + orphan.name;
+      auto& finding = report("orphan", path, problem);
+      if (repair_ == Repair::Yes)
+        finding.mended = NSFileManager::defaultManager().removeItemAtPath(path).ok();
+    }
+  }
 
   const Repair repair_;
   std::string group_;
