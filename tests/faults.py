@@ -59,6 +59,12 @@ def errors_of(request):
     return errors
 
 
+def text_at(request, number):
+    """The text that an argument points to."""
+    with open(f"/proc/{request.pid}/mem", "rb", 0) as memory:
+        return os.pread(memory.fileno(), 4096, request.arguments[number]).partition(b"\0")[0].decode()
+
+
 class Handover:
     """The calls of one program. `decide(request)` is asked before each and answers an error's name, or None to let the
     call go on; it may also end or stop the process."""
