@@ -10,7 +10,7 @@ import time
 TASKLANE = os.environ["TASKLANE"]
 
 
-def wait_for(what, condition, limit=20.0):
+def wait_for(what, condition, limit=60.0):
     """Waits until the condition answers something true, and answers it."""
     deadline = time.monotonic() + limit
     while True:

@@ -27,7 +27,7 @@ namespace {
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
 
-constexpr milliseconds kLimit{10'000};
+constexpr milliseconds kLimit{60'000};
 
 NSRunLoop& loop() { return NSRunLoop::mainRunLoop(); }
 

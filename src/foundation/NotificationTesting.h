@@ -22,7 +22,7 @@
 
 namespace tasklane::testing {
 
-constexpr std::chrono::milliseconds kLimit{10'000};
+constexpr std::chrono::milliseconds kLimit{60'000};
 
 inline CFNotificationCenter& center() { return CFNotificationCenterGetDarwinNotifyCenter(); }
 

@@ -101,7 +101,7 @@ std::vector<std::string> namesIn(const std::string& folder) {
 }
 
 bool waitUntil(const std::function<bool()>& condition) {
-  return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(10));
+  return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(60));
 }
 
 void deliverEverything() {

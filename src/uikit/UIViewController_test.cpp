@@ -59,7 +59,7 @@ class UIViewControllerTest : public testing::Test {
     window->makeKeyAndVisible();
   }
   static bool waitFor(const std::function<bool()>& condition) {
-    return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(10));
+    return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(60));
   }
 
   std::shared_ptr<UIWindow> window = std::make_shared<UIWindow>(CGRect{0, 0, 320, 480});

@@ -23,7 +23,7 @@ class UIViewAnimationTest : public testing::Test {
     headless::reset();
   }
   static bool waitFor(const std::function<bool()>& condition) {
-    return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(5));
+    return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(60));
   }
   /// Until one that is begun now, and so ends after those before it, has ended.
   static void waitForAnotherAnimation() {

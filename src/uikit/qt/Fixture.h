@@ -25,7 +25,7 @@
 namespace tasklane::qt {
 
 inline bool waitFor(const std::function<bool()>& condition) {
-  return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(10));
+  return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(60));
 }
 
 template <class Widget = QWidget>
