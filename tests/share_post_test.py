@@ -97,7 +97,7 @@ class SharePost(ProgramTest):
         self.run_program("share", "--image", PHOTO, "--post", "--project", "Nowhere", code=65)
         self.leaves_no_trace()
         cut = self.write("cut.jpg", PHOTO.read_bytes()[:-2000])
-        self.run_program("share", "--image", PHOTO, "--image", cut, "--post", code=74)
+        self.run_program("share", "--image", PHOTO, "--image", cut, "--post", code=65)
         self.leaves_no_trace()
         (self.shared / "actions.plist").write_bytes(plistlib.dumps(
             {"actions": [{"type": "new", "info": {"uuid": "big", "title": "x" * 300000}}]}))

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "Command.h"
@@ -52,6 +53,30 @@ PropertyList save(ShareViewController& sheet) {
   return entry;
 }
 
+ExitCode exitCodeForAttachment(const NSError& error) {
+  switch (error.kind) {
+    case NSError::Kind::Corrupt:
+    case NSError::Kind::Unsupported:
+      return ExitCode::BadData;
+    case NSError::Kind::FileNotFound:
+      return ExitCode::MissingInput;
+    default:
+      return ExitCode::WriteFailed;
+  }
+}
+
+/// The gravest of the reasons decides how the command ends.
+Failure failureOf(const std::vector<NSError>& attachments) {
+  Failure failure{ExitCode::BadData, {}};
+  for (const NSError& error : attachments) {
+    if (!failure.sentence.empty()) NSLog(failure.sentence + ".");
+    failure.sentence = error.description;
+    failure.code = std::max(failure.code, exitCodeForAttachment(error));
+  }
+  failure.sentence += "; nothing was saved.";
+  return failure;
+}
+
 }  // namespace
 
 void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& items,
@@ -69,10 +94,8 @@ void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& item
     throw Failure{ExitCode::Cancelled, "Interrupted; nothing was saved."};
   }
   if (!sheet->attachmentFailures().empty()) {
-    for (const auto& sentence : sheet->attachmentFailures()) NSLog(sentence);
     sheet->didSelectCancel();
-    throw Failure{ExitCode::WriteFailed,
-                  "An attachment could not be saved, so nothing was; the reason stands above."};
+    throw failureOf(sheet->attachmentFailures());
   }
   if (options.project) sheet->projectConfigItem()->setValue(*options.project);
   if (options.context) sheet->contextConfigItem()->setValue(*options.context);

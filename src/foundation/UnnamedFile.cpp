@@ -66,19 +66,6 @@ Result<void> UnnamedFile::write(const void* bytes, std::size_t count) {
   return {};
 }
 
-Result<void> UnnamedFile::writeAt(std::uint64_t offset, const void* bytes, std::size_t count) {
-  const char* next = static_cast<const char*>(bytes);
-  while (count > 0) {
-    const ssize_t moved = ::pwrite(fileDescriptor_, next, count, static_cast<off_t>(offset));
-    if (moved < 0 && errno == EINTR) continue;
-    if (moved < 0) return NSError::fromErrno(errno, "cannot write a file in " + folder_);
-    next += moved;
-    offset += static_cast<std::uint64_t>(moved);
-    count -= static_cast<std::size_t>(moved);
-  }
-  return {};
-}
-
 Result<void> UnnamedFile::readAt(std::uint64_t offset, void* into, std::size_t count) const {
   char* next = static_cast<char*>(into);
   while (count > 0) {

@@ -26,8 +26,7 @@ class UnnamedFile {
   /// Appends all of the bytes, or is an error.
   Result<void> write(const void* bytes, std::size_t count);
 
-  /// The same at any position, and back: all of the bytes, or an error.
-  Result<void> writeAt(std::uint64_t offset, const void* bytes, std::size_t count);
+  /// All of the bytes at a position, or an error.
   Result<void> readAt(std::uint64_t offset, void* into, std::size_t count) const;
 
   /// Waits until what it holds is on the disk. It takes long for a photo, so whoever prepares one

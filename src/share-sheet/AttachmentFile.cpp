@@ -16,7 +16,7 @@ AttachmentFile::AttachmentFile(const std::string& folder, const Writer& write) :
   if (written) {
     file_ = file.value();
   } else {
-    failure_ = written.error().description;
+    failure_ = written.error();
   }
 }
 
@@ -53,7 +53,7 @@ std::string AttachmentFile::takeName(const Namer& name, AttachmentHold& hold) {
       return name(number);
     }
     if (linked.error().kind != NSError::Kind::Exists) {
-      failure_ = linked.error().description;
+      failure_ = linked.error();
       break;
     }
   }

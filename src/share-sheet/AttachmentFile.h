@@ -34,7 +34,7 @@ class AttachmentFile {
   std::string takeName(const Namer& name, AttachmentHold& hold);
   bool written() const { return written_; }
   /// Why it could not be prepared or written.
-  const std::string& failure() const { return failure_; }
+  const NSError& failure() const { return failure_; }
 
  private:
   using Writer = std::function<Result<void>(UnnamedFile&)>;
@@ -42,7 +42,7 @@ class AttachmentFile {
 
   std::string folder_;
   std::shared_ptr<UnnamedFile> file_;
-  std::string failure_;
+  NSError failure_;
   bool written_ = false;
 };
 

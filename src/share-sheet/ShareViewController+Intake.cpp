@@ -36,14 +36,14 @@ std::string webInfoText(const PropertyList& loaded) {
 struct ShareViewController::LoadedPhoto {
   std::optional<AttachmentFile> file;
   std::optional<EncodedImage::Pixels> thumbnail;
-  std::string failure;
+  std::optional<NSError> failure;
 
   /// Encoding is long, so it happens on the loading thread; the main thread only chooses the name.
   void take(const NSItemProviderItem& item, const std::optional<NSError>& error,
             const PhotoLoad& load) {
     const auto* image = std::get_if<std::shared_ptr<const EncodedImage>>(&item);
     if (!image || !*image) {
-      failure = error ? error->description : "it is no picture";
+      failure = error.value_or(NSError{NSError::Kind::Unsupported, "it is no picture"});
       return;
     }
     file = load.draftFile.empty() ? AttachmentFile::ofImage(**image, load.folder)
@@ -182,7 +182,7 @@ void ShareViewController::loadPhoto(const std::shared_ptr<NSItemProvider>& provi
         try {
           if (!load.sheet.expired()) photo->take(item, error, load);
         } catch (const std::exception& exception) {
-          photo->failure = exception.what();
+          photo->failure = NSError{NSError::Kind::Io, exception.what()};
         }
         load.finish([place = load.place, photo](auto& sheet) { sheet.takePhoto(*place, *photo); });
       });
@@ -191,16 +191,17 @@ void ShareViewController::loadPhoto(const std::shared_ptr<NSItemProvider>& provi
 void ShareViewController::takePhoto(SLComposeThumbnail& place, LoadedPhoto& photo) {
   using State = SLComposeThumbnail::State;
   if (photo.file && !attach(imageName, *photo.file)) photo.failure = photo.file->failure();
-  place.state = photo.failure.empty() ? State::Ready : State::Failed;
-  if (photo.thumbnail && photo.failure.empty()) {
+  place.state = !photo.failure ? State::Ready : State::Failed;
+  if (photo.thumbnail && !photo.failure) {
     const auto& pixels = *photo.thumbnail;
     place.image = std::make_shared<UIImage>(
         std::make_shared<const CGImage>(CGImage{pixels.width, pixels.height, pixels.argb}), 1);
   }
-  if (!photo.failure.empty()) {
-    attachmentFailures_.push_back("A photo could not be taken: " + photo.failure);
+  if (photo.failure) {
+    attachmentFailures_.push_back(
+        {photo.failure->kind, "A photo could not be taken: " + photo.failure->description});
     // Whoever looks at the sheet sees it; the terminal behind it has the reason.
-    if (isViewLoaded() && view()->window()) NSLog(attachmentFailures_.back());
+    if (isViewLoaded() && view()->window()) NSLog(attachmentFailures_.back().description);
     updateNotice();
   }
   showPhotos();

@@ -62,8 +62,8 @@ class ShareViewController : public SLComposeServiceViewController {
   /// Names of the files that this request wrote into the shared attachment folder.
   const std::vector<std::string>& attachmentFiles() const { return attachmentFiles_; }
   void setAttachmentFiles(std::vector<std::string> names) { attachmentFiles_ = std::move(names); }
-  /// A sentence for each attachment that could not be taken; a sheet in a window shows it.
-  const std::vector<std::string>& attachmentFailures() const { return attachmentFailures_; }
+  /// Why attachments could not be taken, each as a sentence; a sheet in a window shows it.
+  const std::vector<NSError>& attachmentFailures() const { return attachmentFailures_; }
   /// For a sheet that nobody looks at: no small pictures are made. Before the request begins.
   void setShowsThumbnails(bool shows) { showsThumbnails_ = shows; }
   const std::string& noteText() const { return noteText_; }
@@ -146,7 +146,7 @@ class ShareViewController : public SLComposeServiceViewController {
   /// name.
   std::set<std::string> unwrittenFiles_;
   std::optional<AttachmentHold> hold_;
-  std::vector<std::string> attachmentFailures_;
+  std::vector<NSError> attachmentFailures_;
   std::vector<std::shared_ptr<SLComposeThumbnail>> photos_;
   std::shared_ptr<std::atomic<int>> outstandingLoads_ = std::make_shared<std::atomic<int>>(0);
   bool showsThumbnails_ = true;

@@ -7,6 +7,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -32,7 +33,7 @@ constexpr std::size_t kThreadStack = 1024 * 1024;
 NSError cannotConfine(int errnoValue) {
   NSError error =
       NSError::fromErrno(errnoValue, "this system cannot confine picture decoders, so none is run");
-  error.kind = NSError::Kind::Unsupported;
+  error.kind = NSError::Kind::Io;
   return error;
 }
 
@@ -72,6 +73,8 @@ Result<void> setLimits(const DecodingLimits& limits) {
   pthread_attr_destroy(&attributes);
   // A file that grows too large is an error of the write, not the end of the process.
   ::signal(SIGXFSZ, SIG_IGN);
+  // Whoever started this may have had it ignored.
+  ::signal(SIGPROF, SIG_DFL);
   // Nothing of a photo is left in a memory dump.
   if (!limit(RLIMIT_CORE, 0) || !limit(RLIMIT_FSIZE, limits.file) ||
       !limit(RLIMIT_CPU, limits.seconds, 1) ||
@@ -118,16 +121,21 @@ Result<void> installFilter() {
   const Filter filter(seccomp_init(SCMP_ACT_ERRNO(EPERM)));
   if (!filter) return cannotConfine(ENOMEM);
   const int allowed[] = {
-      SCMP_SYS(read),           SCMP_SYS(pread64),         SCMP_SYS(write),
-      SCMP_SYS(pwrite64),       SCMP_SYS(lseek),           SCMP_SYS(ftruncate),
-      SCMP_SYS(fallocate),      SCMP_SYS(close),           SCMP_SYS(munmap),
-      SCMP_SYS(mremap),         SCMP_SYS(madvise),         SCMP_SYS(brk),
-      SCMP_SYS(futex),          SCMP_SYS(set_robust_list), SCMP_SYS(rseq),
-      SCMP_SYS(rt_sigprocmask), SCMP_SYS(rt_sigaction),    SCMP_SYS(rt_sigreturn),
-      SCMP_SYS(sigaltstack),    SCMP_SYS(sched_yield),     SCMP_SYS(sched_getaffinity),
-      SCMP_SYS(gettid),         SCMP_SYS(getpid),          SCMP_SYS(clock_gettime),
-      SCMP_SYS(gettimeofday),   SCMP_SYS(getrandom),       SCMP_SYS(exit),
-      SCMP_SYS(exit_group),     SCMP_SYS(restart_syscall),
+      SCMP_SYS(read),          SCMP_SYS(pread64),
+      SCMP_SYS(write),         SCMP_SYS(pwrite64),
+      SCMP_SYS(lseek),         SCMP_SYS(ftruncate),
+      SCMP_SYS(fallocate),     SCMP_SYS(close),
+      SCMP_SYS(munmap),        SCMP_SYS(mremap),
+      SCMP_SYS(madvise),       SCMP_SYS(brk),
+      SCMP_SYS(futex),         SCMP_SYS(set_robust_list),
+      SCMP_SYS(rseq),          SCMP_SYS(rt_sigprocmask),
+      SCMP_SYS(rt_sigaction),  SCMP_SYS(rt_sigreturn),
+      SCMP_SYS(sigaltstack),   SCMP_SYS(sched_yield),
+      SCMP_SYS(gettid),        SCMP_SYS(getpid),
+      SCMP_SYS(clock_gettime), SCMP_SYS(gettimeofday),
+      SCMP_SYS(getrandom),     SCMP_SYS(exit),
+      SCMP_SYS(exit_group),    SCMP_SYS(restart_syscall),
+      SCMP_SYS(setitimer),
   };
   for (const int call : allowed) {
     if (const int failure = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0); failure != 0)
@@ -154,6 +162,13 @@ Result<void> confineProcess(const std::vector<int>& descriptors, const DecodingL
   closeOthers(descriptors);
   if (auto limited = setLimits(limits); !limited.ok()) return limited;
   return installFilter();
+}
+
+void allowProcessorTime(std::chrono::milliseconds time) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+  const std::chrono::microseconds rest = time - seconds;
+  const itimerval once{{}, {seconds.count(), rest.count()}};
+  ::setitimer(ITIMER_PROF, &once, nullptr);
 }
 
 }  // namespace tasklane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -23,6 +24,13 @@ struct DecodingLimits {
 ///
 /// Under the sanitisers, whose bookkeeping needs more address space than any limit would leave,
 /// memory is not limited, and they may make pipes; these are the only differences.
+///
+/// What looks for the number of processors learns of one: decoders then make no threads, each of
+/// which would take memory of its own.
 Result<void> confineProcess(const std::vector<int>& descriptors, const DecodingLimits& limits);
+
+/// From now on a confined process has so much processor time left, of all threads together, within
+/// the limit that it has anyway. It replaces what was said before; its end is the signal SIGPROF.
+void allowProcessorTime(std::chrono::milliseconds time);
 
 }  // namespace tasklane

@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -120,6 +121,11 @@ TEST(Confinement, MemoryTimeAndFilesHaveAnEnd) {
             }));
 #endif
   EXPECT_EQ(1000 + SIGXCPU, endOf([] {
+              for (;;) asm volatile("");
+              return 0;
+            }));
+  EXPECT_EQ(1000 + SIGPROF, endOf([] {
+              allowProcessorTime(std::chrono::milliseconds(100));
               for (;;) asm volatile("");
               return 0;
             }));

@@ -183,6 +183,17 @@ void readGrid(HeaderBytes& bytes, const Meta& meta, HEIFPicture& picture) {
   picture.tiles = std::move(tiles);
 }
 
+/// What a decoder's settings say of the samples.
+std::optional<int> chromaFormatOf(HeaderBytes& bytes, const Box& property) {
+  if (property.type == "hvcC") return bytes.byte(property.begin + 16).value_or(0) & 3;
+  if (property.type != "av1C") return std::nullopt;
+  const int detail = bytes.byte(property.begin + 2).value_or(0);
+  constexpr int kMonochrome = 0x10, kHalfWidth = 8, kHalfHeight = 4;
+  if ((detail & kMonochrome) != 0) return 0;
+  if ((detail & kHalfHeight) != 0) return 1;
+  return (detail & kHalfWidth) != 0 ? 2 : 3;
+}
+
 /// The one orientation that does what two do after one another.
 int composed(int first, int then) {
   constexpr std::uint32_t kWidth = 2, kHeight = 3;
@@ -241,6 +252,10 @@ std::optional<HEIFPicture> readHEIF(HeaderBytes& bytes) {
     picture.librarysTurns = true;
   }
   readGrid(bytes, *meta, picture);
+  const std::uint32_t coded = picture.tiles.empty() ? meta->primary : picture.tiles.front();
+  for (const std::uint32_t number : propertiesOf(bytes, *links, coded))
+    if (number != 0 && number <= all.size() && !picture.chromaFormat)
+      picture.chromaFormat = chromaFormatOf(bytes, all[number - 1]);
   return picture;
 }
 

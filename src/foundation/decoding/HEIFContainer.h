@@ -19,6 +19,8 @@ struct HEIFPicture {
   std::uint32_t rows = 1;
   std::uint32_t columns = 1;
   std::vector<std::uint32_t> tiles;  ///< their items; empty for a picture in one piece
+  /// How its samples are stored: 0 gray, 1 4:2:0, 2 4:2:2, 3 4:4:4 (ISO/IEC 23091-2), or none.
+  std::optional<int> chromaFormat;
 };
 
 std::optional<HEIFPicture> readHEIF(HeaderBytes& bytes);

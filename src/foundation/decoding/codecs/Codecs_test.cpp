@@ -63,6 +63,10 @@ std::vector<Case> cases() {
        64},
       {"HEIC", Format::HEIC, heic(64, 48, false), 64, 48},
       {"AVIF", Format::AVIF, heic(64, 48, false, heif_compression_AV1), 64, 48},
+      {"HEIC, chroma of full resolution", Format::HEIC,
+       heic(64, 48, false, heif_compression_HEVC, "444"), 64, 48},
+      {"AVIF, chroma of half width", Format::AVIF, heic(64, 48, false, heif_compression_AV1, "422"),
+       64, 48},
       {"HEIC, transparent", Format::HEIC, heic(128, 96, true), 128, 96, 128},
   };
 }
@@ -86,7 +90,8 @@ bool near(RGB a, RGB b) {
 TEST(ImageCodecs, TurnEveryFormatIntoAnUprightJPEG) {
   for (const Case& each : cases()) {
     SCOPED_TRACE(each.what);
-    if (each.bytes.empty() && each.format == Format::HEIC) continue;
+    const bool coded = each.format == Format::HEIC || each.format == Format::AVIF;
+    if (each.bytes.empty() && coded) continue;
     auto image = pictures::imageOf(each.bytes);
     ASSERT_TRUE(image.ok()) << image.error().description;
     EXPECT_EQ(each.format, image.value()->format());
@@ -222,6 +227,16 @@ TEST(ImageCodecs, TurnPicturesOfOddSizeWithoutShiftingTheirColours) {
   const double decibels =
       10 * std::log10(255 * 255 / (error / static_cast<double>(a.samples.size())));
   EXPECT_GE(decibels, 45);
+}
+
+TEST(ImageCodecs, KeepAPhotoInOnePieceWithinTheirMemory) {
+  for (const auto codec : {heif_compression_HEVC, heif_compression_AV1}) {
+    const std::string photo = heic(4000, 3000, false, codec);
+    if (photo.empty()) continue;
+    auto encoded = reencode(*pictures::imageOf(photo).value());
+    ASSERT_TRUE(encoded.ok()) << encoded.error().description;
+    EXPECT_EQ(2, pictures::decodeJPEG(encoded.value()).horizontal);
+  }
 }
 
 TEST(ImageCodecs, NoHeaderTalksThemOutOfTheirLimits) {

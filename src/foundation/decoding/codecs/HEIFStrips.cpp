@@ -86,7 +86,7 @@ class Session {
   }
   const heif_image_handle* handle() const { return handle_.get(); }
 
-  /// Undefined ones leave the picture as it is stored.
+  /// The library converts what is stored otherwise; undefined ones leave the choice to it.
   Result<std::shared_ptr<const heif_image>> decode(heif_colorspace space, heif_chroma chroma,
                                                    bool turned) const {
     const Owned<heif_decoding_options> options(heif_decoding_options_alloc());
@@ -175,6 +175,13 @@ class HEIFStrips final : public StripProducer {
     if (alpha_) {
       space_ = heif_colorspace_RGB;
       chroma_ = heif_chroma_interleaved_RGBA;
+    } else if (picture_.chromaFormat) {
+      // The library's own choice is RGB, which takes twice the memory.
+      constexpr heif_chroma kChromas[] = {heif_chroma_monochrome, heif_chroma_420, heif_chroma_422,
+                                          heif_chroma_444};
+      chroma_ = kChromas[*picture_.chromaFormat];
+      space_ =
+          chroma_ == heif_chroma_monochrome ? heif_colorspace_monochrome : heif_colorspace_YCbCr;
     }
     auto image = decodeTile(0, &whole);
     if (!image.ok() || alpha_) return image;

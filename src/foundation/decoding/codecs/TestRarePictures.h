@@ -134,12 +134,15 @@ inline std::string tiff(const TIFFShape& shape) {
 
 /// Or nothing where the library cannot encode.
 inline std::string heic(int width, int height, bool alpha,
-                        heif_compression_format codec = heif_compression_HEVC) {
+                        heif_compression_format codec = heif_compression_HEVC,
+                        const char* chroma = "420") {
   heif_context* context = heif_context_alloc();
   heif_encoder* encoder = nullptr;
   std::string bytes;
   if (heif_context_get_encoder_for_format(context, codec, &encoder).code == 0) {
     heif_encoder_set_lossy_quality(encoder, 95);
+    heif_encoder_set_parameter_string(encoder, "chroma", chroma);
+    if (codec == heif_compression_AV1) heif_encoder_set_parameter_integer(encoder, "speed", 9);
     if (codec == heif_compression_HEVC)
       heif_encoder_set_parameter_string(encoder, "preset", "ultrafast");
     heif_image* image = nullptr;
