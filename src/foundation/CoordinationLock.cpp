@@ -54,9 +54,12 @@ Result<FileDescriptor> openLockFile(const std::string& path, CoordinationLock::M
     if (errno != ENOENT) break;
     const std::string folder = parentOfPath(path);
     // A reader makes no more: where even the root is missing there is nothing to read.
-    const auto made = mode == CoordinationLock::Mode::Shared
-                          ? makeFolder(folder)
-                          : NSFileManager::defaultManager().createDirectoryAtPath(folder, true);
+    auto made =
+        mode == CoordinationLock::Mode::Shared
+            ? Result<void>()
+            : NSFileManager::defaultManager().createDirectoryAtPath(parentOfPath(folder), true);
+    // After a power cut nobody holds a lock, so that nothing here has to outlast one.
+    if (made) made = makeFolder(folder, Flush::No);
     if (!made) return made.error();
   }
   return NSError::fromErrno(errno, "cannot open the lock file " + path);
@@ -76,9 +79,7 @@ std::string CoordinationLock::lockFile(const std::string& target) {
 }
 
 CoordinationLock::CoordinationLock(FileDescriptor file, std::string path)
-    : file_(std::move(file)), path_(std::move(path)) {
-  if (file_) uninterrupted([&] { return fstat(file_.get(), &status_); });
-}
+    : file_(std::move(file)), path_(std::move(path)) {}
 
 Result<CoordinationLock> CoordinationLock::acquire(const std::string& target, Mode mode) {
   const std::string path = lockFile(target);
@@ -94,13 +95,19 @@ Result<CoordinationLock> CoordinationLock::acquire(const std::string& target, Mo
     auto locked = lockwait::lock(std::move(file).value(), mode, path);
     if (!locked) return locked.error();
     CoordinationLock lock(std::move(locked).value(), path);
+    if (uninterrupted([&] { return fstat(lock.file_.get(), &lock.status_); }) != 0)
+      return NSError::fromErrno(errno, "cannot look at the lock file " + path);
+    const auto inPlace = lock.check();
+    if (inPlace) return lock;
     // Somebody may have removed the file while this process waited.
-    if (lock.check()) return lock;
+    if (inPlace.error().kind != NSError::Kind::Busy) return inPlace.error();
   }
 }
 
 Result<void> CoordinationLock::check() const {
-  if (leadsToFile(path_, status_)) return {};
+  const auto leads = leadsToFile(path_, status_);
+  if (!leads) return leads.error();
+  if (leads.value()) return {};
   return NSError{NSError::Kind::Busy,
                  "the lock file " + path_ + " was removed meanwhile, so that others may write"};
 }

@@ -93,10 +93,13 @@ Result<std::string> pathWithLinksFollowed(const std::string& path) {
   return NSError::fromErrno(problem ? problem.value() : ELOOP, "cannot follow the path " + path);
 }
 
-bool leadsToFile(const std::string& path, const struct stat& status) {
+Result<bool> leadsToFile(const std::string& path, const struct stat& status) {
   struct stat named {};
-  return uninterrupted([&] { return lstat(path.c_str(), &named); }) == 0 &&
-         named.st_dev == status.st_dev && named.st_ino == status.st_ino;
+  if (uninterrupted([&] { return lstat(path.c_str(), &named); }) != 0) {
+    if (errno == ENOENT) return false;
+    return NSError::fromErrno(errno, "cannot look at the file " + path);
+  }
+  return named.st_dev == status.st_dev && named.st_ino == status.st_ino;
 }
 
 Result<std::string> readAll(int file, const std::string& name) {
@@ -137,7 +140,7 @@ int writeAll(int file, std::string_view bytes) {
   return 0;
 }
 
-Result<void> makeFolder(const std::string& path) {
+Result<void> makeFolder(const std::string& path, Flush flush) {
   if (uninterrupted([&] { return mkdir(path.c_str(), kFolderMode); }) == 0) {
     if (geteuid() == 0) {
       if (const auto made = openFile(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW))
@@ -145,7 +148,7 @@ Result<void> makeFolder(const std::string& path) {
     }
     // What is written into the folder is as safe as its name. Where the folder above may be written
     // to but not read, nothing more can be done.
-    [[maybe_unused]] const auto flushed = flushFolder(path + "/..");
+    if (flush == Flush::Yes) (void)flushFolder(path + "/..");
     return {};
   }
   const int problem = errno;

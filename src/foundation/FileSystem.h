@@ -43,8 +43,9 @@ std::string shortenedName(const std::string& name);
 /// that leads to nothing yet. The file and the folders above it need not exist.
 Result<std::string> pathWithLinksFollowed(const std::string& path);
 
-/// Whether a path, a link at its end not followed, leads to the file that has a status.
-bool leadsToFile(const std::string& path, const struct stat& status);
+/// Whether a path, a link at its end not followed, leads to the file that has a status; an error
+/// when the system does not say.
+Result<bool> leadsToFile(const std::string& path, const struct stat& status);
 
 /// All that can be read from an open file on; the name is for errors. An error when there is more
 /// than kLargestReadableFile, or more than memory holds.
@@ -53,8 +54,10 @@ Result<std::string> readAll(int file, const std::string& name);
 /// Writes all of the bytes; 0, or the errno value of the failure.
 int writeAll(int file, std::string_view bytes);
 
-/// Makes one folder (0700); one that is there already is no error.
-Result<void> makeFolder(const std::string& path);
+/// Makes one folder (0700); one that is there already is no error. Without a flush of the folder
+/// above it, it may be gone after a power cut.
+enum class Flush { Yes, No };
+Result<void> makeFolder(const std::string& path, Flush flush = Flush::Yes);
 
 /// What the superuser makes in somebody's folder belongs to that somebody, who could not use it
 /// otherwise. For a file or folder that this process has just made there.
