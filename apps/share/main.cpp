@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "common/ExitCode.h"
+#include "common/OutOfMemory.h"
 #include "common/ShareRequest.h"
 #include "common/Standby.h"
 #include "foundation/NSBundle.h"
@@ -207,5 +208,7 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   // A file that may not grow is an error of the write, not the end of the program.
   std::signal(SIGXFSZ, SIG_IGN);
+  tasklane::OutOfMemory::endPlainly(
+      "share: There is not enough memory; `tasklane queue` shows what was saved.\n");
   return tasklane::run(argc, argv);
 }

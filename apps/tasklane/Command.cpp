@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "common/JSONFromPlist.h"
+#include "common/OutOfMemory.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSLog.h"
 #include "foundation/UTF8.h"
@@ -94,8 +95,10 @@ void requireContainer() {
 }
 
 void requireReadable(const TLXPlistPresenter& presenter) {
+  if (presenter.plist()) return;
   const std::string path = presenter.url().path();
-  if (!presenter.plist() && NSFileManager::defaultManager().fileExistsAtPath(path))
+  const auto contents = NSFileManager::defaultManager().contentsAtPath(path);
+  if (contents || contents.error().kind != NSError::Kind::FileNotFound)
     throw Failure{ExitCode::BadData,
                   "The file " + path + " cannot be read as a property list; see above."};
 }
@@ -118,6 +121,7 @@ void changeSharedFile(const std::shared_ptr<TLXPlistPresenter>& presenter,
     if (look && presenter->lastChange() && presenter->plist()) look(*presenter->plist());
   });
   if (auto failure = failureOfLastChange(*presenter)) throw *failure;
+  OutOfMemory::changeIsSaved();
 }
 
 }  // namespace tasklane

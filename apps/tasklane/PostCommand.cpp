@@ -23,6 +23,7 @@ using nlohmann::json;
 void requirePublished(const char* kind, const std::optional<std::string>& name,
                       std::optional<std::string> (*identifier)(const std::string&)) {
   if (!name || identifier(*name)) return;
+  requireReadable(*TLXContainers::presenter());
   const std::string catalogue = std::string(kind) + "s";
   throw Failure{ExitCode::BadData, "No " + std::string(kind) + " is called \"" + oneLine(*name) +
                                        "\"; `tasklane catalogue " + catalogue +

@@ -15,6 +15,7 @@
 
 #include "Command.h"
 #include "QueueCommands.h"
+#include "common/OutOfMemory.h"
 #include "foundation/FileSystem.h"
 #include "foundation/NSFileManager.h"
 #include "foundation/NSUUID.h"
@@ -147,9 +148,12 @@ void takeQueue() {
         return PropertyList::Array{};
       });
   if (!failure) failure = failureOfLastChange(*TLXExternalAction::presenter());
-  if (!failure) return attachments.complete();
-  attachments.takeBack();
-  throw *failure;
+  if (failure) {
+    attachments.takeBack();
+    throw *failure;
+  }
+  OutOfMemory::changeIsSaved();
+  attachments.complete();
 }
 
 }  // namespace tasklane

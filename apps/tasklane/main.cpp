@@ -17,6 +17,7 @@
 #include "QueueCommands.h"
 #include "ShareArguments.h"
 #include "TakeCommand.h"
+#include "common/OutOfMemory.h"
 #include "foundation/NSLog.h"
 #include "shared-store/TLXExternalAction.h"
 
@@ -206,5 +207,6 @@ int main(int argc, char** argv) {
   tasklane::occupyStandardDescriptors();
   // A file that may not grow is an error of the write, not the end of the program.
   std::signal(SIGXFSZ, SIG_IGN);
+  tasklane::OutOfMemory::endPlainly("tasklane: There is not enough memory; nothing was changed.\n");
   return static_cast<int>(tasklane::CommandLine().run(argc, argv));
 }

@@ -95,7 +95,8 @@ class Wait {
     problem_ = problem;
     if (givenUp_) file_.close();
     const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(ended_.get(), &one, sizeof one);
+    [[maybe_unused]] const ssize_t written =
+        uninterrupted([&] { return write(ended_.get(), &one, sizeof one); });
   }
 
   /// The problem that the wait ended with (0: none), or nothing while it goes on.

@@ -1,5 +1,6 @@
 #include "foundation/NSFileManager.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <pwd.h>
 #include <stdio.h>
@@ -11,6 +12,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
+#include <string_view>
 #include <system_error>
 
 #include "foundation/FileSystem.h"
@@ -102,13 +105,19 @@ Result<void> NSFileManager::createDirectoryAtPath(const std::string& path,
 
 Result<std::vector<std::string>> NSFileManager::contentsOfDirectoryAtPath(
     const std::string& path) const {
+  // The standard library's own iterator ends the process when memory is wanting.
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+  const auto failure = [&] { return NSError::fromErrno(errno, "cannot list the folder " + path); };
+  if (!folder) return failure();
   std::vector<std::string> names;
-  std::error_code problem;
-  for (std::filesystem::directory_iterator entry(path, problem), end; !problem && entry != end;
-       entry.increment(problem)) {
-    names.push_back(entry->path().filename().string());
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = readdir(folder.get());
+    if (!entry) break;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
   }
-  if (problem) return NSError::fromErrno(problem.value(), "cannot list the folder " + path);
+  if (errno != 0) return failure();
   std::sort(names.begin(), names.end());
   return names;
 }

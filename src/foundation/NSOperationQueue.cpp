@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "foundation/FileSystem.h"
 #include "foundation/NSLog.h"
 
 namespace tasklane {
@@ -30,7 +31,8 @@ void NSOperationQueue::addOperationWithBlock(std::function<void()> block) {
   ++added_;
   if (blocks_.size() == 1) {
     const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = write(wakeUp_, &one, sizeof one);
+    [[maybe_unused]] const ssize_t written =
+        uninterrupted([&] { return write(wakeUp_, &one, sizeof one); });
   }
 }
 
@@ -48,7 +50,8 @@ void NSOperationQueue::runPending() {
     blocks_.pop_front();
     if (blocks_.empty()) {
       std::uint64_t count = 0;
-      [[maybe_unused]] const ssize_t taken = read(wakeUp_, &count, sizeof count);
+      [[maybe_unused]] const ssize_t taken =
+          uninterrupted([&] { return read(wakeUp_, &count, sizeof count); });
     }
     lock.unlock();
     if (block) block();

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/NSFileManager.h"
 #include "foundation/NSLog.h"
 #include "foundation/StableHash.h"
 
@@ -219,12 +220,13 @@ Result<void> NotifyCounter::replaceAt(const Place& place, const std::string& nam
 
 /// Removes the files that no process has open, when they have become many.
 void NotifyCounter::removeUnused(const std::string& folder) {
+  const auto names = NSFileManager::defaultManager().contentsOfDirectoryAtPath(folder);
+  if (!names) return;
   std::vector<std::string> files;
-  std::error_code failure;
-  for (std::filesystem::directory_iterator at(folder, failure), end; !failure && at != end;
-       at.increment(failure)) {
+  for (const std::string& name : names.value()) {
     std::error_code ignored;
-    if (at->is_regular_file(ignored)) files.push_back(at->path().string());
+    const std::string path = folder + "/" + name;
+    if (std::filesystem::is_regular_file(path, ignored)) files.push_back(path);
   }
   if (files.size() <= kMostIdleFiles) return;
   for (const std::string& path : files) remove({folder, path});

@@ -11,6 +11,8 @@
 #include <mutex>
 #include <utility>
 
+#include "foundation/FileSystem.h"
+
 namespace tasklane {
 namespace {
 
@@ -72,7 +74,7 @@ void WakePipe::drain() const {
 
 void WakePipe::wake() const {
   // A pipe that is full is as readable as it can be.
-  [[maybe_unused]] const ssize_t written = write(file_.get(), "", 1);
+  [[maybe_unused]] const ssize_t written = uninterrupted([&] { return write(file_.get(), "", 1); });
 }
 
 bool WakePipe::inPlace() const {
@@ -99,7 +101,8 @@ WakePipe::Woken WakePipe::wake(const std::string& notifyFolder, std::size_t numb
     if (found != identity) return Woken::NobodyThere;
     pipe = {identity, std::move(file)};
   }
-  if (write(pipe.file.get(), "", 1) == 1 || errno == EAGAIN) return Woken::Yes;
+  if (uninterrupted([&] { return write(pipe.file.get(), "", 1); }) == 1 || errno == EAGAIN)
+    return Woken::Yes;
   return Woken::Failed;
 }
 

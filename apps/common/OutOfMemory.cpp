@@ -1,0 +1,45 @@
+#include "common/OutOfMemory.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "common/ExitCode.h"
+
+namespace tasklane {
+
+namespace {
+
+std::atomic<const char*> g_text;
+std::atomic<ExitCode> g_code = ExitCode::WriteFailed;
+std::terminate_handler g_previous;
+
+void endProcess() {
+  try {
+    if (const auto exception = std::current_exception()) std::rethrow_exception(exception);
+  } catch (const std::bad_alloc&) {
+    const char* const text = g_text;
+    [[maybe_unused]] const ssize_t told = ::write(STDERR_FILENO, text, std::strlen(text));
+    ::_exit(static_cast<int>(g_code.load()));
+  } catch (...) {
+    // A mistake of the program.
+  }
+  g_previous();
+}
+
+}  // namespace
+
+void OutOfMemory::endPlainly(const char* text) {
+  g_text = text;
+  g_previous = std::set_terminate(endProcess);
+}
+
+void OutOfMemory::changeIsSaved() {
+  g_text = "It is done, but there is not enough memory to say more.\n";
+  g_code = ExitCode::Done;
+}
+
+}  // namespace tasklane
