@@ -32,12 +32,12 @@ class SheetFaultsTest(unittest.TestCase):
             with self.subTest(signal=number):
                 sheet = self.share_photo(desktop)
                 sheet.send_signal(number)
-                self.assertEqual(sheet.wait(20), 1)
+                self.assertEqual(sheet.wait(60), 1)
                 self.assertEqual(list(self.attachments.iterdir()), [])
         sheet = self.share_photo(desktop, preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
         sheet.send_signal(signal.SIGHUP)
         desktop.keys("ctrl+Return")
-        self.assertEqual(sheet.wait(20), 0, "what nohup protects lives on")
+        self.assertEqual(sheet.wait(60), 0, "what nohup protects lives on")
 
     def test_lost_display(self):
         for kind, server in ((Desktop, "Xvfb"), (WaylandDesktop, "sway")):
@@ -45,7 +45,7 @@ class SheetFaultsTest(unittest.TestCase):
                 desktop = self.open_desktop(kind)
                 sheet = self.share_photo(desktop, stderr=subprocess.PIPE, text=True)
                 next(p for p in desktop.programs if p.args[0] == server).kill()
-                self.assertEqual(sheet.wait(20), 70)
+                self.assertEqual(sheet.wait(60), 70)
                 self.assertIn("The display is gone", sheet.stderr.read())
                 sheet.stderr.close()
                 self.assertEqual(list(self.attachments.iterdir()), [])
@@ -75,7 +75,7 @@ class SheetFaultsTest(unittest.TestCase):
         with self.assertRaises(subprocess.TimeoutExpired, msg="a double click is one press"):
             sheet.wait(1)
         desktop.keys("ctrl+Return")
-        self.assertEqual(sheet.wait(20), 0)
+        self.assertEqual(sheet.wait(60), 0)
         (action,) = desktop.queue()
         names = action["info"].get("attachments", [])
         self.assertLess(len(names), 40)
@@ -95,7 +95,7 @@ class SheetFaultsTest(unittest.TestCase):
         wait_for("the draft", lambda: list(drafts.glob("*/draft.plist")))
         self.assertIsNone(sheet.poll(), "the sheet stays open")
         desktop.keys("Escape")
-        self.assertEqual(sheet.wait(20), 74)
+        self.assertEqual(sheet.wait(60), 74)
         self.assertIn("It is not saved", sheet.stderr.read())
         sheet.stderr.close()
         self.assertEqual(list(self.attachments.iterdir()), [])
@@ -106,7 +106,7 @@ class SheetFaultsTest(unittest.TestCase):
         desktop.keys("shift+Tab", "shift+Tab", "Return")
         wait_for("the photo", lambda: list(self.attachments.glob("*.jpg")))
         desktop.keys("ctrl+Return")
-        self.assertEqual(sheet.wait(20), 0)
+        self.assertEqual(sheet.wait(60), 0)
         (action,) = desktop.queue()
         self.assertEqual(action["info"]["title"], "Buy milk today")
         self.assertEqual(action["info"]["attachments"], ["1.jpg"])
@@ -147,19 +147,19 @@ class SheetFaultsTest(unittest.TestCase):
         self.assertIsNone(sheet.poll())
         fcntl.flock(locks[0], fcntl.LOCK_UN)
         desktop.keys("ctrl+Return")
-        self.assertEqual(sheet.wait(20), 0)
+        self.assertEqual(sheet.wait(60), 0)
         self.assertEqual([action["info"]["title"] for action in desktop.queue()], ["First", "Buy milk"])
 
     def test_killed_sheet_leaves_nothing_for_long(self):
         desktop = self.open_desktop()
         sheet = self.share_photo(desktop)
         sheet.kill()
-        sheet.wait(20)
+        sheet.wait(60)
         self.assertEqual([path.name for path in self.attachments.iterdir()], ["1.jpg"])
         sheet = desktop.share("--title", "Next", "--image", str(PHOTO))
         wait_for("the photo", lambda: (self.attachments / "2.jpg").exists())
         desktop.keys("ctrl+Return")
-        self.assertEqual(sheet.wait(20), 0)
+        self.assertEqual(sheet.wait(60), 0)
         self.assertEqual([path.name for path in self.attachments.iterdir()], ["2.jpg"])
 
 

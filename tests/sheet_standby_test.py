@@ -25,7 +25,7 @@ class SheetStandbyTest(unittest.TestCase):
         self.assertEqual(self.window_process(), first.pid)
         self.waiting = self.waiting_process()
         self.desktop.keys("Escape")
-        self.assertEqual(first.wait(20), 1)
+        self.assertEqual(first.wait(60), 1)
         self.attachments = pathlib.Path(self.desktop.folder, "groups", "group.com.kestrelworks.Tasklane", "attachments")
 
     def share(self, *arguments, preexec_fn=None, **environment):
@@ -61,7 +61,7 @@ class SheetStandbyTest(unittest.TestCase):
         self.assertEqual(self.window_process(), self.waiting)
         self.desktop.type(" thing")
         self.desktop.keys("ctrl+Return")
-        self.assertEqual(second.wait(20), 0)
+        self.assertEqual(second.wait(60), 0)
         self.assertIn("broken.png", second.stderr.read(), "the caller's terminal shows what went wrong")
         second.stderr.close()
         self.assertEqual([a["info"]["title"] for a in self.desktop.queue()], ["Second thing"])
@@ -80,7 +80,7 @@ class SheetStandbyTest(unittest.TestCase):
         self.desktop.window = wait_for("the sheet's window", self.desktop.windows)[0]
         self.assertNotEqual(self.window_process(), caller.pid)
         os.kill(self.window_process(), signal.SIGKILL)
-        self.assertEqual(caller.wait(20), 70)
+        self.assertEqual(caller.wait(60), 70)
         self.assertRegex(caller.stderr.read(), "^tasklane: The sheet was lost: .+[.]\n$")
         caller.stderr.close()
         self.assertEqual(self.desktop.queue(), [])
@@ -102,7 +102,7 @@ class SheetStandbyTest(unittest.TestCase):
         self.assertEqual(self.window_process(), self.waiting)
         wait_for("the photo", lambda: list(self.attachments.glob("*.jpg")))
         self.desktop.keys("ctrl+Return")
-        self.assertEqual(caller.wait(20), 0)
+        self.assertEqual(caller.wait(60), 0)
         self.assertEqual([a["info"]["attachments"] for a in self.desktop.queue()], [["1.jpg"]])
 
     def test_folder_named_from_where_the_caller_works(self):
@@ -112,7 +112,7 @@ class SheetStandbyTest(unittest.TestCase):
         self.assertEqual(self.window_process(), caller.pid)
         self.desktop.activate()
         self.desktop.keys("Escape")
-        self.assertEqual(caller.wait(20), 1)
+        self.assertEqual(caller.wait(60), 1)
         self.assertEqual(self.waiting_process(), self.waiting)
 
     def test_two_callers_at_once_get_a_sheet_each(self):
@@ -120,7 +120,7 @@ class SheetStandbyTest(unittest.TestCase):
         for window in wait_for("both sheets", lambda: len(w := self.desktop.windows()) == 2 and w):
             self.desktop.output(["xdotool", "windowactivate", "--sync", window])
             self.desktop.keys("ctrl+Return")
-        self.assertEqual([caller.wait(20) for caller in callers], [0, 0])
+        self.assertEqual([caller.wait(60) for caller in callers], [0, 0])
         self.assertEqual({a["info"]["title"] for a in self.desktop.queue()}, {"One", "Two"})
 
     def test_who_waits_under_other_conditions_makes_room(self):
@@ -128,7 +128,7 @@ class SheetStandbyTest(unittest.TestCase):
         self.assertEqual(self.window_process(), caller.pid)
         german = self.waiting_process(other_than=self.waiting)
         self.desktop.keys("Escape")
-        caller.wait(20)
+        caller.wait(60)
         self.share("--text", "Noch einmal")
         self.assertEqual(self.window_process(), german)
 
@@ -166,7 +166,7 @@ class SheetStandbyTest(unittest.TestCase):
         self.assertEqual(self.window_process(), caller.pid)
         os.kill(self.waiting, signal.SIGCONT)
         self.desktop.keys("ctrl+Return")
-        self.assertEqual(caller.wait(20), 0)
+        self.assertEqual(caller.wait(60), 0)
         # Awake again, it serves the next one, and has not forgotten itself over the one that hung up.
         self.share("--text", "Next")
         self.assertEqual(self.window_process(), self.waiting)
