@@ -141,9 +141,11 @@ Result<void> installFilter() {
     if (const int failure = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0); failure != 0)
       return cannotConfine(-failure);
   }
-  // The sanitisers try through a pipe whether memory can be read.
-  if (kSanitized && (seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(pipe), 0) != 0 ||
-                     seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(pipe2), 0) != 0))
+  // The sanitisers try through a pipe whether memory can be read, and look at their threads.
+  if (kSanitized &&
+      (seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(sched_getaffinity), 0) != 0 ||
+       seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(pipe), 0) != 0 ||
+       seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(pipe2), 0) != 0))
     return cannotConfine(EINVAL);
   if (const int failure = allowMapping(filter.get()); failure != 0) return cannotConfine(-failure);
   if (const int failure = allowThreads(filter.get()); failure != 0) return cannotConfine(-failure);

@@ -23,7 +23,8 @@ struct DecodingLimits {
 /// thread. An error where the system has no such confinement: then nothing may be decoded.
 ///
 /// Under the sanitisers, whose bookkeeping needs more address space than any limit would leave,
-/// memory is not limited, and they may make pipes; these are the only differences.
+/// memory is not limited, and they may make pipes and count processors; these are the only
+/// differences.
 ///
 /// What looks for the number of processors learns of one: decoders then make no threads, each of
 /// which would take memory of its own.
