@@ -146,10 +146,11 @@ class Handover:
             os.close(self.listener)
 
 
-def run(command, environment, decide=lambda request: None, input=b"", limit=LIMIT, failing_allocation=None):
+def run(command, environment, decide=lambda request: None, input=b"", limit=LIMIT, failing_allocation=None,
+        console=tempfile.TemporaryFile):
     """Runs a program to its end. With `failing_allocation` no call is handed over; zero only counts, and the count is
     what `calls` then is. The code of a program that did not end in time is None."""
-    with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as error, \
+    with tempfile.TemporaryFile() as output, console() as error, \
             tempfile.TemporaryFile() as given, tempfile.NamedTemporaryFile() as counted:
         given.write(input)
         given.seek(0)
