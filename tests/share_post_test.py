@@ -2,6 +2,7 @@ import json
 import plistlib
 import random
 import re
+import resource
 import shutil
 import signal
 import time
@@ -102,6 +103,12 @@ class SharePost(ProgramTest):
         (self.shared / "actions.plist").write_bytes(plistlib.dumps(
             {"actions": [{"type": "new", "info": {"uuid": "big", "title": "x" * 300000}}]}))
         self.run_program("share", "--image", PHOTO, "--post", file_limit=250000, code=74)
+        self.leaves_no_trace(actions=1)
+        for files in range(4, 18):
+            process = self.start("share", "--image", PHOTO, "--image", PHOTO, "--post", preexec_fn=(
+                lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (files, files))))
+            self.assertIn(b"\ntasklane: ", b"\n" + process.communicate(timeout=LIMIT)[1], files)
+            self.assertEqual(process.returncode, 74, files)
         self.leaves_no_trace(actions=1)
         process = self.start(*["share", "--post"] + ["--image", PHOTO] * 40)
         time.sleep(random.uniform(0, 0.1))

@@ -15,6 +15,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "common/ExitCode.h"
@@ -210,5 +211,9 @@ int main(int argc, char** argv) {
   std::signal(SIGXFSZ, SIG_IGN);
   tasklane::OutOfMemory::endPlainly(
       "share: There is not enough memory; `tasklane queue` shows what was saved.\n");
-  return tasklane::run(argc, argv);
+  try {
+    return tasklane::run(argc, argv);
+  } catch (const std::system_error& error) {
+    return tasklane::fail(tasklane::ExitCode::WriteFailed, std::string(error.what()) + ".");
+  }
 }

@@ -82,6 +82,8 @@ Failure failureOf(const std::vector<NSError>& attachments) {
 
 void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& items,
                        const PostOptions& options) {
+  // First of all, so that loading photos leaves it the descriptors that it waits with.
+  (void)NSRunLoop::mainRunLoop();
   requirePublished("project", options.project, TLXContainers::uniqueIDForProjectNamed);
   requirePublished("context", options.context, TLXContainers::uniqueIDForContextNamed);
 

@@ -7,6 +7,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "CheckCommand.h"
@@ -66,6 +67,9 @@ class CommandLine {
       std::fflush(stdout);
       NSLog("tasklane: " + failure.sentence);
       return failure.code;
+    } catch (const std::system_error& error) {
+      NSLog(std::string("tasklane: Nothing was done: ") + error.what() + ".");
+      return ExitCode::WriteFailed;
     }
   }
 

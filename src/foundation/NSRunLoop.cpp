@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
+#include <system_error>
 #include <utility>
 
 #include "foundation/CFNotificationCenter.h"
@@ -60,11 +61,12 @@ struct NSRunLoop::State {
   State()
       : set(epoll_create1(EPOLL_CLOEXEC)),
         timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
-    if (set < 0 || timer < 0) {
-      NSLog(stringWithFormat("cannot make the run loop: %@", {std::strerror(errno)}));
-    }
+    // A loop that lacks one of them would wait for ever for what only that one tells.
+    const int queue = NSOperationQueue::mainQueue().fileDescriptor();
+    if (set < 0 || timer < 0 || queue < 0)
+      throw std::system_error(errno, std::generic_category(), "cannot make the run loop");
     watch(set, timer, kTimers);
-    watch(set, NSOperationQueue::mainQueue().fileDescriptor(), kMainQueue);
+    watch(set, queue, kMainQueue);
   }
 
   void armTimer() const;

@@ -19,6 +19,7 @@ class NSRunLoop {
  public:
   class Source;
 
+  /// Throws std::system_error where the process has no descriptors left to make it with.
   static NSRunLoop& mainRunLoop();
 
   /// Calls back whenever the descriptor is readable, until the returned source is destroyed.
