@@ -1,5 +1,6 @@
 import datetime
 import contextlib
+import fcntl
 import json
 import os
 import pathlib
@@ -301,6 +302,24 @@ class Queue(ProgramTest):
         self.assertEqual(len(added), 75)
         self.assertEqual(sorted(taken + left), sorted(added))
 
+    def test_held_by_somebody_is_told_by_a_code_of_its_own(self):
+        for name in ("actions", "containers"):
+            self.publish(name, CATALOGUE) if name == "containers" else self.run_program("flag", "ROOT")
+            lock = self.shared.parent / ".coordination" / f"{self.shared.name}%2F{name}.plist.lock"
+            with lock.open() as file:
+                fcntl.flock(file, fcntl.LOCK_EX)
+                for arguments in ({"actions": (("queue",), ("today",), ("check",), ("flag", "DUE"), ("queue", "take")),
+                                   "containers": (("catalogue", "projects"),
+                                                  ("share", "--post", "--title", "T", "--project", "Home"))}[name]):
+                    self.environment["TASKLANE_LOCK_LIMIT"] = "0.1"
+                    self.run_program(*arguments, code=75)
+                    self.assertIn("try again", self.error.splitlines()[-1])
+        with lock.with_name(lock.name.replace("containers", "actions")).open() as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            self.environment["TASKLANE_LOCK_LIMIT"] = "1.2"
+            self.run_program("share", "--post", "--title", "T", code=75)
+            self.assertEqual(self.error.count("Waiting for"), 1, "the limit is waited for once")
+
     def test_is_watched(self):
         watcher = self.start("watch", "actions", "--count", "4")
         self.assertEqual(watcher.stdout.readline(), b"watching\n")
@@ -333,7 +352,7 @@ class Check(ProgramTest):
 
         named = {"type": "new", "info": {"uuid": "A", "attachments": ["7.jpg"]}}
         write(self.shared / "actions.plist", named, entry["B"])
-        write(self.shared / "actions.plist.damaged-1", entry["B"], entry["C"])
+        write(self.shared / "actions.plist.damaged-1", entry["B"], entry["C"], entry["B"])
         (self.shared / "actions.plist.damaged-2").write_bytes(plistlib.dumps({"actions": []})[:-9])
         (self.shared / "items.plist").write_bytes(b"garbage")
         os.mkfifo(self.shared / "containers.plist")
@@ -361,7 +380,7 @@ class Check(ProgramTest):
                          {**dict.fromkeys(mendable | lost, True), **dict.fromkeys(stays, False)})
         self.assertEqual(os.listdir(self.attachments), ["8.jpg"])
         self.assertEqual(self.actions()[:2], [named, entry["B"]])
-        self.assertCountEqual(self.actions()[2:], [entry["C"], entry["D"]])
+        self.assertCountEqual(self.actions()[2:], [entry["B"], entry["C"], entry["D"]])
         self.assertEqual(found("--repair"), dict.fromkeys(stays, False))
         self.assertFalse(unknown.exists())
 

@@ -46,23 +46,20 @@ Result<PropertyList::Array> queueInFile(const std::string& path) {
   return *entries->array();
 }
 
-/// What tells one action from another: its type and its item.
-std::pair<std::string, std::string> identityOf(const PropertyList& entry) {
-  const auto textAt = [](const PropertyList* plist, const char* key) {
-    const auto* value = plist ? plist->valueForKey(key) : nullptr;
-    return value && value->string() ? *value->string() : std::string();
-  };
-  return {textAt(&entry, "type"), textAt(entry.valueForKey("info"), "uuid")};
-}
-
-/// Puts entries that the queue lacks at its end; whether they are safely there.
+/// Puts entries that the queue lacks at its end, an action that was done twice twice; whether they
+/// are safely there.
 bool bringBack(const PropertyList::Array& entries) {
   TLXExternalAction::changeEntries([&](const PropertyList::Array& queued) {
-    std::set<std::pair<std::string, std::string>> known;
-    for (const auto& entry : queued) known.insert(identityOf(entry));
     PropertyList::Array all = queued;
-    for (const auto& entry : entries)
-      if (known.insert(identityOf(entry)).second) all.push_back(entry);
+    std::vector<bool> met(queued.size());
+    for (const auto& entry : entries) {
+      std::size_t at = 0;
+      while (at < queued.size() && (met[at] || queued[at] != entry)) ++at;
+      if (at < queued.size())
+        met[at] = true;
+      else
+        all.push_back(entry);
+    }
     return all.size() > queued.size() ? std::optional(all) : std::nullopt;
   });
   return !failureOfLastChange(*TLXExternalAction::presenter());
@@ -165,8 +162,12 @@ class Inspection {
 
   void checkSharedFile(const std::string& name, const std::string& path) {
     if (name == "actions.plist") {
-      if (const auto queue = queueInFile(path); !queue)
+      const auto queue = queueInFile(path);
+      if (!queue && queue.error().kind == NSError::Kind::Corrupt)
         report("damaged", path, queue.error().description + "; the next change sets it aside");
+      else if (!queue)
+        report("unreadable", path,
+               queue.error().description + "; nothing is saved until it can be");
       return;
     }
     const auto data = NSFileManager::defaultManager().contentsAtPath(path);
@@ -211,12 +212,13 @@ class Inspection {
       const auto* info = entry.valueForKey("info");
       const auto* names = info ? info->valueForKey("attachments") : nullptr;
       if (!names || !names->array()) continue;
+      const auto* uuid = info->valueForKey("uuid");
+      const std::string action = uuid && uuid->string() ? *uuid->string() : "without identifier";
       for (const auto& name : *names->array()) {
         if (!name.string()) continue;
         const std::string path = attachments_ + "/" + *name.string();
         if (!NSFileManager::defaultManager().fileExistsAtPath(path))
-          report("dangling", path,
-                 "is missing, though the action " + identityOf(entry).second + " names it");
+          report("dangling", path, "is missing, though the action " + action + " names it");
       }
     }
   }
@@ -248,6 +250,7 @@ class Inspection {
 
 void check(Repair repair, OutputFormat format) {
   requireContainer();
+  requireFree(*TLXExternalAction::presenter());
   Inspection inspection(repair);
   const auto& findings = inspection.run();
   if (format == OutputFormat::JSON) {

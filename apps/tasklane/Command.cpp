@@ -85,37 +85,54 @@ json JSONFromItem(const PropertyList& item) {
 
 void requireContainer() {
   const auto container = TLXPlistPresenter::sharedContainer();
-  const auto made = container ? NSFileManager::defaultManager().createDirectoryAtPath(
-                                    container.value().path(), true)
-                              : Result<void>(container.error());
+  if (!container)
+    throw Failure{ExitCode::NoContainer, "Where the shared files lie cannot be found out: " +
+                                             container.error().description + "."};
+  const auto made =
+      NSFileManager::defaultManager().createDirectoryAtPath(container.value().path(), true);
   if (made) return;
   throw Failure{ExitCode::NoContainer,
                 "The folder of the shared files cannot be had (" + made.error().description +
                     "); make its place writable, or name another in TASKLANE_GROUP_CONTAINERS."};
 }
 
+namespace {
+
+/// For an error of waiting for others; none for another one.
+std::optional<Failure> failureOfWaiting(const NSError& error) {
+  if (error.kind == NSError::Kind::Interrupted)
+    return Failure{ExitCode::Cancelled, "Nothing was done: " + error.description + "."};
+  if (error.kind != NSError::Kind::Busy) return std::nullopt;
+  return Failure{ExitCode::Busy, "Nothing was done: " + error.description +
+                                     "; end that process or let it go on, and try again."};
+}
+
+}  // namespace
+
+void requireFree(const TLXPlistPresenter& presenter) {
+  if (presenter.lastReading()) return;
+  if (auto failure = failureOfWaiting(presenter.lastReading().error())) throw *failure;
+}
+
 void requireReadable(const TLXPlistPresenter& presenter) {
-  if (presenter.plist()) return;
-  const std::string path = presenter.url().path();
-  const auto contents = NSFileManager::defaultManager().contentsAtPath(path);
-  if (contents || contents.error().kind != NSError::Kind::FileNotFound)
-    throw Failure{ExitCode::BadData,
-                  "The file " + path + " cannot be read as a property list; see above."};
+  requireFree(presenter);
+  if (presenter.lastReading()) return;
+  const NSError& error = presenter.lastReading().error();
+  throw Failure{exitCodeForInputError(error), "The file " + presenter.url().path() +
+                                                  " cannot be used: " + error.description + "."};
 }
 
 std::optional<Failure> failureOfLastChange(const TLXPlistPresenter& presenter) {
-  const auto& outcome = presenter.lastChange();
-  if (outcome) return std::nullopt;
-  const auto kind = outcome.error().kind;
-  return Failure{kind == NSError::Kind::Busy          ? ExitCode::Busy
-                 : kind == NSError::Kind::Interrupted ? ExitCode::Cancelled
-                                                      : ExitCode::WriteFailed,
-                 "Nothing was changed: " + outcome.error().description + "."};
+  if (presenter.lastChange()) return std::nullopt;
+  const NSError& error = presenter.lastChange().error();
+  if (auto failure = failureOfWaiting(error)) return failure;
+  return Failure{ExitCode::WriteFailed, "Nothing was changed: " + error.description + "."};
 }
 
 void changeSharedFile(const std::shared_ptr<TLXPlistPresenter>& presenter,
                       const std::function<void()>& change,
                       const std::function<void(const PropertyList& contents)>& look) {
+  requireFree(*presenter);
   presenter->performCoordinatedChange([&] {
     change();
     if (look && presenter->lastChange() && presenter->plist()) look(*presenter->plist());

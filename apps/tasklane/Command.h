@@ -46,12 +46,15 @@ nlohmann::json JSONFromItem(const PropertyList& item);
 
 /// Makes sure that the shared container can be used, or throws.
 void requireContainer();
-/// Throws when the presenter's file is there but could not be read.
+/// Throws when the presenter's file could not be read because others held it for too long, or the
+/// person did not want to wait for them.
+void requireFree(const TLXPlistPresenter& presenter);
+/// Throws when the presenter's file is there but could not be read, whatever the reason.
 void requireReadable(const TLXPlistPresenter& presenter);
 
 /// Runs a change of a shared file as one step; throws when it did not reach the disk, and nothing
-/// is changed then. Afterwards, still in the same step, the file's contents are given to `look`, if
-/// there is one.
+/// is changed then; who has waited for others in vain to read the file does not wait once more.
+/// Afterwards, still in the same step, the file's contents are given to `look`, if there is one.
 void changeSharedFile(const std::shared_ptr<TLXPlistPresenter>& presenter,
                       const std::function<void()>& change,
                       const std::function<void(const PropertyList& contents)>& look = {});

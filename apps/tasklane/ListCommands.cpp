@@ -80,6 +80,7 @@ void printCatalogue(Catalogue catalogue, OutputFormat format) {
 void printToday(TodaySelection selection, OutputFormat format) {
   requireContainer();
   requireReadable(*TLXExternalItem::presenter());
+  requireFree(*TLXExternalAction::presenter());
   json list = json::array();
   bool any = false;
   for (const auto& item : TLXExternalItem::allTodayItems()) {

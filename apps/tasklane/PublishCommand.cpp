@@ -189,20 +189,21 @@ Findings findingsOf(Publication publication, const PropertyList& plist) {
 
 void publish(Publication publication, const std::string& file) {
   const auto input = NSFileManager::defaultManager().contentsOfInputAtPath(file);
+  const std::string name = file == "-" ? "the standard input" : oneLine(file);
   if (!input)
     throw Failure{exitCodeForInputError(input.error()),
                   "The file to publish cannot be read: " + input.error().description + "."};
   auto parsed = NSPropertyListSerialization::propertyListWithData(input.value());
   if (!parsed)
     throw Failure{ExitCode::BadData,
-                  file + " is no property list: " + parsed.error().description + "."};
+                  name + " is no property list: " + parsed.error().description + "."};
   const auto plist = std::make_shared<const PropertyList>(std::move(parsed).value().plist);
   const auto findings = findingsOf(publication, *plist);
-  for (const auto& remark : findings.remarks) NSLog("tasklane: " + file + ": " + remark);
+  for (const auto& remark : findings.remarks) NSLog("tasklane: " + name + ": " + remark);
   if (!findings.faults.empty()) {
-    for (const auto& fault : findings.faults) NSLog("tasklane: " + file + ": " + fault);
+    for (const auto& fault : findings.faults) NSLog("tasklane: " + name + ": " + fault);
     throw Failure{ExitCode::BadData,
-                  "Nothing was published; correct " + file + " and publish it again."};
+                  "Nothing was published; correct " + name + " and publish it again."};
   }
   requireContainer();
   const auto& presenter = publication == Publication::Containers ? TLXContainers::presenter()

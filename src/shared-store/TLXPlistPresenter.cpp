@@ -154,6 +154,7 @@ std::shared_ptr<TLXPlistPresenter> TLXPlistPresenter::makeWithURL(const std::opt
         presenter->startListening();
       });
   if (coordinated) return presenter;
+  presenter->lastReading_ = coordinated;
   logReadError(*url, coordinated.error());
   presenter->startListening();
   return presenter;
@@ -193,6 +194,7 @@ Result<void> TLXPlistPresenter::readFile() {
       url_, NSFileCoordinatorReadingOptions::WithoutChanges,
       [&](const NSURL& newURL) { read = withinMemory([&] { return takeContentsAtURL(newURL); }); });
   if (!coordinated) read = coordinated;
+  lastReading_ = read;
   if (read) return read;
   const char* const format = read.error().kind == NSError::Kind::Corrupt
                                  ? "Error decoding plist from %@: %@"

@@ -56,6 +56,8 @@ class TLXPlistPresenter : public NSObject {
   /// holds what it should, else why it does not (kind Busy: another process held the file for too
   /// long). After an error the file is as it was before. Ok before the first change.
   const Result<void>& lastChange() const { return lastChange_; }
+  /// The same of the last reading. A file that is not there was read.
+  const Result<void>& lastReading() const { return lastReading_; }
 
   /// Replaces the file's contents, unless the cached ones are equal. The very object becomes the
   /// cached contents, even if the disk refused it. A file whose bytes are no property list is first
@@ -106,6 +108,7 @@ class TLXPlistPresenter : public NSObject {
   Cache cache_ = Cache::Unknown;
   FileVersion version_;
   Result<void> lastChange_;
+  Result<void> lastReading_;
   bool changeUnderWay_ = false;
   bool wroteInChange_ = false;
 };
