@@ -36,6 +36,7 @@ TEST(OptionPickerController, ConveniencesWorkForExactlyOneGroup) {
   picker->setItems(itemsTitled({"A", "B"}));
   picker->setItemsSectionTitle("Letters");
   picker->setSelectedItemIndex(1);
+  EXPECT_EQ(picker->itemsSectionTitle(), "Letters");
   EXPECT_EQ(picker->selectedItem()->title(), "B");
   EXPECT_EQ(picker->items()->at(0)->optionPicker(), nullptr) << "the first group has no picker";
 
@@ -70,7 +71,10 @@ TEST(OptionPickerController, TellsPickerGroupAndItemInThisOrder) {
   group->setAction([&](OptionPickerGroup&) { heard.push_back("group"); });
   screen.show();
 
+  screen.picker->tableView()->selectRowAtIndexPath(NSIndexPath{0, 0}, false,
+                                                   UITableViewScrollPosition::None);
   screen.choose(0);
+  EXPECT_EQ(screen.picker->tableView()->indexPathForSelectedRow(), std::nullopt);
   EXPECT_THAT(heard, ElementsAre("picker", "group", "item Enabled"));
   heard.clear();
   screen.choose(1);
@@ -204,6 +208,11 @@ class RowsModel {
                                              : !item.isEnabled() ? unavailable
                                              : colorWasSet_      ? color_
                                                                  : palette.TitleTextColor());
+    const auto& title = *cell.textLabel();
+    const bool isTitled = title.bounds().size.width > 0;
+    EXPECT_EQ(cell.separatorInset().left,
+              isTitled ? title.convertRectToView(title.bounds(), &cell).minX()
+                       : UITableViewCell(UITableViewCellStyle::Default, "").separatorInset().left);
     EXPECT_EQ(cell.detailTextLabel()->textColor(),
               item.isEnabled() ? palette.MetadataTextColor() : unavailable);
     EXPECT_EQ(cell.imageView()->tintColor(), !item.isEnabled() ? unavailable
