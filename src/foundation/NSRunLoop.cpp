@@ -30,14 +30,14 @@ constexpr std::uint64_t kFirstSource = 2;
 constexpr std::chrono::milliseconds kLongestWait = std::chrono::hours(1);
 constexpr auto kForever = std::chrono::milliseconds::max();
 
-void watch(int set, int fileDescriptor, std::uint64_t identifier) {
+bool watch(int set, int fileDescriptor, std::uint64_t identifier) {
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.u64 = identifier;
-  if (epoll_ctl(set, EPOLL_CTL_ADD, fileDescriptor, &event) != 0) {
-    NSLog(stringWithFormat("the run loop cannot watch descriptor %@: %@",
-                           {std::to_string(fileDescriptor), std::strerror(errno)}));
-  }
+  if (epoll_ctl(set, EPOLL_CTL_ADD, fileDescriptor, &event) == 0) return true;
+  NSLog(stringWithFormat("the run loop cannot watch descriptor %@: %@",
+                         {std::to_string(fileDescriptor), std::strerror(errno)}));
+  return false;
 }
 
 /// A run that is under way.
@@ -62,11 +62,9 @@ struct NSRunLoop::State {
       : set(epoll_create1(EPOLL_CLOEXEC)),
         timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
     // A loop that lacks one of them would wait for ever for what only that one tells.
-    const int queue = NSOperationQueue::mainQueue().fileDescriptor();
-    if (set < 0 || timer < 0 || queue < 0)
+    if (set < 0 || timer < 0 || !watch(set, timer, kTimers) ||
+        !watch(set, NSOperationQueue::mainQueue().fileDescriptor(), kMainQueue))
       throw std::system_error(errno, std::generic_category(), "cannot make the run loop");
-    watch(set, timer, kTimers);
-    watch(set, queue, kMainQueue);
   }
 
   void armTimer() const;
