@@ -39,8 +39,8 @@ ERRORS = {name: errors.split() for names, errors in (
     ("mmap", "ENOMEM EACCES"),
     ("memfd_create pipe pipe2 inotify_init1 eventfd2 timerfd_create signalfd4 epoll_create1 socket socketpair", _MAKE),
     ("inotify_add_watch epoll_ctl", "ENOSPC ENOMEM"),
-    ("poll ppoll select pselect6 epoll_wait epoll_pwait", _WAIT),
-    ("getrandom", "EINTR"),
+    ("poll ppoll select pselect6", _WAIT),
+    ("getrandom epoll_wait epoll_pwait", "EINTR"),
     ("clone clone3 fork vfork execve", "ENOMEM"),
 ) for name in names.split()}
 
