@@ -6,9 +6,9 @@
 
 #include "appearance/TasklaneAppearanceClient.h"
 #include "bench/Report.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSPropertyListSerialization.h"
+#include "foundation/extension/NSBundle.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "kestrel/views/KAAppearancePropertyList.h"
 
 namespace tasklane {

@@ -6,9 +6,9 @@
 #include <string>
 
 #include "bench/Report.h"
-#include "foundation/FileDescriptor.h"
-#include "foundation/NSFileCoordinator.h"
-#include "foundation/NSFileManager.h"
+#include "foundation/base/FileDescriptor.h"
+#include "foundation/files/NSFileCoordinator.h"
+#include "foundation/files/NSFileManager.h"
 
 /// disk_bench [FOLDER]: coordinated writes against the least that a durable replacement of a file
 /// takes, on the disk of the folder (the working folder unless given).

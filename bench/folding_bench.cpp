@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "bench/Report.h"
-#include "foundation/NSString+Folding.h"
+#include "foundation/text/NSString+Folding.h"
 
 using namespace tasklane;
 

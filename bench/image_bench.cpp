@@ -20,12 +20,12 @@
 #include <vector>
 
 #include "bench/Report.h"
-#include "foundation/EncodedImage.h"
-#include "foundation/NSItemProvider.h"
-#include "foundation/NSOperationQueue.h"
-#include "foundation/PictureDecoder.h"
-#include "foundation/TestPictures.h"
-#include "foundation/UTType.h"
+#include "foundation/events/NSOperationQueue.h"
+#include "foundation/extension/NSItemProvider.h"
+#include "foundation/extension/UTType.h"
+#include "foundation/images/EncodedImage.h"
+#include "foundation/images/PictureDecoder.h"
+#include "foundation/images/TestPictures.h"
 
 using namespace tasklane;
 

@@ -9,14 +9,14 @@
 #include <random>
 
 #include "bench/Report.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSString+Folding.h"
+#include "foundation/extension/NSBundle.h"
+#include "foundation/text/NSString+Folding.h"
 #include "option-picker/SearchableOptionPickerController.h"
 #include "share-sheet/ConfigurationItemHelper.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXPlistPresenter.h"
-#include "uikit/UINavigationController.h"
-#include "uikit/UIWindow.h"
+#include "uikit/navigation/UINavigationController.h"
+#include "uikit/views/UIWindow.h"
 
 using namespace tasklane;
 

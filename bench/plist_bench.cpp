@@ -11,8 +11,8 @@
 #include <string>
 
 #include "bench/Report.h"
-#include "foundation/NSPropertyListSerialization.h"
-#include "foundation/NSUUID.h"
+#include "foundation/base/NSUUID.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 
 using namespace tasklane;
 

@@ -8,9 +8,9 @@
 #include <QStringListModel>
 
 #include "bench/Report.h"
-#include "uikit/Backend.h"
-#include "uikit/UITableViewController.h"
-#include "uikit/UIWindow.h"
+#include "uikit/base/Backend.h"
+#include "uikit/tables/UITableViewController.h"
+#include "uikit/views/UIWindow.h"
 
 using namespace tasklane;
 

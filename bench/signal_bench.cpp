@@ -18,8 +18,8 @@
 #include <thread>
 
 #include "bench/Report.h"
-#include "foundation/CFNotificationCenter.h"
-#include "foundation/NSRunLoop.h"
+#include "foundation/events/CFNotificationCenter.h"
+#include "foundation/events/NSRunLoop.h"
 
 /// Posts between two processes against signals over a message bus of the program's own.
 namespace tasklane {

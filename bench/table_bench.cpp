@@ -2,7 +2,7 @@
 #include <cstdlib>
 
 #include "bench/Report.h"
-#include "uikit/UITableView.h"
+#include "uikit/tables/UITableView.h"
 
 // What a table costs: opening a long list beside a short one, and steps of scrolling through it.
 // Without a screen, so that only the table's own work counts.

@@ -1,4 +1,4 @@
-#include "foundation/PictureDecoder.h"
+#include "foundation/images/PictureDecoder.h"
 
 /// Linked to programs that use the picture decoder of the build from outside the bundle.
 [[maybe_unused]] static const bool kPictureDecoderIsKnown = [] {

@@ -18,10 +18,32 @@ if(TASKLANE_TESTS)
   include(GoogleTest)
 endif()
 
+# Every file of this folder and the rooms below it that have no CMakeLists.txt of their own.
+function(tasklane_files result pattern)
+  file(GLOB_RECURSE files CONFIGURE_DEPENDS ${pattern})
+  file(GLOB_RECURSE others */CMakeLists.txt)
+  list(TRANSFORM others REPLACE "CMakeLists.txt$" "")
+  list(REMOVE_ITEM others "${CMAKE_CURRENT_SOURCE_DIR}/")
+  set(own)
+  foreach(file IN LISTS files)
+    set(is_own ON)
+    foreach(folder IN LISTS others)
+      string(FIND "${file}" "${folder}" at)
+      if(at EQUAL 0)
+        set(is_own OFF)
+      endif()
+    endforeach()
+    if(is_own)
+      list(APPEND own "${file}")
+    endif()
+  endforeach()
+  set(${result} ${own} PARENT_SCOPE)
+endfunction()
+
 # tasklane_library(NAME [WHOLE] [USES target...] [PRIVATE_USES target...])
 #
-# Makes the static library tasklane_NAME of every .cpp file of this folder, tests and programs' mains
-# left out. USES is what its headers need, PRIVATE_USES what only its sources need. WHOLE is for what
+# Makes the static library tasklane_NAME of every .cpp file of this folder and its rooms, tests and
+# programs' mains left out. USES is what its headers need, PRIVATE_USES what only its sources need. WHOLE is for what
 # answers calls of a library beneath it: a program that names it gets all of it, wherever it stands
 # among the libraries.
 function(tasklane_library name)
@@ -30,7 +52,7 @@ function(tasklane_library name)
   if(ARG_WHOLE)
     set(kind OBJECT)
   endif()
-  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+  tasklane_files(sources *.cpp)
   list(FILTER sources EXCLUDE REGEX "_(test|fuzz|testmain)\\.cpp$")
   if(NOT sources)
     add_library(tasklane_${name} INTERFACE)
@@ -54,15 +76,15 @@ endfunction()
 # tasklane_tests(NAME [MAIN main.cpp] [USES target...] [ENVIRONMENT VAR=value...] [SOURCES extra...]
 #                [LABELS label...])
 #
-# Makes one test program of every *_test.cpp file of this folder and registers each of its tests.
-# Names of programs that a test starts are passed to it as environment variables. The label "threads"
+# Makes one test program of every *_test.cpp file of this folder and its rooms, and registers each of
+# its tests. Names of programs that a test starts are passed to it as environment variables. The label "threads"
 # is for what the thread sanitiser should see.
 function(tasklane_tests name)
   if(NOT TASKLANE_TESTS)
     return()
   endif()
   cmake_parse_arguments(ARG "" "MAIN" "USES;ENVIRONMENT;SOURCES;LABELS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS *_test.cpp)
+  tasklane_files(sources *_test.cpp)
   if(NOT sources)
     return()
   endif()
@@ -84,14 +106,14 @@ endfunction()
 
 # tasklane_fuzzers([USES target...])
 #
-# Makes a program of every *_fuzz.cpp file of this folder. Each is called with seconds and a seed; a
-# short run of each is a test.
+# Makes a program of every *_fuzz.cpp file of this folder and its rooms. Each is called with seconds
+# and a seed; a short run of each is a test.
 function(tasklane_fuzzers)
   if(NOT TASKLANE_TESTS)
     return()
   endif()
   cmake_parse_arguments(ARG "" "" "USES" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS *_fuzz.cpp)
+  tasklane_files(sources *_fuzz.cpp)
   foreach(source IN LISTS sources)
     get_filename_component(name ${source} NAME_WE)
     add_executable(${name} ${source})

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string>
 
-#include "foundation/NSPropertyListSerialization.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 
 using tasklane::NSPropertyListSerialization;
 

@@ -3,7 +3,7 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
-#include "foundation/PropertyListSyntax.h"
+#include "foundation/property-lists/PropertyListSyntax.h"
 
 namespace tasklane {
 

@@ -2,7 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-#include "foundation/PropertyList.h"
+#include "foundation/property-lists/PropertyList.h"
 
 namespace tasklane {
 

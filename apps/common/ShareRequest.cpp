@@ -4,11 +4,11 @@
 
 #include <utility>
 
-#include "foundation/EncodedImage.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSItemProvider.h"
-#include "foundation/NSURL.h"
-#include "foundation/UTType.h"
+#include "foundation/extension/NSItemProvider.h"
+#include "foundation/extension/UTType.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/images/EncodedImage.h"
 
 namespace tasklane {
 

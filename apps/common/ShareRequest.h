@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/NSError.h"
-#include "foundation/NSExtensionContext.h"
-#include "foundation/PropertyList.h"
+#include "foundation/base/NSError.h"
+#include "foundation/extension/NSExtensionContext.h"
+#include "foundation/property-lists/PropertyList.h"
 
 namespace tasklane {
 

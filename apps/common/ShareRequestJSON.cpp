@@ -5,8 +5,8 @@
 
 #include "common/JSONFromPlist.h"
 #include "common/ShareRequest.h"
-#include "foundation/NSURL.h"
-#include "foundation/UTType.h"
+#include "foundation/extension/UTType.h"
+#include "foundation/files/NSURL.h"
 
 namespace tasklane {
 

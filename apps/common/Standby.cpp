@@ -19,7 +19,7 @@
 #include <string_view>
 
 #include "common/InheritedConditions.h"
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
 
 namespace tasklane::standby {
 

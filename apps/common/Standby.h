@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/FileDescriptor.h"
-#include "foundation/NSError.h"
+#include "foundation/base/FileDescriptor.h"
+#include "foundation/base/NSError.h"
 
 /// A share process that is started ahead of its request and waits, so that its sheet is there as
 /// soon as somebody asks for one. Starting the toolkit takes ten times as long as showing a window.

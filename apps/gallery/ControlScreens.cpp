@@ -1,12 +1,12 @@
 #include "Screen.h"
 #include "appearance/TasklaneAppearance.h"
 #include "appearance/TasklaneAppearanceTintableDisclosureIndicatorView.h"
-#include "uikit/UIButton.h"
-#include "uikit/UIImageView.h"
-#include "uikit/UILabel.h"
-#include "uikit/UINavigationBar.h"
-#include "uikit/UISearchBar.h"
-#include "uikit/UITextView.h"
+#include "uikit/controls/UIButton.h"
+#include "uikit/controls/UIImageView.h"
+#include "uikit/controls/UILabel.h"
+#include "uikit/controls/UITextView.h"
+#include "uikit/navigation/UINavigationBar.h"
+#include "uikit/navigation/UISearchBar.h"
 
 namespace tasklane::gallery {
 

@@ -1,6 +1,6 @@
 #include "Screen.h"
 #include "appearance/TasklaneAppearance.h"
-#include "uikit/UILabel.h"
+#include "uikit/controls/UILabel.h"
 
 namespace tasklane::gallery {
 

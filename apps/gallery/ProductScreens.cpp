@@ -5,7 +5,7 @@
 #include "share-sheet/ShareViewController.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXPlistPresenter.h"
-#include "uikit/UINavigationController.h"
+#include "uikit/navigation/UINavigationController.h"
 
 namespace tasklane::gallery {
 

@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "appearance/TasklaneAppearance.h"
-#include "uikit/Backend.h"
-#include "uikit/UILabel.h"
+#include "uikit/base/Backend.h"
+#include "uikit/controls/UILabel.h"
 
 namespace tasklane::gallery {
 

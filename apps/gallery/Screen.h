@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "uikit/UIViewController.h"
+#include "uikit/views/UIViewController.h"
 
 namespace tasklane::gallery {
 

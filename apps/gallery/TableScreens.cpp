@@ -2,7 +2,7 @@
 #include "appearance/TasklaneAppearanceTableViewCell.h"
 #include "appearance/TasklaneAppearanceTableViewController.h"
 #include "appearance/UITableViewCell+TasklaneAppearance.h"
-#include "uikit/UINavigationController.h"
+#include "uikit/navigation/UINavigationController.h"
 
 namespace tasklane::gallery {
 

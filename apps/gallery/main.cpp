@@ -14,11 +14,11 @@
 
 #include "Screen.h"
 #include "appearance/TasklaneAppearanceClient.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSRunLoop.h"
-#include "uikit/Backend.h"
-#include "uikit/UIWindow.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/events/NSRunLoop.h"
+#include "foundation/extension/NSBundle.h"
+#include "uikit/base/Backend.h"
+#include "uikit/views/UIWindow.h"
 
 extern char** environ;
 

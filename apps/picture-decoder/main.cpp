@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "foundation/PictureMessages.h"
-#include "foundation/decoding/DecoderService.h"
+#include "foundation/images/PictureMessages.h"
+#include "foundation/images/decoding/DecoderService.h"
 
 int main() {
   int type = 0;

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "Command.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSPropertyListSerialization.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "shared-store/AttachmentSweep.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"

@@ -5,9 +5,9 @@
 
 #include "common/JSONFromPlist.h"
 #include "common/OutOfMemory.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSLog.h"
-#include "foundation/UTF8.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/base/UTF8.h"
+#include "foundation/files/NSFileManager.h"
 #include "shared-store/TLXExternalItem.h"
 
 namespace tasklane {

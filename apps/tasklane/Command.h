@@ -8,8 +8,8 @@
 #include <string_view>
 
 #include "common/ExitCode.h"
-#include "foundation/NSError.h"
-#include "foundation/PropertyList.h"
+#include "foundation/base/NSError.h"
+#include "foundation/property-lists/PropertyList.h"
 #include "shared-store/TLXPlistPresenter.h"
 
 /// What every command of the command line shares: how it ends, prints, and changes a shared file.

@@ -7,11 +7,11 @@
 
 #include "Command.h"
 #include "common/JSONFromPlist.h"
-#include "foundation/CFNotificationCenter.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSNotificationCenter.h"
-#include "foundation/NSRunLoop.h"
-#include "foundation/RelativeDate.h"
+#include "foundation/dates/RelativeDate.h"
+#include "foundation/events/CFNotificationCenter.h"
+#include "foundation/events/NSNotificationCenter.h"
+#include "foundation/events/NSRunLoop.h"
+#include "foundation/files/NSFileManager.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"
 

@@ -2,7 +2,7 @@
 
 #include "Command.h"
 #include "appearance/PaletteCheck.h"
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
 
 namespace tasklane {
 

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "Command.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSPropertyListSerialization.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalItem.h"
 

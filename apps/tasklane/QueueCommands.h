@@ -4,7 +4,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
-#include "foundation/PropertyList.h"
+#include "foundation/property-lists/PropertyList.h"
 #include "shared-store/TLXExternalItem.h"
 
 /// The commands about pending actions.

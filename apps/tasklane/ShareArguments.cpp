@@ -4,9 +4,9 @@
 #include <map>
 
 #include "Command.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSURL.h"
-#include "foundation/UTType.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/extension/UTType.h"
+#include "foundation/files/NSURL.h"
 
 namespace tasklane {
 

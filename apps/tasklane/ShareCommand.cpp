@@ -12,9 +12,9 @@
 
 #include "Command.h"
 #include "common/Standby.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSURL.h"
+#include "foundation/extension/NSBundle.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/files/NSURL.h"
 
 namespace tasklane {
 

@@ -16,9 +16,9 @@
 #include "Command.h"
 #include "QueueCommands.h"
 #include "common/OutOfMemory.h"
-#include "foundation/FileSystem.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSUUID.h"
+#include "foundation/base/NSUUID.h"
+#include "foundation/files/FileSystem.h"
+#include "foundation/files/NSFileManager.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {

@@ -19,7 +19,7 @@
 #include "ShareArguments.h"
 #include "TakeCommand.h"
 #include "common/OutOfMemory.h"
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {

@@ -6,10 +6,10 @@
 #include <string_view>
 
 #include "appearance/TasklaneAppearanceKeys.h"
-#include "foundation/EncodedImage.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSURL.h"
+#include "foundation/extension/NSBundle.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/images/EncodedImage.h"
 #include "kestrel/views/KAAppearancePropertyList.h"
 
 namespace tasklane {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/NSError.h"
+#include "foundation/base/NSError.h"
 
 namespace tasklane {
 

@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "appearance/TasklaneAppearance.h"
-#include "foundation/NSBundle.h"
+#include "foundation/extension/NSBundle.h"
 
 // What the palettes promise to people: that everything is there and can be read and told apart.
 

@@ -3,9 +3,9 @@
 #include <memory>
 #include <optional>
 
-#include "uikit/CGGeometry.h"
-#include "uikit/UIColor.h"
-#include "uikit/UIImage.h"
+#include "uikit/base/CGGeometry.h"
+#include "uikit/drawing/UIColor.h"
+#include "uikit/drawing/UIImage.h"
 
 namespace tasklane {
 

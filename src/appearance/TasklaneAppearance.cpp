@@ -2,9 +2,9 @@
 
 #include <map>
 
-#include "foundation/NSNotificationCenter.h"
+#include "foundation/events/NSNotificationCenter.h"
 #include "kestrel/base/KBFailure.h"
-#include "uikit/UIScreen.h"
+#include "uikit/base/UIScreen.h"
 
 namespace tasklane {
 

@@ -8,11 +8,11 @@
 #include "appearance/TasklaneAppearanceKeys.h"
 #include "kestrel/views/KAAppearance.h"
 #include "kestrel/views/KAAppearanceColors.h"
-#include "uikit/UIFont.h"
-#include "uikit/UIKeyboardAppearance.h"
-#include "uikit/UINavigationBar.h"
-#include "uikit/UIScrollView.h"
-#include "uikit/UIViewController.h"
+#include "uikit/base/UIKeyboardAppearance.h"
+#include "uikit/drawing/UIFont.h"
+#include "uikit/navigation/UINavigationBar.h"
+#include "uikit/views/UIScrollView.h"
+#include "uikit/views/UIViewController.h"
 
 namespace tasklane {
 

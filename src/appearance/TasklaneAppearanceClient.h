@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "appearance/TasklaneAppearance.h"
-#include "foundation/NSNotificationCenter.h"
+#include "foundation/events/NSNotificationCenter.h"
 
 namespace tasklane {
 

@@ -4,8 +4,8 @@
 
 #include "appearance/TestApplication.h"
 #include "appearance/UIViewController+TasklaneAppearanceClient.h"
-#include "uikit/UITextView.h"
-#include "uikit/UIWebView.h"
+#include "uikit/controls/UITextView.h"
+#include "uikit/controls/UIWebView.h"
 
 namespace tasklane {
 namespace {

@@ -5,7 +5,7 @@
 #include "appearance/TasklaneAppearanceTintableDisclosureIndicatorView.h"
 #include "kestrel/base/KBRecordBacktrace.h"
 #include "kestrel/views/UIView+KestrelUI.h"
-#include "uikit/UITableView.h"
+#include "uikit/tables/UITableView.h"
 
 namespace tasklane {
 

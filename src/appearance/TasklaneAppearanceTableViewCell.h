@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "uikit/UITableViewCell.h"
+#include "uikit/tables/UITableViewCell.h"
 
 namespace tasklane {
 

@@ -7,7 +7,7 @@
 #include "appearance/TasklaneAppearanceTintableDisclosureIndicatorView.h"
 #include "appearance/TestApplication.h"
 #include "appearance/UITableViewCell+TasklaneAppearance.h"
-#include "uikit/UITableView.h"
+#include "uikit/tables/UITableView.h"
 
 namespace tasklane {
 namespace {

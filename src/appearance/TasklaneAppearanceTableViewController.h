@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "appearance/TasklaneAppearanceClient.h"
-#include "uikit/UITableViewController.h"
+#include "uikit/tables/UITableViewController.h"
 
 namespace tasklane {
 

@@ -1,9 +1,9 @@
 #include "appearance/TasklaneAppearanceTintableDisclosureIndicatorView.h"
 
 #include "appearance/TasklaneAppearance.h"
-#include "uikit/Backend.h"
-#include "uikit/UIBezierPath.h"
-#include "uikit/UITableViewCell.h"
+#include "uikit/base/Backend.h"
+#include "uikit/drawing/UIBezierPath.h"
+#include "uikit/tables/UITableViewCell.h"
 
 namespace tasklane::detail {
 

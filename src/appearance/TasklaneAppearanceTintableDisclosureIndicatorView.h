@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "foundation/NSNotificationCenter.h"
-#include "uikit/UIImageView.h"
+#include "foundation/events/NSNotificationCenter.h"
+#include "uikit/controls/UIImageView.h"
 
 namespace tasklane::detail {
 

@@ -6,8 +6,8 @@
 #include <thread>
 
 #include "appearance/TestApplication.h"
-#include "foundation/NSNotificationCenter.h"
-#include "uikit/UIScreen.h"
+#include "foundation/events/NSNotificationCenter.h"
+#include "uikit/base/UIScreen.h"
 
 namespace tasklane {
 namespace {

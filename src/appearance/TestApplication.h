@@ -10,7 +10,7 @@
 #include <string>
 
 #include "appearance/TasklaneAppearanceKeys.h"
-#include "foundation/NSBundle.h"
+#include "foundation/extension/NSBundle.h"
 
 namespace tasklane {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "uikit/UITableViewCell.h"
+#include "uikit/tables/UITableViewCell.h"
 
 namespace tasklane {
 

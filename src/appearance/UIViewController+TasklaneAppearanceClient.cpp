@@ -1,7 +1,7 @@
 #include "appearance/UIViewController+TasklaneAppearanceClient.h"
 
 #include "kestrel/base/KBReplaceMethodImplementation.h"
-#include "uikit/UIWebView.h"
+#include "uikit/controls/UIWebView.h"
 
 namespace tasklane {
 

@@ -3,8 +3,8 @@
 #include <set>
 
 #include "appearance/TasklaneAppearanceClient.h"
-#include "uikit/UINavigationController.h"
-#include "uikit/UIPresentationController.h"
+#include "uikit/navigation/UINavigationController.h"
+#include "uikit/views/UIPresentationController.h"
 
 namespace tasklane {
 

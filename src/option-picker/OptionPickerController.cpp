@@ -3,11 +3,11 @@
 #include <algorithm>
 
 #include "appearance/TasklaneAppearance.h"
-#include "foundation/NSBundle.h"
+#include "foundation/extension/NSBundle.h"
 #include "option-picker/OptionPickerTableViewCell.h"
-#include "uikit/UIApplication.h"
-#include "uikit/UINavigationItem.h"
-#include "uikit/UIScreen.h"
+#include "uikit/base/UIApplication.h"
+#include "uikit/base/UIScreen.h"
+#include "uikit/views/UINavigationItem.h"
 
 namespace tasklane {
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "appearance/TasklaneAppearanceTableViewController.h"
-#include "foundation/NSNotificationCenter.h"
-#include "foundation/TargetAction.h"
+#include "foundation/base/TargetAction.h"
+#include "foundation/events/NSNotificationCenter.h"
 #include "option-picker/OptionPickerGroup.h"
 
 namespace tasklane {

@@ -11,7 +11,7 @@
 #include "option-picker/OptionPickerTableViewCell.h"
 #include "option-picker/OptionPickerTesting.h"
 #include "option-picker/SearchableOptionPickerController.h"
-#include "uikit/UIScreen.h"
+#include "uikit/base/UIScreen.h"
 
 namespace tasklane {
 namespace {

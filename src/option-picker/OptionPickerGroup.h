@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/NSNotFound.h"
-#include "foundation/TargetAction.h"
+#include "foundation/base/NSNotFound.h"
+#include "foundation/base/TargetAction.h"
 #include "option-picker/OptionPickerItem.h"
 
 namespace tasklane {

@@ -5,7 +5,7 @@
 #include <array>
 #include <random>
 
-#include "foundation/NSValue.h"
+#include "foundation/base/NSValue.h"
 #include "option-picker/OptionPickerController.h"
 
 namespace tasklane {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "foundation/NSObject.h"
-#include "foundation/TargetAction.h"
-#include "uikit/UIImage.h"
+#include "foundation/base/NSObject.h"
+#include "foundation/base/TargetAction.h"
+#include "uikit/drawing/UIImage.h"
 
 namespace tasklane {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "option-picker/OptionPickerController.h"
-#include "uikit/UITableViewCell.h"
-#include "uikit/UIWindow.h"
+#include "uikit/tables/UITableViewCell.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane {
 

@@ -1,6 +1,6 @@
 #include "option-picker/SearchableOptionPickerController.h"
 
-#include "uikit/UIAccessibility.h"
+#include "uikit/views/UIAccessibility.h"
 
 namespace tasklane {
 

@@ -5,9 +5,9 @@
 #include <memory>
 #include <string>
 
-#include "foundation/NSString+Folding.h"
+#include "foundation/text/NSString+Folding.h"
 #include "option-picker/OptionPickerController.h"
-#include "uikit/UISearchController.h"
+#include "uikit/navigation/UISearchController.h"
 
 namespace tasklane {
 

@@ -2,7 +2,7 @@
 
 #include <unordered_set>
 
-#include "foundation/NSFileManager.h"
+#include "foundation/files/NSFileManager.h"
 
 namespace tasklane {
 

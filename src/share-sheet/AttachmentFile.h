@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "foundation/EncodedImage.h"
-#include "foundation/NSError.h"
+#include "foundation/base/NSError.h"
+#include "foundation/images/EncodedImage.h"
 #include "shared-store/AttachmentHold.h"
 
 namespace tasklane {

@@ -2,7 +2,7 @@
 
 #include "share-sheet/ExtensionStrings.h"
 #include "shared-store/TLXContainers.h"
-#include "uikit/UINavigationController.h"
+#include "uikit/navigation/UINavigationController.h"
 
 namespace tasklane {
 

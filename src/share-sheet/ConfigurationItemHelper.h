@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "foundation/PropertyList.h"
+#include "foundation/property-lists/PropertyList.h"
 #include "option-picker/SearchableOptionPickerController.h"
-#include "uikit/SLComposeSheetConfigurationItem.h"
+#include "uikit/compose-sheet/SLComposeSheetConfigurationItem.h"
 
 namespace tasklane {
 

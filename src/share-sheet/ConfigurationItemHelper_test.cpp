@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "share-sheet/ShareSheetTesting.h"
-#include "uikit/UIWindow.h"
 #include "uikit/headless/Headless.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane {
 namespace {

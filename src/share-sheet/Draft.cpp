@@ -10,12 +10,12 @@
 #include <cstdlib>
 #include <utility>
 
-#include "foundation/FileSystem.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSPropertyListSerialization.h"
-#include "foundation/NSUUID.h"
-#include "foundation/PropertyList.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/base/NSUUID.h"
+#include "foundation/files/FileSystem.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
+#include "foundation/property-lists/PropertyList.h"
 
 namespace tasklane {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/FileDescriptor.h"
-#include "foundation/NSError.h"
+#include "foundation/base/FileDescriptor.h"
+#include "foundation/base/NSError.h"
 
 namespace tasklane {
 

@@ -1,7 +1,7 @@
 #include "share-sheet/ExtensionStrings.h"
 
-#include "foundation/NSBundle.h"
-#include "foundation/NSString+PluralFormat.h"
+#include "foundation/extension/NSBundle.h"
+#include "foundation/text/NSString+PluralFormat.h"
 
 namespace tasklane {
 

@@ -3,7 +3,7 @@
 
 #include <fstream>
 
-#include "foundation/UTType.h"
+#include "foundation/extension/UTType.h"
 #include "share-sheet/ShareSheetTesting.h"
 
 namespace tasklane {

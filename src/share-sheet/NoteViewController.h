@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "uikit/UITextView.h"
-#include "uikit/UIViewController.h"
+#include "uikit/controls/UITextView.h"
+#include "uikit/views/UIViewController.h"
 
 namespace tasklane {
 

@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-#include "foundation/NSBundle.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSItemProvider.h"
-#include "foundation/NSOperationQueue.h"
-#include "foundation/NSRunLoop.h"
+#include "foundation/events/NSOperationQueue.h"
+#include "foundation/events/NSRunLoop.h"
+#include "foundation/extension/NSBundle.h"
+#include "foundation/extension/NSItemProvider.h"
+#include "foundation/files/NSFileManager.h"
 #include "share-sheet/ShareViewController.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"

@@ -1,14 +1,14 @@
 #include <exception>
 #include <vector>
 
-#include "foundation/NSLog.h"
-#include "foundation/NSOperationQueue.h"
-#include "foundation/NSString+Folding.h"
-#include "foundation/UTType.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/events/NSOperationQueue.h"
+#include "foundation/extension/UTType.h"
+#include "foundation/text/NSString+Folding.h"
 #include "share-sheet/ExtensionStrings.h"
 #include "share-sheet/ShareViewController.h"
 #include "shared-store/TLXExternalAction.h"
-#include "uikit/UIImage.h"
+#include "uikit/drawing/UIImage.h"
 
 namespace tasklane {
 

@@ -1,15 +1,15 @@
 #include "share-sheet/ShareViewController.h"
 
 #include "appearance/TasklaneAppearance.h"
-#include "foundation/NSClassFromString.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSLog.h"
+#include "foundation/base/NSClassFromString.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/files/NSFileManager.h"
 #include "share-sheet/ConfigurationItemHelper.h"
 #include "share-sheet/ExtensionStrings.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"
-#include "uikit/UIBarButtonItem.h"
-#include "uikit/UINavigationBar.h"
+#include "uikit/navigation/UINavigationBar.h"
+#include "uikit/views/UIBarButtonItem.h"
 #include "view-utilities/UIView+TasklaneExtensions.h"
 
 namespace tasklane {

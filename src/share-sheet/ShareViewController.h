@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "foundation/NSNotificationCenter.h"
+#include "foundation/events/NSNotificationCenter.h"
 #include "share-sheet/AttachmentFile.h"
 #include "share-sheet/Draft.h"
 #include "share-sheet/NoteViewController.h"
-#include "uikit/SLComposeServiceViewController.h"
+#include "uikit/compose-sheet/SLComposeServiceViewController.h"
 
 namespace tasklane {
 

@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "share-sheet/ShareSheetTesting.h"
-#include "uikit/UINavigationBar.h"
+#include "uikit/navigation/UINavigationBar.h"
 
 namespace tasklane {
 namespace {

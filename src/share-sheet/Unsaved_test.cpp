@@ -6,9 +6,9 @@
 #include <future>
 #include <thread>
 
-#include "foundation/UTType.h"
+#include "foundation/extension/UTType.h"
 #include "share-sheet/ShareSheetTesting.h"
-#include "uikit/UIButton.h"
+#include "uikit/controls/UIButton.h"
 
 namespace tasklane {
 namespace {

@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "foundation/FileSystem.h"
+#include "foundation/files/FileSystem.h"
 
 namespace tasklane {
 

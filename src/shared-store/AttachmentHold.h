@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "foundation/FileDescriptor.h"
+#include "foundation/base/FileDescriptor.h"
 
 namespace tasklane {
 

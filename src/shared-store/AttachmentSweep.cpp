@@ -11,10 +11,10 @@
 #include <string_view>
 #include <unordered_set>
 
-#include "foundation/FileDescriptor.h"
-#include "foundation/FileSystem.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSURL.h"
+#include "foundation/base/FileDescriptor.h"
+#include "foundation/files/FileSystem.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/files/NSURL.h"
 #include "shared-store/AttachmentHold.h"
 #include "shared-store/TLXExternalAction.h"
 #include "shared-store/TLXPlistPresenter.h"

@@ -9,7 +9,7 @@
 #include <fstream>
 #include <map>
 
-#include "foundation/FileDescriptor.h"
+#include "foundation/base/FileDescriptor.h"
 #include "shared-store/AttachmentHold.h"
 #include "shared-store/SharedStoreTesting.h"
 #include "shared-store/TLXExternalAction.h"

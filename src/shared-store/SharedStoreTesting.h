@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/NSURL.h"
-#include "foundation/PropertyList.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/property-lists/PropertyList.h"
 
 /// What the tests of the shared store share: a group container of their own, files written past the
 /// store, and other real processes that use it.

@@ -13,11 +13,11 @@
 #include <fstream>
 #include <iterator>
 
-#include "foundation/CFNotificationCenter.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSOperationQueue.h"
-#include "foundation/NSPropertyListSerialization.h"
-#include "foundation/NSRunLoop.h"
+#include "foundation/events/CFNotificationCenter.h"
+#include "foundation/events/NSOperationQueue.h"
+#include "foundation/events/NSRunLoop.h"
+#include "foundation/extension/NSBundle.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "shared-store/SharedStoreTesting.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"

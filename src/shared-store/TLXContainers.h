@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/NSURL.h"
-#include "foundation/PropertyList.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/property-lists/PropertyList.h"
 #include "shared-store/TLXPlistPresenter.h"
 
 namespace tasklane {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
 
 namespace tasklane {
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <string>
 
-#include "foundation/CFNotificationCenter.h"
-#include "foundation/NSObject.h"
+#include "foundation/base/NSObject.h"
+#include "foundation/events/CFNotificationCenter.h"
 
 namespace tasklane {
 

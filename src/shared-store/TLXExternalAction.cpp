@@ -4,9 +4,9 @@
 #include <limits>
 #include <utility>
 
-#include "foundation/NSFileManager.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSUUID.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/base/NSUUID.h"
+#include "foundation/files/NSFileManager.h"
 #include "kestrel/base/KFEnumNameTable.h"
 #include "shared-store/TLXExternalItem.h"
 

@@ -8,9 +8,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/NSObject.h"
-#include "foundation/NSURL.h"
-#include "foundation/PropertyList.h"
+#include "foundation/base/NSObject.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/property-lists/PropertyList.h"
 #include "shared-store/TLXPlistPresenter.h"
 
 namespace tasklane {

@@ -3,8 +3,8 @@
 #include <functional>
 #include <utility>
 
-#include "foundation/NSCalendar.h"
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/dates/NSCalendar.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {

@@ -8,11 +8,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "foundation/NSDate.h"
-#include "foundation/NSDateFormatter.h"
-#include "foundation/NSObject.h"
-#include "foundation/NSURL.h"
-#include "foundation/PropertyList.h"
+#include "foundation/base/NSObject.h"
+#include "foundation/dates/NSDate.h"
+#include "foundation/dates/NSDateFormatter.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/property-lists/PropertyList.h"
 #include "shared-store/TLXPlistPresenter.h"
 
 namespace tasklane {

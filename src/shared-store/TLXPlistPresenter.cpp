@@ -3,15 +3,15 @@
 #include <new>
 #include <utility>
 
-#include "foundation/FileSystem.h"
-#include "foundation/Logger.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSFileCoordinator.h"
-#include "foundation/NSFileManager.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSNotificationCenter.h"
-#include "foundation/NSOperationQueue.h"
-#include "foundation/NSPropertyListSerialization.h"
+#include "foundation/base/Logger.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/events/NSNotificationCenter.h"
+#include "foundation/events/NSOperationQueue.h"
+#include "foundation/extension/NSBundle.h"
+#include "foundation/files/FileSystem.h"
+#include "foundation/files/NSFileCoordinator.h"
+#include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "kestrel/base/KBRecordBacktrace.h"
 
 namespace tasklane {

@@ -6,11 +6,11 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/FileVersion.h"
-#include "foundation/NSError.h"
-#include "foundation/NSObject.h"
-#include "foundation/NSURL.h"
-#include "foundation/PropertyList.h"
+#include "foundation/base/NSError.h"
+#include "foundation/base/NSObject.h"
+#include "foundation/files/FileVersion.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/property-lists/PropertyList.h"
 #include "shared-store/TLXDarwinNotifier.h"
 
 namespace tasklane {

@@ -8,8 +8,8 @@
 #include <csignal>
 #include <filesystem>
 
-#include "foundation/NSBundle.h"
-#include "foundation/NSNotificationCenter.h"
+#include "foundation/events/NSNotificationCenter.h"
+#include "foundation/extension/NSBundle.h"
 #include "shared-store/SharedStoreTesting.h"
 
 namespace tasklane {

@@ -1,6 +1,6 @@
 #include "view-utilities/UIView+TasklaneExtensions.h"
 
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
 
 namespace tasklane {
 

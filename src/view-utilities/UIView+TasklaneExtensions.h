@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "kestrel/views/UIView+KestrelUI.h"
-#include "uikit/NSLayoutConstraint.h"
-#include "uikit/UITableViewCell.h"
-#include "uikit/UIView.h"
+#include "uikit/tables/UITableViewCell.h"
+#include "uikit/views/NSLayoutConstraint.h"
+#include "uikit/views/UIView.h"
 
 // Small operations on any view: searches through the view tree and constraints that pin a subview
 // to the edges of its superview. Main thread.

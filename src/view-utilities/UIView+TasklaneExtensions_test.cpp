@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "uikit/UILabel.h"
-#include "uikit/UITextView.h"
-#include "uikit/UIWindow.h"
+#include "uikit/controls/UILabel.h"
+#include "uikit/controls/UITextView.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane {
 namespace {

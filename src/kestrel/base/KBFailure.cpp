@@ -1,6 +1,6 @@
 #include "kestrel/base/KBFailure.h"
 
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
 
 namespace tasklane {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
 
 namespace tasklane {
 

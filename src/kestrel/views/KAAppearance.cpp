@@ -1,7 +1,7 @@
 #include "kestrel/views/KAAppearance.h"
 
-#include "foundation/NSBundle.h"
-#include "foundation/NSLog.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/extension/NSBundle.h"
 #include "kestrel/views/KAAppearancePropertyList.h"
 
 namespace tasklane {

@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "foundation/NSObject.h"
+#include "foundation/base/NSObject.h"
 #include "kestrel/views/KAAppearanceKey.h"
-#include "uikit/UIImage.h"
+#include "uikit/drawing/UIImage.h"
 
 namespace tasklane {
 

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <variant>
 
-#include "foundation/PropertyList.h"
+#include "foundation/property-lists/PropertyList.h"
 #include "kestrel/base/KFEnumNameTable.h"
-#include "uikit/CGGeometry.h"
-#include "uikit/UIColor.h"
+#include "uikit/base/CGGeometry.h"
+#include "uikit/drawing/UIColor.h"
 
 namespace tasklane {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "foundation/NSFileManager.h"
+#include "foundation/files/NSFileManager.h"
 
 namespace tasklane {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "foundation/NSError.h"
-#include "foundation/NSPropertyListSerialization.h"
+#include "foundation/base/NSError.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "kestrel/views/KAAppearanceKey.h"
 
 namespace tasklane {

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "uikit/UIView.h"
+#include "uikit/views/UIView.h"
 
 namespace tasklane {
 

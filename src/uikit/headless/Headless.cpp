@@ -3,9 +3,9 @@
 #include <memory>
 #include <utility>
 
-#include "uikit/Backend.h"
-#include "uikit/UIWindow.h"
+#include "uikit/base/Backend.h"
 #include "uikit/headless/TextMetrics.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane {
 namespace {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "uikit/CGGeometry.h"
-#include "uikit/UIView.h"
+#include "uikit/base/CGGeometry.h"
+#include "uikit/views/UIView.h"
 
 /// The backend that shows nothing, and its switches for tests. Texts have fixed metrics: a
 /// character is half its font's size wide, an East Asian wide one or an emoji the whole size, a

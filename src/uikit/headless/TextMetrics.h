@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "uikit/CGGeometry.h"
+#include "uikit/base/CGGeometry.h"
 
 namespace tasklane::headless {
 

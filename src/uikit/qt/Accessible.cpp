@@ -8,18 +8,18 @@
 #include <memory>
 #include <utility>
 
-#include "uikit/UIButton.h"
-#include "uikit/UIImageView.h"
-#include "uikit/UILabel.h"
-#include "uikit/UINavigationBar.h"
-#include "uikit/UISearchBar.h"
-#include "uikit/UITableView.h"
-#include "uikit/UITextView.h"
-#include "uikit/UIViewController.h"
-#include "uikit/UIWindow.h"
+#include "uikit/controls/UIButton.h"
+#include "uikit/controls/UIImageView.h"
+#include "uikit/controls/UILabel.h"
+#include "uikit/controls/UITextView.h"
+#include "uikit/navigation/UINavigationBar.h"
+#include "uikit/navigation/UISearchBar.h"
 #include "uikit/qt/AccessibleRows.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/ViewPeer.h"
+#include "uikit/tables/UITableView.h"
+#include "uikit/views/UIViewController.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane::qt {
 

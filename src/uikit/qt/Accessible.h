@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "uikit/UIView.h"
+#include "uikit/views/UIView.h"
 
 namespace tasklane::qt {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "uikit/UITableView.h"
+#include "uikit/tables/UITableView.h"
 
 namespace tasklane::qt {
 

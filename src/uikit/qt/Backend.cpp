@@ -1,4 +1,4 @@
-#include "uikit/Backend.h"
+#include "uikit/base/Backend.h"
 
 #include <fontconfig/fontconfig.h>
 
@@ -14,11 +14,10 @@
 #include <string>
 #include <thread>
 
-#include "foundation/NSLog.h"
-#include "foundation/NSNotificationCenter.h"
-#include "foundation/NSRunLoop.h"
-#include "uikit/UIApplication.h"
-#include "uikit/UIWindow.h"
+#include "foundation/base/NSLog.h"
+#include "foundation/events/NSNotificationCenter.h"
+#include "foundation/events/NSRunLoop.h"
+#include "uikit/base/UIApplication.h"
 #include "uikit/qt/Accessible.h"
 #include "uikit/qt/ButtonPeer.h"
 #include "uikit/qt/DesktopSettings.h"
@@ -33,6 +32,7 @@
 #include "uikit/qt/Text.h"
 #include "uikit/qt/TextViewPeer.h"
 #include "uikit/qt/WindowPeer.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane::backend {
 

@@ -1,4 +1,4 @@
-#include "uikit/Backend.h"
+#include "uikit/base/Backend.h"
 
 #include <gtest/gtest.h>
 
@@ -7,9 +7,9 @@
 #include <chrono>
 #include <thread>
 
-#include "foundation/CFNotificationCenter.h"
-#include "foundation/NSOperationQueue.h"
-#include "foundation/NSRunLoop.h"
+#include "foundation/events/CFNotificationCenter.h"
+#include "foundation/events/NSOperationQueue.h"
+#include "foundation/events/NSRunLoop.h"
 
 namespace tasklane::qt {
 namespace {

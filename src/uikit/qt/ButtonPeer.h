@@ -1,6 +1,6 @@
 #pragma once
 
-#include "uikit/UIButton.h"
+#include "uikit/controls/UIButton.h"
 #include "uikit/qt/ViewPeer.h"
 
 namespace tasklane::qt {

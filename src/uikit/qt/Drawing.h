@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "uikit/UIView.h"
+#include "uikit/views/UIView.h"
 
 class QPainter;
 

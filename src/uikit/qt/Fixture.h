@@ -12,13 +12,13 @@
 #include <string>
 #include <vector>
 
-#include "foundation/NSRunLoop.h"
-#include "uikit/SLComposeServiceViewController.h"
-#include "uikit/UISearchController.h"
-#include "uikit/UITableViewController.h"
-#include "uikit/UIWindow.h"
+#include "foundation/events/NSRunLoop.h"
+#include "uikit/compose-sheet/SLComposeServiceViewController.h"
+#include "uikit/navigation/UISearchController.h"
 #include "uikit/qt/UpdateQueue.h"
 #include "uikit/qt/ViewPeer.h"
+#include "uikit/tables/UITableViewController.h"
+#include "uikit/views/UIWindow.h"
 
 /// What the tests of the widgets share: windows that are really shown (on Qt's offscreen platform),
 /// a screen with a searchable list, a compose sheet with rows.

@@ -2,7 +2,7 @@
 
 #include <QImage>
 
-#include "uikit/UIImageView.h"
+#include "uikit/controls/UIImageView.h"
 #include "uikit/qt/ViewPeer.h"
 
 namespace tasklane::qt {

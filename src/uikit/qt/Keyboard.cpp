@@ -6,11 +6,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include "uikit/UISearchBar.h"
-#include "uikit/UITableView.h"
-#include "uikit/UIViewController.h"
-#include "uikit/UIWindow.h"
+#include "uikit/navigation/UISearchBar.h"
 #include "uikit/qt/ViewPeer.h"
+#include "uikit/tables/UITableView.h"
+#include "uikit/views/UIViewController.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane::qt {
 

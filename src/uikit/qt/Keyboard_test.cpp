@@ -5,7 +5,7 @@
 #include <QInputMethod>
 #include <QInputMethodEvent>
 
-#include "uikit/UIButton.h"
+#include "uikit/controls/UIButton.h"
 #include "uikit/qt/Fixture.h"
 
 namespace tasklane::qt {

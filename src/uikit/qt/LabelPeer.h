@@ -1,6 +1,6 @@
 #pragma once
 
-#include "uikit/UILabel.h"
+#include "uikit/controls/UILabel.h"
 #include "uikit/qt/ViewPeer.h"
 
 namespace tasklane::qt {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "uikit/UIButton.h"
+#include "uikit/controls/UIButton.h"
 #include "uikit/qt/Fixture.h"
 
 namespace tasklane::qt {

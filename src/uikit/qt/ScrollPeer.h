@@ -2,8 +2,8 @@
 
 #include <QAbstractScrollArea>
 
-#include "uikit/UIScrollView.h"
 #include "uikit/qt/ViewPeer.h"
+#include "uikit/views/UIScrollView.h"
 
 class QScrollBar;
 

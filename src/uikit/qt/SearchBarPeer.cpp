@@ -8,12 +8,12 @@
 #include <QPainter>
 #include <algorithm>
 
-#include "uikit/Backend.h"
-#include "uikit/UITableView.h"
+#include "uikit/base/Backend.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
 #include "uikit/qt/Settings.h"
 #include "uikit/qt/Text.h"
+#include "uikit/tables/UITableView.h"
 
 namespace tasklane::qt {
 

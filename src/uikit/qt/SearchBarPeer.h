@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "uikit/UISearchBar.h"
+#include "uikit/navigation/UISearchBar.h"
 #include "uikit/qt/ViewPeer.h"
 
 namespace tasklane::qt {

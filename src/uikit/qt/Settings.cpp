@@ -13,8 +13,8 @@
 #include <string>
 #include <utility>
 
-#include "foundation/NSLog.h"
-#include "uikit/Backend.h"
+#include "foundation/base/NSLog.h"
+#include "uikit/base/Backend.h"
 #include "uikit/qt/DesktopSettings.h"
 
 namespace tasklane::backend {

@@ -3,12 +3,12 @@
 #include <QPainter>
 #include <cmath>
 
-#include "uikit/Backend.h"
-#include "uikit/UIWindow.h"
+#include "uikit/base/Backend.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Settings.h"
 #include "uikit/qt/UpdateQueue.h"
 #include "uikit/qt/WindowPeer.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane::backend {
 

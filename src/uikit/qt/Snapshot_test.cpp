@@ -4,9 +4,9 @@
 #include <cmath>
 #include <cstdint>
 
-#include "uikit/Backend.h"
-#include "uikit/UIImageView.h"
-#include "uikit/UIScreen.h"
+#include "uikit/base/Backend.h"
+#include "uikit/base/UIScreen.h"
+#include "uikit/controls/UIImageView.h"
 #include "uikit/qt/Fixture.h"
 
 namespace tasklane::qt {

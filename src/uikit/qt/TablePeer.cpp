@@ -9,11 +9,11 @@
 #include <QMouseEvent>
 #include <QPainter>
 
-#include "uikit/UISearchBar.h"
-#include "uikit/UIWindow.h"
+#include "uikit/navigation/UISearchBar.h"
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
 #include "uikit/qt/UpdateQueue.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane::qt {
 

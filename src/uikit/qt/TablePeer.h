@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "uikit/UITableView.h"
 #include "uikit/qt/ScrollPeer.h"
+#include "uikit/tables/UITableView.h"
 
 namespace tasklane::qt {
 

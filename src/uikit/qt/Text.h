@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-#include "uikit/UIFont.h"
-#include "uikit/UILabel.h"
+#include "uikit/controls/UILabel.h"
+#include "uikit/drawing/UIFont.h"
 
 class QPainter;
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "uikit/UITextView.h"
+#include "uikit/controls/UITextView.h"
 #include "uikit/qt/ViewPeer.h"
 
 namespace tasklane::qt {

@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "uikit/UIWindow.h"
 #include "uikit/qt/ViewPeer.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane::qt {
 

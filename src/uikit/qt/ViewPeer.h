@@ -6,8 +6,8 @@
 #include <QWidget>
 #include <string>
 
-#include "uikit/Backend.h"
-#include "uikit/UIView.h"
+#include "uikit/base/Backend.h"
+#include "uikit/views/UIView.h"
 
 namespace tasklane::qt {
 

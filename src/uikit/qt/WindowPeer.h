@@ -1,7 +1,7 @@
 #pragma once
 
-#include "uikit/UIWindow.h"
 #include "uikit/qt/ViewPeer.h"
+#include "uikit/views/UIWindow.h"
 
 namespace tasklane::qt {
 

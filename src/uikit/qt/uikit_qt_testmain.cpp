@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "uikit/Backend.h"
+#include "uikit/base/Backend.h"
 
 /// The toolkit never frees the list of the system's fonts, nor what it recognises a finger with.
 extern "C" const char* __lsan_default_suppressions() {

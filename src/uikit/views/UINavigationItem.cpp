@@ -1,0 +1,45 @@
+#include "uikit/views/UINavigationItem.h"
+
+#include <utility>
+
+#include "uikit/navigation/UINavigationBar.h"
+
+namespace tasklane {
+
+UINavigationItem::UINavigationItem(std::string title) : title_(std::move(title)) {}
+
+void UINavigationItem::changed() {
+  if (const auto bar = bar_.lock()) bar->itemDidChange();
+}
+
+void UINavigationItem::setTitle(std::string title) {
+  if (title == title_) return;
+  title_ = std::move(title);
+  changed();
+}
+
+void UINavigationItem::setTitleView(const std::shared_ptr<UIView>& view) {
+  if (view == titleView_) return;
+  titleView_ = view;
+  changed();
+}
+
+void UINavigationItem::setLeftBarButtonItem(const std::shared_ptr<UIBarButtonItem>& item) {
+  if (item == left_) return;
+  left_ = item;
+  changed();
+}
+
+void UINavigationItem::setRightBarButtonItem(const std::shared_ptr<UIBarButtonItem>& item) {
+  if (item == right_) return;
+  right_ = item;
+  changed();
+}
+
+void UINavigationItem::setHidesBackButton(bool hides) {
+  if (hides == hidesBackButton_) return;
+  hidesBackButton_ = hides;
+  changed();
+}
+
+}  // namespace tasklane
