@@ -17,7 +17,7 @@
 #include "QueueCommands.h"
 #include "common/OutOfMemory.h"
 #include "foundation/base/NSUUID.h"
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 #include "shared-store/TLXExternalAction.h"
 

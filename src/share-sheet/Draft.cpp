@@ -10,9 +10,9 @@
 #include <cstdlib>
 #include <utility>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/base/NSUUID.h"
-#include "foundation/files/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "foundation/property-lists/PropertyList.h"

@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 
 namespace tasklane {
 

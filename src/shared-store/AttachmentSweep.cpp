@@ -12,7 +12,7 @@
 #include <unordered_set>
 
 #include "foundation/base/FileDescriptor.h"
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/files/NSURL.h"
 #include "shared-store/AttachmentHold.h"

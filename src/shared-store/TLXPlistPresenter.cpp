@@ -3,12 +3,12 @@
 #include <new>
 #include <utility>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/Logger.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/events/NSNotificationCenter.h"
 #include "foundation/events/NSOperationQueue.h"
 #include "foundation/extension/NSBundle.h"
-#include "foundation/files/FileSystem.h"
 #include "foundation/files/NSFileCoordinator.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <utility>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
-#include "foundation/files/FileSystem.h"
 
 namespace tasklane {
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
-#include "foundation/files/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/files/NSURL.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 
 namespace tasklane {

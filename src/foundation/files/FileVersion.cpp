@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 
 namespace tasklane {
 

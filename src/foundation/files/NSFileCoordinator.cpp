@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/files/CoordinationLock.h"
-#include "foundation/files/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/files/internal/StagedFile.h"
 

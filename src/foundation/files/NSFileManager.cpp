@@ -16,7 +16,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileCoordinator.h"
 #include "foundation/files/internal/StagedFile.h"
 
@@ -105,21 +105,7 @@ Result<void> NSFileManager::createDirectoryAtPath(const std::string& path,
 
 Result<std::vector<std::string>> NSFileManager::contentsOfDirectoryAtPath(
     const std::string& path) const {
-  // The standard library's own iterator ends the process when memory is wanting.
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
-  const auto failure = [&] { return NSError::fromErrno(errno, "cannot list the folder " + path); };
-  if (!folder) return failure();
-  std::vector<std::string> names;
-  for (;;) {
-    errno = 0;
-    const dirent* const entry = readdir(folder.get());
-    if (!entry) break;
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.emplace_back(name);
-  }
-  if (errno != 0) return failure();
-  std::sort(names.begin(), names.end());
-  return names;
+  return namesInFolder(path);
 }
 
 Result<void> NSFileManager::removeItemAtPath(const std::string& path) {

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 
 namespace tasklane {
 

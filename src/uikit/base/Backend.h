@@ -7,11 +7,11 @@
 
 #include "foundation/base/NSError.h"
 #include "uikit/base/CGGeometry.h"
-#include "uikit/drawing/UIFont.h"
-#include "uikit/views/UIView.h"
 
 namespace tasklane {
 
+class UIFont;
+class UIView;
 class UIWindow;
 
 /// The widget behind a view that is on a screen. The view owns it and tells it of changes; a

@@ -54,4 +54,7 @@ struct CGRect {
   bool operator==(const CGRect&) const = default;
 };
 
+/// Which side of a screen a line begins at.
+enum class UIUserInterfaceLayoutDirection { LeftToRight = 0, RightToLeft = 1 };
+
 }  // namespace tasklane

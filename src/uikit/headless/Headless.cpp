@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "uikit/base/Backend.h"
+#include "uikit/drawing/UIFont.h"
 #include "uikit/headless/TextMetrics.h"
 #include "uikit/views/UIWindow.h"
 

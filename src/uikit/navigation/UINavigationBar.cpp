@@ -100,10 +100,16 @@ std::shared_ptr<UINavigationItem> UINavigationBar::backItem() const {
 void UINavigationBar::setItems(const std::vector<std::shared_ptr<UINavigationItem>>& items,
                                bool animated) {
   (void)animated;  // the screens slide; what the bar says changes at once
-  for (const auto& item : items_) item->bar_.reset();
+  for (const auto& item : items_) item->changeHandler_ = nullptr;
   items_ = items;
-  for (const auto& item : items_) item->bar_ = sharedFrom(this);
+  for (const auto& item : items_) item->changeHandler_ = handlerOfChanges();
   itemDidChange();
+}
+
+std::function<void()> UINavigationBar::handlerOfChanges() {
+  return [weakBar = std::weak_ptr<UINavigationBar>(sharedFrom(this))] {
+    if (const auto bar = weakBar.lock()) bar->itemDidChange();
+  };
 }
 
 void UINavigationBar::itemDidChange() {
@@ -140,10 +146,7 @@ void UINavigationBar::showTitle(const UINavigationItem& item) {
 void UINavigationBar::showButton(UIButton& button, const std::shared_ptr<UIBarButtonItem>& item) {
   button.setHidden(!item);
   if (!item) return;
-  const std::weak_ptr<UINavigationBar> weakBar = sharedFrom(this);
-  item->changeHandler_ = [weakBar] {
-    if (const auto bar = weakBar.lock()) bar->itemDidChange();
-  };
+  item->changeHandler_ = handlerOfChanges();
   button.setTitle(item->title());
   button.setEnabled(item->isEnabled());
 }

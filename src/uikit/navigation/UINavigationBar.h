@@ -42,7 +42,7 @@ class UINavigationBar : public UIView {
   CGSize sizeThatFits(CGSize size) override;
 
  private:
-  friend class UINavigationItem;
+  std::function<void()> handlerOfChanges();
   void itemDidChange();
   void applyColors();
   void showTitle(const UINavigationItem& item);

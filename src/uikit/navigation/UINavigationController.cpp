@@ -12,6 +12,16 @@ constexpr double kSlideSeconds = 0.25;
 
 }  // namespace
 
+// A screen knows that there are such controllers, but not what they are.
+std::shared_ptr<UINavigationController> UIViewController::navigationController() const {
+  for (auto parent = parent_.lock(); parent; parent = parent->parent_.lock()) {
+    if (auto navigation = std::dynamic_pointer_cast<UINavigationController>(parent)) {
+      return navigation;
+    }
+  }
+  return nullptr;
+}
+
 /// The bar over the screen that is shown.
 class UINavigationController::StackView : public UIView {
  public:

@@ -2,14 +2,12 @@
 
 #include <utility>
 
-#include "uikit/navigation/UINavigationBar.h"
-
 namespace tasklane {
 
 UINavigationItem::UINavigationItem(std::string title) : title_(std::move(title)) {}
 
 void UINavigationItem::changed() {
-  if (const auto bar = bar_.lock()) bar->itemDidChange();
+  if (changeHandler_) changeHandler_();
 }
 
 void UINavigationItem::setTitle(std::string title) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -7,8 +8,6 @@
 #include "uikit/views/UIView.h"
 
 namespace tasklane {
-
-class UINavigationBar;
 
 /// What a navigation bar shows for one screen: a title (or a view in its place) and a button on
 /// either side. A change shows at once while the item is on top of a bar.
@@ -33,7 +32,7 @@ class UINavigationItem : public NSObject {
   std::string title_;
   std::shared_ptr<UIView> titleView_;
   std::shared_ptr<UIBarButtonItem> left_, right_;
-  std::weak_ptr<UINavigationBar> bar_;
+  std::function<void()> changeHandler_;  ///< of the bar that shows it
   bool hidesBackButton_ = false;
 };
 

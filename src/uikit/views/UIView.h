@@ -24,7 +24,6 @@ enum class UIViewContentMode {
   ScaleAspectFill = 2,
   Center = 4
 };
-enum class UIUserInterfaceLayoutDirection { LeftToRight = 0, RightToLeft = 1 };
 
 /// Bits of the autoresizing mask: which distances give way when the superview changes its size.
 enum UIViewAutoresizing : unsigned {

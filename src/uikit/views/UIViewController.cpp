@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "uikit/base/ProgrammingError.h"
-#include "uikit/navigation/UINavigationController.h"
 #include "uikit/views/UIPresentationController.h"
 #include "uikit/views/UIWindow.h"
 
@@ -180,15 +179,6 @@ void UIViewController::removeFromParentViewController() {
   const auto parent = parent_.lock();
   parent_.reset();
   if (parent) std::erase(parent->children_, self);
-}
-
-std::shared_ptr<UINavigationController> UIViewController::navigationController() const {
-  for (auto parent = parent_.lock(); parent; parent = parent->parent_.lock()) {
-    if (auto navigation = std::dynamic_pointer_cast<UINavigationController>(parent)) {
-      return navigation;
-    }
-  }
-  return nullptr;
 }
 
 // Events.

@@ -14,9 +14,9 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/base/StableHash.h"
-#include "foundation/files/NSFileManager.h"
 
 namespace tasklane {
 namespace {
@@ -220,7 +220,7 @@ Result<void> NotifyCounter::replaceAt(const Place& place, const std::string& nam
 
 /// Removes the files that no process has open, when they have become many.
 void NotifyCounter::removeUnused(const std::string& folder) {
-  const auto names = NSFileManager::defaultManager().contentsOfDirectoryAtPath(folder);
+  const auto names = namesInFolder(folder);
   if (!names) return;
   std::vector<std::string> files;
   for (const std::string& name : names.value()) {

@@ -11,7 +11,7 @@
 #include <mutex>
 #include <utility>
 
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 
 namespace tasklane {
 namespace {

@@ -21,9 +21,9 @@
 #include <thread>
 #include <utility>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/events/Interruption.h"
-#include "foundation/files/FileSystem.h"
 
 namespace tasklane::lockwait {
 namespace {

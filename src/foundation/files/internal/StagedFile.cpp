@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
-#include "foundation/files/FileSystem.h"
 
 namespace tasklane {
 namespace {

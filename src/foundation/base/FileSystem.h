@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "foundation/base/FileDescriptor.h"
 #include "foundation/base/NSError.h"
@@ -53,6 +54,9 @@ Result<std::string> readAll(int file, const std::string& name);
 
 /// Writes all of the bytes; 0, or the errno value of the failure.
 int writeAll(int file, std::string_view bytes);
+
+/// What a folder holds, sorted.
+Result<std::vector<std::string>> namesInFolder(const std::string& path);
 
 /// Makes one folder (0700); one that is there already is no error. Without a flush of the folder
 /// above it, it may be gone after a power cut.

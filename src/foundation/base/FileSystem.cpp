@@ -1,5 +1,6 @@
-#include "foundation/files/FileSystem.h"
+#include "foundation/base/FileSystem.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
@@ -9,6 +10,7 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <new>
 #include <system_error>
 
@@ -138,6 +140,24 @@ int writeAll(int file, std::string_view bytes) {
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return 0;
+}
+
+Result<std::vector<std::string>> namesInFolder(const std::string& path) {
+  // The standard library's own iterator ends the process when memory is wanting.
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
+  const auto failure = [&] { return NSError::fromErrno(errno, "cannot list the folder " + path); };
+  if (!folder) return failure();
+  std::vector<std::string> names;
+  for (;;) {
+    errno = 0;
+    const dirent* const entry = readdir(folder.get());
+    if (!entry) break;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  if (errno != 0) return failure();
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 Result<void> makeFolder(const std::string& path, Flush flush) {
