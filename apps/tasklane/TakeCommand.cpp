@@ -16,8 +16,8 @@
 #include "Command.h"
 #include "QueueCommands.h"
 #include "common/OutOfMemory.h"
-#include "foundation/base/NSUUID.h"
 #include "foundation/base/FileSystem.h"
+#include "foundation/base/NSUUID.h"
 #include "foundation/files/NSFileManager.h"
 #include "shared-store/TLXExternalAction.h"
 
