@@ -177,12 +177,7 @@ void TLXPlistPresenter::refreshPlist() {
 
 Result<void> TLXPlistPresenter::_readPlistWithNotification(Announce announce) {
   log("_readPlistWithNotification:", "Reading plist");
-  // Of many posts that wait, the first one reads for all.
-  const bool isRead = cache_ == Cache::Read && isOnDiskAsKnown();
-  if (isRead && plist_) plist_ = std::make_shared<const PropertyList>(*plist_);
-  if (!isRead) {
-    if (auto read = readFile(); !read) return read;
-  }
+  if (auto read = readFile(); !read) return read;
   log("_readPlistWithNotification:", plist_ ? "got plist" : "plist removed");
   if (announce == Announce::Yes) _enqueueDidChange();
   return {};
@@ -204,6 +199,12 @@ Result<void> TLXPlistPresenter::readFile() {
 }
 
 Result<void> TLXPlistPresenter::takeContentsAtURL(const NSURL& url) {
+  // Of many posts that wait, the first one reads for all. Only under the lock is that known: a
+  // writer posts before what it has written takes the file's place.
+  if (cache_ == Cache::Read && isOnDiskAsKnown()) {
+    if (plist_) plist_ = std::make_shared<const PropertyList>(*plist_);
+    return {};
+  }
   cache_ = Cache::Unknown;
   // Asked before the reading: a file that somebody replaces meanwhile is then not the known one.
   auto version = FileVersion::ofItemAtPath(url.path());

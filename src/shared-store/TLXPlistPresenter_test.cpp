@@ -7,9 +7,14 @@
 
 #include <csignal>
 #include <filesystem>
+#include <future>
+#include <mutex>
+#include <thread>
 
 #include "foundation/events/NSNotificationCenter.h"
 #include "foundation/extension/NSBundle.h"
+#include "foundation/files/CoordinationLock.h"
+#include "foundation/files/NSFileCoordinator.h"
 #include "shared-store/SharedStoreTesting.h"
 
 namespace tasklane {
@@ -98,6 +103,33 @@ TEST_F(TLXPlistPresenterTest, OnePostReadsForAllThatWait) {
   ASSERT_TRUE(waitUntil([&] { return heard == 501; }));
   EXPECT_NE(presenter->plist(), contentsRead) << "an announcement comes with contents of its own";
   EXPECT_EQ(text(), textRead) << "which nobody has read anew";
+}
+
+TEST_F(TLXPlistPresenterTest, APostThatComesBeforeTheWritingIsOverBringsWhatIsWritten) {
+  const auto presenter = makePresenter();
+  int heard = 0;
+  const auto token = count(presenter, heard);
+  presenter->writePlist(object({{"n", 1}}));
+  ASSERT_TRUE(waitUntil([&] { return heard == 1; }));
+
+  std::promise<void> readerIsAtIt;
+  std::once_flag once;
+  const auto goOn = [&] { std::call_once(once, [&] { readerIsAtIt.set_value(); }); };
+  CoordinationLock::setWaitingHook(goOn);
+  std::thread writer([&] {
+    (void)NSFileCoordinator().coordinateWritingItemAtURL(
+        presenter->url(), NSFileCoordinatorWritingOptions::None, [&](const NSURL& staged) {
+          overwriteWithPlist(staged.path(), *object({{"n", 2}}));
+          TLXDarwinNotifier::makeWithIdentifier(presenter->url().absoluteString(), {})
+              ->postNotification();
+          readerIsAtIt.get_future().wait();
+        });
+  });
+  EXPECT_TRUE(waitUntil([&] { return heard == 2; }));
+  goOn();
+  writer.join();
+  CoordinationLock::setWaitingHook({});
+  EXPECT_EQ(*presenter->plist(), *object({{"n", 2}}));
 }
 
 TEST_F(TLXPlistPresenterTest, FollowsTheFileOrKeepsWhatItHad) {
