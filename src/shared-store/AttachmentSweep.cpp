@@ -15,9 +15,9 @@
 #include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/files/NSURL.h"
+#include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "shared-store/AttachmentHold.h"
 #include "shared-store/TLXExternalAction.h"
-#include "shared-store/TLXPlistPresenter.h"
 
 namespace tasklane {
 
@@ -57,9 +57,12 @@ Result<std::unordered_set<std::string>> queuedNames() {
   std::unordered_set<std::string> names;
   const auto& url = TLXExternalAction::sharedActionsURL();
   if (!url || !NSFileManager::defaultManager().fileExistsAtPath(url->path())) return names;
-  // A presenter that remembers nothing knows what is on the disk now.
-  const auto contents = TLXPlistPresenter::makeWithURL(url)->plist();
-  const auto* entries = contents ? contents->valueForKey("actions") : nullptr;
+  // Without the lock, for whose holder nobody should wait here: a queue is replaced whole.
+  const auto data = NSFileManager::defaultManager().contentsAtPath(url->path());
+  if (!data) return data.error();
+  const auto contents = NSPropertyListSerialization::propertyListWithData(data.value());
+  if (!contents) return contents.error();
+  const auto* entries = contents.value().plist.valueForKey("actions");
   if (!entries || !entries->array())
     return NSError{NSError::Kind::Corrupt, "the queue cannot be read"};
   for (const auto& entry : *entries->array()) {

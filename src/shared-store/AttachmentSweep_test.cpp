@@ -10,6 +10,7 @@
 #include <map>
 
 #include "foundation/base/FileDescriptor.h"
+#include "foundation/files/CoordinationLock.h"
 #include "shared-store/AttachmentHold.h"
 #include "shared-store/SharedStoreTesting.h"
 #include "shared-store/TLXExternalAction.h"
@@ -92,12 +93,19 @@ TEST_F(AttachmentSweepTest, TakesWhatNoEntryNamesAndNoProcessHolds) {
                           Pair("4.jpg", Kind::Recent), Pair("5.jpg", Kind::Recent)));
 }
 
-TEST_F(AttachmentSweepTest, LeavesAllWhereTheQueueCannotBeRead) {
+TEST_F(AttachmentSweepTest, LeavesAllWhereTheQueueCannotBeReadAndWaitsForNoLock) {
   {
     AttachmentHold killed(folder);
     hold(killed, "1.jpg");
   }
   const auto path = TLXExternalAction::sharedActionsURL()->path();
+  testing::overwriteWithPlist(path, PropertyListDictionary{{"actions", PropertyList::Array{}}});
+  {
+    const auto lock = CoordinationLock::acquire(path, CoordinationLock::Mode::Exclusive);
+    ASSERT_TRUE(lock);
+    EXPECT_THAT(orphans(), ElementsAre(Pair("1.jpg", Kind::NeverQueued)));
+  }
+  std::filesystem::remove(path);
   std::filesystem::create_directories(path);
   EXPECT_FALSE(findOrphanedAttachments());
   sweepAttachments();
