@@ -120,8 +120,8 @@ class SheetFaultsTest(unittest.TestCase):
         desktop.tasklane("share", "--title", "First", "--post")
         def height():
             return desktop.output(["xwininfo", "-id", desktop.window]).split("Height:")[1].split()[0]
-        def save_under_a_lock():
-            sheet = desktop.share("--title", "Buy milk")
+        def save_under_a_lock(**options):
+            sheet = desktop.share("--title", "Buy milk", **options)
             before = height()
             desktop.keys("ctrl+Return")
             wait_for("the notice", lambda: height() != before)
@@ -143,12 +143,14 @@ class SheetFaultsTest(unittest.TestCase):
         shutil.rmtree(draft)
 
         desktop.environment["TASKLANE_LOCK_LIMIT"] = "2"
-        sheet = save_under_a_lock()
+        sheet = save_under_a_lock(stderr=subprocess.PIPE, text=True)
         wait_for("the limit", lambda: list(drafts.glob("*/draft.plist")))
         self.assertIsNone(sheet.poll())
         fcntl.flock(locks[0], fcntl.LOCK_UN)
         desktop.keys("ctrl+Return")
         self.assertEqual(sheet.wait(60), 0)
+        self.assertEqual(sheet.stderr.read().count("Waiting for"), 1, "the limit is waited for once")
+        sheet.stderr.close()
         self.assertEqual([action["info"]["title"] for action in desktop.queue()], ["First", "Buy milk"])
 
     def test_killed_sheet_leaves_nothing_for_long(self):

@@ -1,5 +1,8 @@
 #include "share-sheet/ShareViewController.h"
 
+#include <set>
+#include <utility>
+
 #include "appearance/TasklaneAppearance.h"
 #include "foundation/base/NSClassFromString.h"
 #include "foundation/base/NSLog.h"
@@ -27,6 +30,11 @@ void addChoice(PropertyListDictionary& info, const SLComposeSheetConfigurationIt
   if (!identifier) return;
   info.set(key, *identifier);
   info.set(key + "Name", name);
+}
+
+bool isWaitInVain(const Result<void>& outcome) {
+  return !outcome && (outcome.error().kind == NSError::Kind::Busy ||
+                      outcome.error().kind == NSError::Kind::Interrupted);
 }
 
 }  // namespace
@@ -107,6 +115,9 @@ Result<void> ShareViewController::postContent() {
   const auto& queue = TLXExternalAction::presenter();
   if (!queue)
     return NSError{NSError::Kind::NotPermitted, "there is no folder for the shared files"};
+  // Making the presenter, as the first Save does, has waited for the lock already.
+  if (!std::exchange(hasAskedForQueue_, true) && isWaitInVain(queue->lastReading()))
+    return queue->lastReading();
   queueItem(writtenFiles());
   if (!queue->lastChange()) return queue->lastChange();
   if (draft_) draft_->remove();
@@ -130,7 +141,11 @@ void ShareViewController::queueItem(const std::vector<std::string>& attachments)
 
 std::vector<std::string> ShareViewController::writtenFiles() const {
   auto files = attachmentFiles_;
-  std::erase_if(files, [this](const std::string& name) { return unwrittenFiles_.contains(name); });
+  // A name that a photo left unwritten may have become another's.
+  std::set<std::string> seen;
+  std::erase_if(files, [&](const std::string& name) {
+    return unwrittenFiles_.contains(name) || !seen.insert(name).second;
+  });
   return files;
 }
 

@@ -147,6 +147,7 @@ class ShareViewController : public SLComposeServiceViewController {
   std::set<std::string> unwrittenFiles_;
   std::optional<AttachmentHold> hold_;
   std::vector<NSError> attachmentFailures_;
+  bool hasAskedForQueue_ = false;
   std::vector<std::shared_ptr<SLComposeThumbnail>> photos_;
   std::shared_ptr<std::atomic<int>> outstandingLoads_ = std::make_shared<std::atomic<int>>(0);
   bool showsThumbnails_ = true;

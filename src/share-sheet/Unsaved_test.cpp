@@ -180,16 +180,22 @@ TEST_F(UnsavedTest, WhatCanNeitherBeSavedNorKeptHoldsTheSheetOpen) {
 
 TEST_F(UnsavedTest, APhotoHasItsPlaceFromTheStartAndSaveWaitsForIt) {
   std::promise<void> release;
-  const auto nowhere = item("");
-  nowhere->attachments = {
-      NSItemProvider::makeWithContentsOfURL(NSURL::fileURLWithPath("/nonexistent/photo.jpg"))};
-  auto sheet = open({withPhoto("T", release.get_future().share()), nowhere});
-  EXPECT_THAT(places(*sheet), ElementsAre("Photo 1 of 2; Loading", "Photo 2 of 2; Loading"));
+  const auto damaged = folder() / "damaged.jpg";
+  std::filesystem::copy_file(kPhoto, damaged);
+  std::filesystem::resize_file(damaged, 20000);
+  const auto others = item("");
+  for (const std::string& path : {std::string("/nonexistent/photo.jpg"), damaged.string()})
+    others->attachments.push_back(
+        NSItemProvider::makeWithContentsOfURL(NSURL::fileURLWithPath(path)));
+  auto sheet = open({withPhoto("T", release.get_future().share()), others});
+  EXPECT_THAT(places(*sheet), ElementsAre("Photo 1 of 3; Loading", "Photo 2 of 3; Loading",
+                                          "Photo 3 of 3; Loading"));
   ASSERT_TRUE(NSRunLoop::mainRunLoop().runUntil(
-      [&] { return !sheet->attachmentFailures().empty(); }, std::chrono::seconds(20)));
+      [&] { return sheet->attachmentFailures().size() == 2; }, std::chrono::seconds(20)));
   EXPECT_THAT(places(*sheet),
-              ElementsAre("Photo 1 of 2; Loading", "Photo 2 of 2; Could not be taken"));
-  EXPECT_THAT(notice(*sheet), HasSubstr("1 photo could not be taken"));
+              ElementsAre("Photo 1 of 3; Loading", "Photo 2 of 3; Could not be taken",
+                          "Photo 3 of 3; Could not be taken"));
+  EXPECT_THAT(notice(*sheet), HasSubstr("2 photos could not be taken"));
   sheet->post();
   EXPECT_EQ(context->state(), NSExtensionContext::State::Running);
   EXPECT_THAT(notice(*sheet), HasSubstr("Waiting"));
