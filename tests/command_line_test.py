@@ -262,7 +262,7 @@ class Queue(ProgramTest):
                     os.set_blocking(output, True)
             with self.subTest(nowhere):
                 process = self.start("queue", "take", stdout=output)
-                self.assertIn(b"still in the queue", process.communicate(timeout=LIMIT)[1])
+                self.assertIn(b"still in the queue, what was printed included", process.communicate(timeout=LIMIT)[1])
                 self.assertEqual(process.returncode, 74)
                 self.assertEqual(self.actions(), queued)
                 self.assertEqual(self.names_in(self.attachments / "taken"), [])
@@ -319,6 +319,10 @@ class Queue(ProgramTest):
             self.environment["TASKLANE_LOCK_LIMIT"] = "1.2"
             self.run_program("share", "--post", "--title", "T", code=75)
             self.assertEqual(self.error.count("Waiting for"), 1, "the limit is waited for once")
+        for limit, is_told in (("abc", True), ("3s", True), ("-1", True), ("inf", True), ("", False), ("2.5", False)):
+            self.environment["TASKLANE_LOCK_LIMIT"] = limit
+            self.run_program("queue")
+            self.assertEqual(f'TASKLANE_LOCK_LIMIT is "{limit}"' in self.error, is_told, self.error)
 
     def test_is_watched(self):
         watcher = self.start("watch", "actions", "--count", "4")

@@ -138,9 +138,10 @@ void takeQueue() {
           attachments.flush();
           const auto written = writeOutput(text);
           if (!written)
-            failure = {ExitCode::WriteFailed, "The output could not be written (" +
-                                                  written.error().description +
-                                                  "); everything is still in the queue."};
+            failure = {ExitCode::WriteFailed,
+                       "The output could not be written (" + written.error().description +
+                           "); everything is still in the queue, what was printed "
+                           "included."};
         } catch (const Failure& unable) {
           failure = unable;
         }

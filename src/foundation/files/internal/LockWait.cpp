@@ -41,12 +41,29 @@ std::function<void()>& hookOfThisThread() {
   return hook;
 }
 
-milliseconds limit() {
-  const char* const text = std::getenv("TASKLANE_LOCK_LIMIT");
+constexpr const char* kLimitVariable = "TASKLANE_LOCK_LIMIT";
+
+/// None when the text is no such number of seconds.
+std::optional<milliseconds> limitFromText(const char* text) {
   char* end = nullptr;
-  const double seconds = text ? std::strtod(text, &end) : 0;
-  if (!text || end == text || !(seconds >= 0 && seconds < 1e6)) return kUsualLimit;
+  const double seconds = std::strtod(text, &end);
+  if (end == text || *end || !(seconds >= 0 && seconds < 1e6)) return std::nullopt;
   return milliseconds(static_cast<long>(seconds * 1000));
+}
+
+milliseconds limit() {
+  const char* const text = std::getenv(kLimitVariable);
+  return text ? limitFromText(text).value_or(kUsualLimit) : kUsualLimit;
+}
+
+/// When the first lock is taken, not when one is first waited for, months later.
+bool tellOfUnusableLimit() {
+  const char* const text = std::getenv(kLimitVariable);
+  if (!text || !*text || limitFromText(text)) return false;
+  NSLog(std::string(kLimitVariable) + " is \"" + text +
+        "\", which is no number of seconds from 0 to 1000000; locks are waited for " +
+        std::to_string(kUsualLimit.count() / 1000) + " seconds.");
+  return true;
 }
 
 struct flock queueLock(short type) {
@@ -213,6 +230,7 @@ bool startThread(const std::shared_ptr<Wait>& wait) {
 void setHook(std::function<void()> hook) { hookOfThisThread() = std::move(hook); }
 
 Result<FileDescriptor> lock(FileDescriptor file, Mode mode, const std::string& path) {
+  [[maybe_unused]] static const bool told = tellOfUnusableLimit();
   if (!othersWait(file.get(), mode)) {
     const int problem = tryToLock(file.get(), mode);
     if (problem == 0) return file;
