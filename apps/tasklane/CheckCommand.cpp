@@ -17,6 +17,7 @@
 #include "foundation/files/NSFileManager.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "shared-store/AttachmentSweep.h"
+#include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"
 #include "shared-store/TLXExternalItem.h"
@@ -146,12 +147,17 @@ class Inspection {
   }
 
   void checkContainer() {
-    const std::set<std::string> shared{"actions.plist", "containers.plist", "items.plist"};
+    const std::set<std::string> shared{"actions.plist", "containers.plist", "items.plist",
+                                       kSetAsideFileName, "delivery.plist"};
+    const std::set<std::string> others{"receipts.jsonl", "delivery.lock", "agent.lock",
+                                       "background.lock"};
     for (const auto& name : namesIn(container_)) {
       const std::string path = container_ + "/" + name;
       const auto mark = name.find(".plist.damaged-");
       if (shared.contains(name)) {
         if (isOurs(path, S_IFREG)) checkSharedFile(name, path);
+      } else if (others.contains(name)) {
+        isOurs(path, S_IFREG);
       } else if (mark != std::string::npos) {
         checkDamaged(path, name.substr(0, mark) == "actions");
       } else {
@@ -161,7 +167,7 @@ class Inspection {
   }
 
   void checkSharedFile(const std::string& name, const std::string& path) {
-    if (name == "actions.plist") {
+    if (name == "actions.plist" || name == kSetAsideFileName) {
       const auto queue = queueInFile(path);
       if (!queue && queue.error().kind == NSError::Kind::Corrupt)
         report("damaged", path, queue.error().description + "; the next change sets it aside");
@@ -177,7 +183,8 @@ class Inspection {
                !parsed || !parsed.value().plist.dictionary()) {
       report("damaged", path,
              (parsed ? std::string("it holds no dictionary") : parsed.error().description) +
-                 "; publish it again");
+                 (name == "delivery.plist" ? "; the next delivery writes it again"
+                                           : "; publish it again"));
     }
   }
 
@@ -205,20 +212,18 @@ class Inspection {
   }
 
   void checkEntries() {
-    const auto* presenter = TLXExternalAction::presenter().get();
-    const auto* actions = presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;
-    if (!actions || !actions->array()) return;
-    for (const auto& entry : *actions->array()) {
-      const auto* info = entry.valueForKey("info");
-      const auto* names = info ? info->valueForKey("attachments") : nullptr;
-      if (!names || !names->array()) continue;
-      const auto* uuid = info->valueForKey("uuid");
-      const std::string action = uuid && uuid->string() ? *uuid->string() : "without identifier";
-      for (const auto& name : *names->array()) {
-        if (!name.string()) continue;
-        const std::string path = attachments_ + "/" + *name.string();
-        if (!NSFileManager::defaultManager().fileExistsAtPath(path))
-          report("dangling", path, "is missing, though the action " + action + " names it");
+    for (const char* file : {"actions.plist", kSetAsideFileName}) {
+      const auto entries = entriesInSharedFile(file);
+      if (!entries) continue;  // reported with the file
+      for (const auto& entry : entries.value()) {
+        const auto* info = entry.valueForKey("info");
+        const auto* uuid = info ? info->valueForKey("uuid") : nullptr;
+        const std::string action = uuid && uuid->string() ? *uuid->string() : "without identifier";
+        for (const auto& name : attachmentNamesOfEntry(entry)) {
+          const std::string path = attachments_ + "/" + name;
+          if (!NSFileManager::defaultManager().fileExistsAtPath(path))
+            report("dangling", path, "is missing, though the action " + action + " names it");
+        }
       }
     }
   }

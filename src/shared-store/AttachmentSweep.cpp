@@ -15,8 +15,8 @@
 #include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/files/NSURL.h"
-#include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "shared-store/AttachmentHold.h"
+#include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {
@@ -53,24 +53,15 @@ bool isFile(int folder, const std::string& name, struct stat& state) {
          S_ISREG(state.st_mode) && state.st_uid == ::geteuid();
 }
 
-Result<std::unordered_set<std::string>> queuedNames() {
+/// Of the queue and of what was set aside. An entry may go from one to the other meanwhile; it is
+/// in both for a moment, so that it is met on one of three looks.
+Result<std::unordered_set<std::string>> namedByEntries() {
   std::unordered_set<std::string> names;
-  const auto& url = TLXExternalAction::sharedActionsURL();
-  if (!url || !NSFileManager::defaultManager().fileExistsAtPath(url->path())) return names;
-  // Without the lock, for whose holder nobody should wait here: a queue is replaced whole.
-  const auto data = NSFileManager::defaultManager().contentsAtPath(url->path());
-  if (!data) return data.error();
-  const auto contents = NSPropertyListSerialization::propertyListWithData(data.value());
-  if (!contents) return contents.error();
-  const auto* entries = contents.value().plist.valueForKey("actions");
-  if (!entries || !entries->array())
-    return NSError{NSError::Kind::Corrupt, "the queue cannot be read"};
-  for (const auto& entry : *entries->array()) {
-    const auto* info = entry.valueForKey("info");
-    const auto* attachments = info ? info->valueForKey("attachments") : nullptr;
-    if (!attachments || !attachments->array()) continue;
-    for (const auto& name : *attachments->array())
-      if (name.string()) names.insert(*name.string());
+  for (const char* file : {kSetAsideFileName, "actions.plist", kSetAsideFileName}) {
+    const auto entries = entriesInSharedFile(file);
+    if (!entries) return entries.error();
+    for (const auto& entry : entries.value())
+      for (auto& name : attachmentNamesOfEntry(entry)) names.insert(std::move(name));
   }
   return names;
 }
@@ -118,7 +109,7 @@ Result<std::vector<OrphanedAttachment>> findOrphanedAttachments() {
   }
   if (candidates.empty()) return orphans;
   // Only now: whoever has let go of a file before has queued or removed it before that.
-  const auto queued = queuedNames();
+  const auto queued = namedByEntries();
   if (!queued) return queued.error();
   const bool mayBeNamed = isDamagedQueueKept();
   for (auto& candidate : candidates) {

@@ -7,9 +7,9 @@
 
 namespace tasklane {
 
-/// A file in the shared attachment folder that no queue entry names and no process holds
-/// (AttachmentHold.h). Only files that the sheet makes are looked at: "%lu.jpg", "Attachment-%lu.*"
-/// and the stand-ins of nameless files.
+/// A file in the shared attachment folder that no entry of the queue, or of what was set aside,
+/// names and no process holds (AttachmentHold.h). Only files that the sheet makes are looked at:
+/// "%lu.jpg", "Attachment-%lu.*" and the stand-ins of nameless files.
 struct OrphanedAttachment {
   enum class Kind {
     NeverQueued,  ///< left by a process that was killed
