@@ -1,0 +1,264 @@
+#include "delivery/Deliverer.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "delivery/DeliveryLock.h"
+#include "delivery/QueuedActions.h"
+#include "delivery/SharedFileChange.h"
+#include "foundation/files/NSFileManager.h"
+#include "shared-store/EntryAttachments.h"
+#include "shared-store/TLXExternalAction.h"
+#include "shared-store/TLXExternalItem.h"
+
+namespace tasklane {
+
+namespace {
+
+using Kind = DeliveryOutcome::Kind;
+
+constexpr const char* kUnknown = "this program does not know what is asked for";
+
+std::string nowText() {
+  return TLXExternalItem::sharedDateFormatter().stringFromDate(Clock::now());
+}
+
+PropertyList typeOf(const PropertyList& entry) {
+  const auto* type = entry.valueForKey("type");
+  return type ? *type : PropertyList("unknown");
+}
+
+bool isSameAction(const PropertyList& one, const PropertyList& other) {
+  const auto* info = one.valueForKey("info");
+  const auto* otherInfo = other.valueForKey("info");
+  return typeOf(one) == typeOf(other) &&
+         (info && otherInfo ? *info == *otherInfo : info == otherInfo);
+}
+
+/// The queue as it is on the disk by now.
+Result<PropertyList::Array> queuedEntries() {
+  PropertyList::Array queued;
+  TLXExternalAction::changeEntries([&](const PropertyList::Array& entries) {
+    queued = entries;
+    return std::optional<PropertyList::Array>();
+  });
+  const auto& read = TLXExternalAction::presenter()->lastChange();
+  if (!read) return read.error();
+  return queued;
+}
+
+NSError busy() { return {NSError::Kind::Busy, "another program is delivering"}; }
+
+}  // namespace
+
+/// The entries of one delivery, and what becomes of them.
+class Deliverer::Batch {
+ public:
+  explicit Batch(std::string destination) : destination_(std::move(destination)) {}
+
+  std::vector<DeliveryAction> actions;  // to be carried out
+  std::size_t delivered = 0;
+  std::vector<DeliveryReceipts::Receipt> newReceipts;
+  PropertyList::Array refused;  // as they are set aside
+  PropertyList::Array gone;     // delivered or refused: to be taken out of the queue
+  std::set<std::string> usedFiles;
+  std::size_t waiting = 0;
+  std::string problem;
+
+  void addEntry(const PropertyList& entry) {
+    auto action = deliveryActionOfEntry(entry);
+    if (!action) {
+      refuse(entry, kUnknown);
+    } else if (action->type == TLXExternalActionType::New &&
+               receipts().holdsNewTask(action->uuid)) {
+      isDone(entry, *action);
+    } else {
+      actions.push_back(std::move(*action));
+      entries_.push_back(entry);
+    }
+  }
+
+  /// Behind all entries.
+  void addLookedAfter(std::vector<DeliveryAction> recent) {
+    for (auto& action : recent) actions.push_back(std::move(action));
+  }
+
+  void add(const std::vector<DeliveryOutcome>& outcomes) {
+    for (std::size_t i = 0; i < actions.size(); ++i) {
+      const bool isLookedAfter = i >= entries_.size();
+      const auto& outcome = outcomes[i];
+      if (outcome.kind == Kind::Delivered) {
+        if (!isLookedAfter) isDone(entries_[i], actions[i]);
+        if (isLookedAfter && outcome.isRepetition) continue;
+        const PropertyList type =
+            isLookedAfter ? PropertyList(DeliveryReceipts::kNewTask) : typeOf(entries_[i]);
+        newReceipts.push_back(
+            {*type.string(), Clock::now(), destination_, outcome.text, actions[i]});
+      } else if (isLookedAfter) {
+        continue;  // the next look
+      } else if (outcome.kind == Kind::Refused) {
+        refuse(entries_[i], outcome.text);
+      } else {
+        ++waiting;
+        if (problem.empty()) problem = outcome.text;
+      }
+    }
+  }
+
+ private:
+  void isDone(const PropertyList& entry, const DeliveryAction& action) {
+    ++delivered;
+    gone.push_back(entry);
+    usedFiles.insert(action.attachments.begin(), action.attachments.end());
+  }
+
+  void refuse(const PropertyList& entry, const std::string& reason) {
+    gone.push_back(entry);
+    PropertyListDictionary aside{{"type", typeOf(entry)}, {"reason", reason}, {"since", nowText()}};
+    if (const auto* info = entry.valueForKey("info")) aside.set("info", *info);
+    refused.emplace_back(std::move(aside));
+  }
+
+  const std::string destination_;
+  PropertyList::Array entries_;  // of the first actions
+};
+
+Deliverer::Deliverer(std::unique_ptr<Destination> destination, DeliveryConfiguration configuration)
+    : destination_(std::move(destination)), configuration_(std::move(configuration)) {}
+
+const std::shared_ptr<TLXPlistPresenter>& Deliverer::setAsidePresenter() {
+  static const auto presenter =
+      TLXPlistPresenter::makeWithURL(TLXPlistPresenter::sharedFileURL(kSetAsideFileName));
+  return presenter;
+}
+
+const std::shared_ptr<TLXPlistPresenter>& Deliverer::statePresenter() {
+  static const auto presenter =
+      TLXPlistPresenter::makeWithURL(TLXPlistPresenter::sharedFileURL("delivery.plist"));
+  return presenter;
+}
+
+DeliveryReceipts& Deliverer::receipts() {
+  static DeliveryReceipts receipts = [] {
+    const auto url = TLXPlistPresenter::sharedFileURL("receipts.jsonl");
+    return DeliveryReceipts(url ? url->path() : std::string());
+  }();
+  return receipts;
+}
+
+Result<Deliverer::Summary> Deliverer::deliver(const Progress& progress) {
+  if (!TLXExternalAction::presenter())
+    return NSError{NSError::Kind::Io, "there is no folder of shared files"};
+  const auto lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
+  if (!lock) return busy();
+  const auto entries = queuedEntries();
+  if (!entries) return entries.error();
+
+  Batch batch(destination_->description());
+  for (const auto& entry : entries.value()) batch.addEntry(entry);
+  batch.addLookedAfter(receipts().newTasksOfLast(kLookedAfter, destination_->description()));
+  if (!batch.actions.empty())
+    batch.add(destination_->carryOut(batch.actions, [&](std::size_t done) {
+      if (progress) progress(done, batch.actions.size());
+    }));
+  const auto finished = finish(batch);
+  if (!finished) return finished.error();
+  noteState(batch);
+  return Summary{batch.delivered, batch.waiting, batch.refused.size(), batch.problem};
+}
+
+/// In this order, so that what ends the process at any step only repeats a step.
+Result<void> Deliverer::finish(const Batch& batch) {
+  if (!batch.newReceipts.empty()) {
+    if (const auto appended = receipts().append(batch.newReceipts); !appended) return appended;
+  }
+  if (!batch.refused.empty()) {
+    const auto kept = changeSharedEntries(setAsidePresenter(), [&](PropertyList::Array& aside) {
+      for (const auto& entry : batch.refused)
+        if (std::none_of(aside.begin(), aside.end(),
+                         [&](const auto& other) { return isSameAction(entry, other); }))
+          aside.push_back(entry);
+    });
+    if (!kept) return kept;
+  }
+  if (batch.gone.empty()) return {};
+  std::set<std::string> stillNamed;
+  TLXExternalAction::changeEntries([&](const PropertyList::Array& queued) {
+    auto left = entriesWithout(queued, batch.gone);
+    for (const auto& entry : left)
+      if (const auto action = deliveryActionOfEntry(entry))
+        stillNamed.insert(action->attachments.begin(), action->attachments.end());
+    return std::optional(std::move(left));
+  });
+  const auto& taken = TLXExternalAction::presenter()->lastChange();
+  if (!taken) return taken;
+  for (const auto& path : batch.usedFiles)
+    if (!stillNamed.contains(path)) (void)NSFileManager::defaultManager().removeItemAtPath(path);
+  return {};
+}
+
+void Deliverer::noteState(const Batch& batch) {
+  const bool isNoted =
+      statePresenter()->plist() && statePresenter()->plist()->valueForKey("problem");
+  if (batch.problem.empty() && !isNoted) return;
+  const auto textAt = [](const PropertyListDictionary& state, const char* key) {
+    const auto* value = state.find(key);
+    return value && value->string() ? *value->string() : std::string();
+  };
+  (void)changeSharedDictionary(statePresenter(), [&](PropertyListDictionary& state) {
+    if (batch.problem == textAt(state, "problem")) return;
+    if (batch.problem.empty()) {
+      state.erase("problem");
+      state.erase("since");
+    } else {
+      state.set("problem", batch.problem);
+      if (textAt(state, "since").empty()) state.set("since", nowText());
+    }
+  });
+}
+
+std::vector<Deliverer::Preview> Deliverer::preview() const {
+  std::vector<Preview> previews;
+  const auto entries = queuedEntries();
+  if (!entries) return previews;
+  for (const auto& entry : entries.value()) {
+    const auto action = deliveryActionOfEntry(entry);
+    Preview preview{entry, {}};
+    if (!action) {
+      preview.losses.emplace_back(kUnknown);
+    } else {
+      preview.losses = destination_->losses(*action);
+      for (const auto& name : action->missingAttachments)
+        preview.losses.push_back("its attachment " + name + " is not there any more");
+    }
+    previews.push_back(std::move(preview));
+  }
+  return previews;
+}
+
+Result<std::size_t> Deliverer::retry() {
+  const auto lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
+  if (!lock) return busy();
+  const auto aside = entriesInSharedFile(kSetAsideFileName);
+  if (!aside) return aside.error();
+  if (aside.value().empty()) return std::size_t{0};
+  // Into the queue first: what is in both is delivered once, by its uuid.
+  TLXExternalAction::changeEntries([&](const PropertyList::Array& queued) {
+    auto all = queued;
+    for (const auto& entry : aside.value()) {
+      PropertyListDictionary back{{"type", typeOf(entry)}};
+      if (const auto* info = entry.valueForKey("info")) back.set("info", *info);
+      all.emplace_back(std::move(back));
+    }
+    return std::optional(std::move(all));
+  });
+  const auto& queued = TLXExternalAction::presenter()->lastChange();
+  if (!queued) return queued.error();
+  const auto emptied = changeSharedEntries(setAsidePresenter(),
+                                           [](PropertyList::Array& entries) { entries.clear(); });
+  if (!emptied) return emptied.error();
+  return aside.value().size();
+}
+
+}  // namespace tasklane

@@ -1,0 +1,197 @@
+#include "delivery/DeliveryReceipts.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string_view>
+#include <utility>
+
+#include "foundation/base/FileDescriptor.h"
+#include "foundation/base/FileSystem.h"
+#include "foundation/files/NSFileManager.h"
+
+namespace tasklane {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+constexpr std::size_t kLargestFile = std::size_t{16} << 20;
+/// What is kept when it has grown so large.
+constexpr std::size_t kKept = std::size_t{4} << 20;
+
+std::string timeText(NSDate moment) {
+  const auto seconds = static_cast<std::time_t>(moment.time_since_epoch().count());
+  std::tm fields{};
+  ::gmtime_r(&seconds, &fields);
+  char text[32];
+  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &fields)};
+}
+
+NSDate timeOfText(const std::string& text) {
+  std::tm fields{};
+  if (!::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &fields)) return NSDate();
+  return NSDate(NSTimeInterval(static_cast<double>(::timegm(&fields))));
+}
+
+void setContainer(ordered_json& object, const char* key,
+                  const std::optional<ListContainer>& container) {
+  if (container) object[key] = {{"id", container->id}, {"title", container->title}};
+}
+
+std::optional<ListContainer> containerAt(const ordered_json& object, const char* key) {
+  if (!object.contains(key)) return std::nullopt;
+  return ListContainer{object[key].value("id", ""), object[key].value("title", ""), std::nullopt};
+}
+
+/// The uuid comes first, so that a line's can be read without reading the line.
+std::string lineOf(const DeliveryReceipts::Receipt& receipt) {
+  const auto& action = receipt.action;
+  ordered_json line{{"uuid", action.uuid},
+                    {"type", receipt.type},
+                    {"when", timeText(receipt.when)},
+                    {"destination", receipt.destination},
+                    {"where", receipt.where}};
+  ordered_json details{{"title", action.title}, {"moment", timeText(action.moment)}};
+  if (!action.notes.empty()) details["notes"] = action.notes;
+  setContainer(details, "project", action.project);
+  setContainer(details, "context", action.context);
+  if (!action.attachments.empty()) details["attachments"] = action.attachments;
+  line["action"] = std::move(details);
+  return line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+}
+
+std::optional<DeliveryReceipts::Receipt> receiptOf(const std::string& text) {
+  const auto line = ordered_json::parse(text, nullptr, false);
+  if (!line.is_object() || !line.contains("action")) return std::nullopt;
+  try {
+    const auto& details = line["action"];
+    DeliveryReceipts::Receipt receipt;
+    receipt.type = line.value("type", "");
+    receipt.when = timeOfText(line.value("when", ""));
+    receipt.destination = line.value("destination", "");
+    receipt.where = line.value("where", "");
+    receipt.action.type = receipt.type == DeliveryReceipts::kNewTask
+                              ? TLXExternalActionType::New
+                              : TLXExternalActionType::Unknown;
+    receipt.action.uuid = line.value("uuid", "");
+    receipt.action.title = details.value("title", "");
+    receipt.action.notes = details.value("notes", "");
+    receipt.action.project = containerAt(details, "project");
+    receipt.action.context = containerAt(details, "context");
+    receipt.action.attachments = details.value("attachments", std::vector<std::string>());
+    receipt.action.moment = timeOfText(details.value("moment", ""));
+    return receipt;
+  } catch (const ordered_json::exception&) {
+    return std::nullopt;  // not one of ours
+  }
+}
+
+}  // namespace
+
+void DeliveryReceipts::readWhatIsNew() {
+  std::ifstream file(path_, std::ios::binary);
+  file.seekg(0, std::ios::end);
+  if (!file) return;
+  const auto size = static_cast<std::size_t>(file.tellg());
+  if (size < known_) {
+    known_ = 0;
+    newTasks_.clear();
+  }
+  if (size == known_) return;
+  file.seekg(static_cast<std::streamoff>(known_));
+  for (std::string line; std::getline(file, line) && !file.eof(); known_ += line.size() + 1) {
+    static constexpr std::string_view kStart = R"({"uuid":")";
+    const std::size_t end = line.find('"', kStart.size());
+    if (!line.starts_with(kStart) || end == std::string::npos) continue;
+    if (line.compare(end, 14, R"(","type":"new")") != 0) continue;
+    newTasks_.insert(line.substr(kStart.size(), end - kStart.size()));
+  }
+}
+
+bool DeliveryReceipts::holdsNewTask(const std::string& uuid) {
+  readWhatIsNew();
+  return newTasks_.contains(uuid);
+}
+
+Result<std::vector<DeliveryReceipts::Receipt>> DeliveryReceipts::receipts(
+    std::optional<std::size_t> newest) const {
+  std::vector<Receipt> receipts;
+  auto& manager = NSFileManager::defaultManager();
+  if (!manager.fileExistsAtPath(path_)) return receipts;
+  const auto text = manager.contentsAtPath(path_);
+  if (!text) return text.error();
+  std::vector<std::string> lines;
+  std::size_t at = 0;
+  for (std::size_t end; (end = text.value().find('\n', at)) != std::string::npos; at = end + 1)
+    lines.push_back(text.value().substr(at, end - at));
+  if (newest && lines.size() > *newest)
+    lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(*newest));
+  for (const auto& line : lines)
+    if (auto receipt = receiptOf(line)) receipts.push_back(std::move(*receipt));
+  return receipts;
+}
+
+std::vector<DeliveryAction> DeliveryReceipts::newTasksOfLast(std::chrono::seconds time,
+                                                             const std::string& destination) const {
+  std::vector<DeliveryAction> tasks;
+  const NSDate start = Clock::now() - time;
+  struct stat status {};
+  if (::stat(path_.c_str(), &status) != 0 ||
+      NSDate(NSTimeInterval(static_cast<double>(status.st_mtime))) < start)
+    return tasks;
+  const auto text = NSFileManager::defaultManager().contentsAtPath(path_);
+  if (!text) return tasks;
+  std::unordered_set<std::string> seen;
+  std::string_view rest = text.value();
+  while (!rest.empty()) {
+    rest.remove_suffix(rest.ends_with('\n') ? 1 : 0);
+    const std::size_t begin = rest.rfind('\n') + 1;
+    auto receipt = receiptOf(std::string(rest.substr(begin)));
+    rest = rest.substr(0, begin);
+    if (!receipt) continue;
+    if (receipt->when < start) break;
+    // The newest one says how it is now.
+    const bool isHere = receipt->destination == destination;
+    const bool isKind = receipt->type == kNewTask || receipt->type == kTakenBack;
+    if (isKind && seen.insert(receipt->action.uuid).second && isHere && receipt->type == kNewTask)
+      tasks.push_back(std::move(receipt->action));
+  }
+  std::reverse(tasks.begin(), tasks.end());
+  return tasks;
+}
+
+Result<void> DeliveryReceipts::append(const std::vector<Receipt>& receipts) {
+  std::string text;
+  for (const auto& receipt : receipts) text += lineOf(receipt);
+  auto& manager = NSFileManager::defaultManager();
+  struct stat status {};
+  if (::stat(path_.c_str(), &status) == 0 &&
+      static_cast<std::size_t>(status.st_size) > kLargestFile) {
+    auto old = manager.contentsAtPath(path_);
+    if (!old) return old.error();
+    const std::size_t cut = old.value().find('\n', old.value().size() - kKept);
+    const std::string kept = cut == std::string::npos ? "" : old.value().substr(cut + 1);
+    return manager.writeToFileAtomically(path_, kept + text);
+  }
+  const FileDescriptor file = openFile(path_, O_RDWR | O_APPEND | O_CREAT | O_NOFOLLOW, 0600);
+  if (!file) return NSError::fromErrno(errno, "cannot open " + path_);
+  // A line that was cut off must not swallow the next one.
+  char last = '\n';
+  const off_t size = ::lseek(file.get(), 0, SEEK_END);
+  if (size > 0 && ::pread(file.get(), &last, 1, size - 1) == 1 && last != '\n') text = "\n" + text;
+  if (const int reason = writeAll(file.get(), text)) {
+    [[maybe_unused]] const int cut = ::ftruncate(file.get(), size);
+    return NSError::fromErrno(reason, "cannot write " + path_);
+  }
+  if (::fdatasync(file.get()) != 0) return NSError::fromErrno(errno, "cannot flush " + path_);
+  return {};
+}
+
+}  // namespace tasklane

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "delivery/Destination.h"
+#include "foundation/base/NSError.h"
+
+namespace tasklane {
+
+/// One kind of list that items can be delivered to. To add one: a folder with its Destination, and
+/// its line in DestinationKinds.cpp.
+struct DestinationKind {
+  using Options = std::map<std::string, std::string>;
+
+  const char* name;
+  /// For `connect --help`.
+  const char* description;
+  /// The option that `connect` takes as its argument, and whether it can do without.
+  const char* place;
+  bool placeIsRequired;
+  /// A path then, which `connect` makes a whole one.
+  bool placeIsPath;
+  /// The options that it understands besides, each with what it is for.
+  std::vector<std::pair<const char*, const char*>> otherOptions;
+  /// An error names the option that is missing or wrong. Touches neither disk nor network.
+  Result<std::unique_ptr<Destination>> (*make)(const Options& options);
+};
+
+const std::vector<DestinationKind>& destinationKinds();
+
+/// The destination of a kind by its name; options that the kind does not know are an error.
+Result<std::unique_ptr<Destination>> makeDestination(const std::string& kind,
+                                                     const DestinationKind::Options& options);
+
+}  // namespace tasklane
