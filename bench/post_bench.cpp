@@ -74,6 +74,7 @@ class Stores {
   bench::Candidate tasklane() {
     setenv("TASKLANE_GROUP_CONTAINERS", (folder_ / "groups").c_str(), 1);
     setenv("TASKLANE_NOTIFY_FOLDER", (folder_ / "notify").c_str(), 1);
+    setenv("TASKLANE_DELIVERY", "0", 1);
     std::string list = "<plist version=\"1.0\"><dict><key>items</key><array>\n";
     for (int i = 0; i < items_; ++i)
       list += "<dict><key>uuid</key><string>U" + std::to_string(i) +

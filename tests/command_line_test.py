@@ -135,7 +135,8 @@ class Texts(ProgramTest):
     def test_short_commands_load_no_library_for_texts_or_pictures(self):
         self.publish("items", items())
         self.environment["LD_DEBUG"] = "libs"
-        slow = ("libicu", "libjpeg", "libpng", "libheif", "libwebp", "libtiff", "libgif", "image_codecs")
+        slow = ("libicu", "libjpeg", "libpng", "libheif", "libwebp", "libtiff", "libgif", "image_codecs",
+                "libtoml")
 
         def loaded():
             return [name for name in slow if name in self.error]

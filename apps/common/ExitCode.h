@@ -9,7 +9,8 @@ enum class ExitCode {
   Usage = 64,
   BadData = 65,
   MissingInput = 66,
-  SheetGone = 70,  ///< the sheet's process or its display was lost
+  Unavailable = 69,  ///< the person's list cannot be reached
+  SheetGone = 70,    ///< the sheet's process or its display was lost
   NoContainer = 73,
   WriteFailed = 74,  ///< it is not saved
   Busy = 75          ///< it is not saved, for others held the file; a later attempt may succeed

@@ -18,6 +18,7 @@
 #include <system_error>
 #include <utility>
 
+#include "common/BackgroundDelivery.h"
 #include "common/ExitCode.h"
 #include "common/OutOfMemory.h"
 #include "common/ShareRequest.h"
@@ -178,6 +179,7 @@ int standBy(int& argc, char** argv, const standby::Environment& environment) {
   const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
   const int code = runSheet(context, environment, place->caller());
   place->finish(code);
+  if (code == static_cast<int>(ExitCode::Done)) deliverInBackground();
   sweepAttachments();
   return code;
 }
@@ -194,6 +196,7 @@ int run(int argc, char** argv) {
   startToolkit(argc, argv);
   if (!arguments->snapshot) {
     const int code = runSheet(context, environment);
+    if (code == static_cast<int>(ExitCode::Done)) deliverInBackground();
     sweepAttachments();
     return code;
   }

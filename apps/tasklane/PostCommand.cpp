@@ -3,6 +3,7 @@
 
 #include "Command.h"
 #include "ShareCommand.h"
+#include "common/BackgroundDelivery.h"
 #include "common/JSONFromPlist.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/events/Interruption.h"
@@ -112,6 +113,7 @@ void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& item
   }
   printJSON(JSONFromPlist(entry));
   finishNews("It was saved, but could not be printed; `tasklane queue` shows it.");
+  deliverInBackground();
   if (!sheet->attachmentFiles().empty()) sweepAttachments();
 }
 

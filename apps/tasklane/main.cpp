@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -12,6 +13,7 @@
 
 #include "CheckCommand.h"
 #include "Command.h"
+#include "DeliveryCommands.h"
 #include "ListCommands.h"
 #include "PaletteCommand.h"
 #include "PublishCommand.h"
@@ -53,6 +55,7 @@ class CommandLine {
     addItemActions();
     addPalette();
     addCheck();
+    addDelivery();
   }
 
   ExitCode run(int argc, char** argv) {
@@ -174,6 +177,51 @@ class CommandLine {
     addJSONFlag(command);
   }
 
+  void addDelivery() {
+    auto* connecting = app_.add_subcommand("connect", "Say where saved items go");
+    connecting->require_subcommand(1);
+    for (const auto& kind : destinationKinds()) addConnect(*connecting, kind);
+
+    auto* delivering = add("deliver", "Carry out what is queued, and publish the list", [this] {
+      if (background_) return runAgent(Stay::Briefly);
+      deliver(dryRun_ ? DeliverMode::DryRun : DeliverMode::Tell, format());
+    });
+    delivering->add_flag("--dry-run", dryRun_, "Only say what would be lost");
+    delivering->add_flag("--background", background_,
+                         "Stay some seconds and say nothing; for other programs");
+    addJSONFlag(delivering);
+
+    add("agent", "Stay, and deliver and publish whenever something changes",
+        [] { runAgent(Stay::ForGood); });
+    addJSONFlag(add("status", "Say what waits and why, and where items go",
+                    [this] { printStatus(format()); }));
+    addJSONFlag(
+        add("receipts", "Show what was delivered where", [this] { printReceipts(format()); }));
+    add("retry", "Put what was set aside back into the queue, and deliver", retrySetAside);
+    auto* undoing = add("undo", "Take back the newest saved item, or the one named",
+                        [this] { undo(name_.empty() ? std::nullopt : std::optional(name_)); });
+    undoing->add_option("UUID", name_, "The item's identifier");
+  }
+
+  void addConnect(CLI::App& connecting, const DestinationKind& kind) {
+    auto* command = connecting.add_subcommand(kind.name, kind.description);
+    command->callback([this, name = kind.name] { connect(name, options_); });
+    const auto add = [this, command](const std::string& flag, const std::string& option,
+                                     const std::string& description) {
+      return command->add_option_function<std::string>(
+          flag, [this, option](const std::string& value) { options_[option] = value; },
+          description);
+    };
+    auto* place = add(kind.place, kind.place, "Where it lies");
+    if (kind.placeIsPath)
+      place->transform([](const std::string& path) {
+        return path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
+      });
+    if (kind.placeIsRequired) place->required();
+    for (const auto& [option, description] : kind.otherOptions)
+      add(std::string("--") + option, option, description);
+  }
+
   void addItemAction(const std::string& name, const std::string& description,
                      void (*action)(const std::shared_ptr<TLXExternalItem>&)) {
     auto* command = add(name, description, [this, action] { queueActionForItem(name_, action); });
@@ -193,6 +241,9 @@ class CommandLine {
   bool json_ = false;
   bool all_ = false;
   bool repair_ = false;
+  bool dryRun_ = false;
+  bool background_ = false;
+  DestinationKind::Options options_;
 };
 
 /// A descriptor that was closed by the caller stays unusable: a file that took its number would get

@@ -1,0 +1,204 @@
+#include <chrono>
+#include <nlohmann/json.hpp>
+
+#include "Command.h"
+#include "DeliveryCommands.h"
+#include "ProgressBar.h"
+#include "common/BackgroundDelivery.h"
+#include "delivery/DeliveryLock.h"
+#include "foundation/events/Interruption.h"
+#include "foundation/events/NSRunLoop.h"
+#include "shared-store/TLXExternalAction.h"
+#include "shared-store/TLXExternalItem.h"
+
+namespace tasklane {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr std::chrono::milliseconds kPauseForOthers{50};
+constexpr std::chrono::seconds kLongestForOthers{10};
+
+std::string textAt(const PropertyList* plist, const char* key) {
+  const auto* value = plist ? plist->valueForKey(key) : nullptr;
+  return value && value->string() ? *value->string() : std::string();
+}
+
+PropertyList::Array setAside() {
+  const auto& presenter = Deliverer::setAsidePresenter();
+  const auto* entries = presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;
+  return entries && entries->array() ? *entries->array() : PropertyList::Array{};
+}
+
+/// "new “Buy milk”", "completed 0F2A-…"
+std::string nameOfEntry(const PropertyList& entry) {
+  const auto* info = entry.valueForKey("info");
+  const std::string title = textAt(info, "title");
+  return oneLine(textAt(&entry, "type") + " " +
+                 (title.empty() ? textAt(info, "uuid") : "\"" + title + "\""));
+}
+
+/// Does something that only one process does at a time, after others that are at it have ended.
+template <class Work>
+auto inTurn(const Work& work) {
+  const auto start = std::chrono::steady_clock::now();
+  for (;;) {
+    auto result = work();
+    if (result || result.error().kind != NSError::Kind::Busy || Interruption::happened() ||
+        std::chrono::steady_clock::now() - start > kLongestForOthers)
+      return result;
+    waitForOthers();
+  }
+}
+
+void printPreview(const Deliverer& deliverer, OutputFormat format) {
+  json list = json::array();
+  for (const auto& preview : deliverer.preview()) {
+    if (format == OutputFormat::JSON) {
+      const auto* info = preview.entry.valueForKey("info");
+      list.push_back({{"type", textAt(&preview.entry, "type")},
+                      {"uuid", textAt(info, "uuid")},
+                      {"title", textAt(info, "title")},
+                      {"losses", preview.losses}});
+      continue;
+    }
+    print(nameOfEntry(preview.entry) + "\n");
+    for (const auto& loss : preview.losses) print("    " + oneLine(loss) + "\n");
+  }
+  if (format == OutputFormat::JSON) printJSON(list);
+}
+
+json JSONFromReceipt(const DeliveryReceipts::Receipt& receipt) {
+  const auto when =
+      std::chrono::duration_cast<std::chrono::seconds>(receipt.when.time_since_epoch());
+  return {{"type", receipt.type},
+          {"uuid", receipt.action.uuid},
+          {"title", receipt.action.title},
+          {"where", receipt.where},
+          {"when", when.count()}};
+}
+
+std::string lineOfReceipt(const DeliveryReceipts::Receipt& receipt) {
+  return TLXExternalItem::sharedDateFormatter().stringFromDate(receipt.when) + "  " +
+         oneLine(receipt.type) + "  " +
+         oneLine(receipt.action.title.empty() ? receipt.action.uuid : receipt.action.title) + "  " +
+         oneLine(receipt.where) + "\n";
+}
+
+std::vector<DeliveryReceipts::Receipt> newestReceipts(std::optional<std::size_t> count) {
+  const auto receipts = Deliverer::receipts().receipts(count);
+  if (!receipts) throw Failure{ExitCode::BadData, receipts.error().description + "."};
+  return receipts.value();
+}
+
+}  // namespace
+
+void waitForOthers() {
+  NSRunLoop::mainRunLoop().runUntil([] { return Interruption::happened(); }, kPauseForOthers);
+}
+
+void deliver(DeliverMode mode, OutputFormat format) {
+  requireContainer();
+  requireReadable(*TLXExternalAction::presenter());
+  const auto deliverer = makeDeliverer();
+  if (mode == DeliverMode::DryRun) return printPreview(*deliverer, format);
+  ProgressBar bar;
+  const auto summary = inTurn([&] {
+    return deliverer->deliver([&](std::size_t done, std::size_t all) { bar.show(done, all); });
+  });
+  bar.clear();
+  if (!summary) {
+    const bool isBusy = summary.error().kind == NSError::Kind::Busy;
+    throw Failure{isBusy ? ExitCode::Busy : ExitCode::WriteFailed,
+                  "Not delivered: " + summary.error().description + "."};
+  }
+  const auto published = inTurn([&] { return deliverer->publish(); });
+  deliverInBackground();  // what was delivered is looked after
+  const auto& result = summary.value();
+  if (format == OutputFormat::JSON) {
+    printJSON({{"delivered", result.delivered},
+               {"waiting", result.waiting},
+               {"setAside", result.setAside},
+               {"problem", result.problem.empty() ? json() : json(result.problem)}});
+  } else {
+    print(std::to_string(result.delivered) + " delivered to " +
+          oneLine(deliverer->destination().description()) + ".\n");
+  }
+  if (result.setAside > 0)
+    throw Failure{ExitCode::BadData,
+                  std::to_string(result.setAside) + " set aside; `tasklane status` says why."};
+  if (result.waiting > 0)
+    throw Failure{ExitCode::Busy,
+                  std::to_string(result.waiting) + " wait: " + oneLine(result.problem) + "."};
+  if (!published)
+    throw Failure{ExitCode::Busy,
+                  "The list could not be published: " + published.error().description + "."};
+}
+
+void printStatus(OutputFormat format) {
+  requireContainer();
+  requireReadable(*TLXExternalAction::presenter());
+  const auto deliverer = makeDeliverer();
+  const auto previews = deliverer->preview();
+  const auto* state = Deliverer::statePresenter()->plist().get();
+  const auto aside = setAside();
+  auto last = newestReceipts({});
+  std::erase_if(last,
+                [](const auto& receipt) { return receipt.type == DeliveryReceipts::kTakenBack; });
+  if (format == OutputFormat::JSON) {
+    json waiting = json::array();
+    for (const auto& preview : previews)
+      waiting.push_back({{"action", nameOfEntry(preview.entry)}, {"losses", preview.losses}});
+    json set = json::array();
+    for (const auto& entry : aside)
+      set.push_back({{"action", nameOfEntry(entry)},
+                     {"reason", textAt(&entry, "reason")},
+                     {"since", textAt(&entry, "since")}});
+    return printJSON({{"destination", deliverer->destination().description()},
+                      {"agentRuns", DeliveryLock::isHeld(DeliveryLock::Of::Agent)},
+                      {"waiting", waiting},
+                      {"problem", textAt(state, "problem")},
+                      {"since", textAt(state, "since")},
+                      {"setAside", set},
+                      {"last", last.empty() ? json() : JSONFromReceipt(last.back())}});
+  }
+  print("Items go to " + oneLine(deliverer->destination().description()) + ".\n");
+  print(DeliveryLock::isHeld(DeliveryLock::Of::Agent)
+            ? "The agent runs.\n"
+            : "The agent does not run; each save delivers by itself.\n");
+  if (const auto problem = textAt(state, "problem"); !problem.empty())
+    print("Not delivered since " + textAt(state, "since") + ": " + oneLine(problem) + ".\n");
+  print(previews.empty() ? "Nothing waits.\n" : std::to_string(previews.size()) + " waiting:\n");
+  for (const auto& preview : previews) {
+    print("  " + nameOfEntry(preview.entry) + "\n");
+    for (const auto& loss : preview.losses) print("      " + oneLine(loss) + "\n");
+  }
+  for (const auto& entry : aside)
+    print("Set aside since " + textAt(&entry, "since") + ": " + nameOfEntry(entry) + ", because " +
+          oneLine(textAt(&entry, "reason")) + ".\n");
+  if (!last.empty()) print("Last delivered: " + lineOfReceipt(last.back()));
+}
+
+void printReceipts(OutputFormat format) {
+  requireContainer();
+  json list = json::array();
+  for (const auto& receipt : newestReceipts({})) {
+    if (format == OutputFormat::JSON) {
+      list.push_back(JSONFromReceipt(receipt));
+    } else {
+      print(lineOfReceipt(receipt));
+    }
+  }
+  if (format == OutputFormat::JSON) printJSON(list);
+}
+
+void retrySetAside() {
+  requireContainer();
+  const auto retried = inTurn(Deliverer::retry);
+  if (!retried) throw Failure{ExitCode::WriteFailed, retried.error().description + "."};
+  print(std::to_string(retried.value()) + " put back into the queue.\n");
+  deliver(DeliverMode::Tell, OutputFormat::Text);
+}
+
+}  // namespace tasklane

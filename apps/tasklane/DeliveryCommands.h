@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "QueueCommands.h"
+#include "delivery/Deliverer.h"
+#include "delivery/DestinationKinds.h"
+
+/// The commands about the person's own list: connecting it, delivering to it, looking and taking
+/// back.
+namespace tasklane {
+
+/// A deliverer for the configured list; throws when the configuration is wrong.
+std::unique_ptr<Deliverer> makeDeliverer();
+
+/// Tries a list, shows what it offers, and has everything delivered there from then on.
+void connect(const std::string& kind, const DestinationKind::Options& options);
+
+enum class DeliverMode {
+  Tell,   ///< prints what was done
+  DryRun  ///< changes nothing, and prints what would be lost
+};
+void deliver(DeliverMode mode, OutputFormat format);
+
+/// A short pause for a process that is delivering.
+void waitForOthers();
+
+void printStatus(OutputFormat format);
+void printReceipts(OutputFormat format);
+
+/// Puts what was set aside back into the queue and delivers.
+void retrySetAside();
+
+/// Takes back the newest saved item or the one with the uuid, wherever it lies.
+void undo(const std::optional<std::string>& uuid);
+
+/// Stays and delivers whatever is queued, and publishes whatever changes: until it is asked to end,
+/// or until nothing has happened for some seconds. The latter says nothing, and leaves at once
+/// where another does it.
+enum class Stay { ForGood, Briefly };
+void runAgent(Stay stay);
+
+}  // namespace tasklane

@@ -1,0 +1,100 @@
+#include <set>
+
+#include "Command.h"
+#include "DeliveryCommands.h"
+#include "delivery/DeliveryLock.h"
+#include "delivery/QueuedActions.h"
+#include "foundation/files/NSFileManager.h"
+#include "shared-store/TLXExternalAction.h"
+
+namespace tasklane {
+
+namespace {
+
+/// Takes the newest queued new item, or the one with the uuid, out of the queue, with its
+/// attachments; none when there is no such entry.
+std::optional<DeliveryAction> takeOutOfQueue(const std::optional<std::string>& uuid) {
+  std::optional<DeliveryAction> taken;
+  TLXExternalAction::changeEntries(
+      [&](const PropertyList::Array& entries) -> std::optional<PropertyList::Array> {
+        for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+          auto action = deliveryActionOfEntry(*entry);
+          if (!action || action->type != TLXExternalActionType::New) continue;
+          if (uuid && action->uuid != *uuid) continue;
+          taken = std::move(action);
+          auto left = entries;
+          left.erase(left.begin() + (entries.rend() - entry - 1));
+          return left;
+        }
+        return std::nullopt;
+      });
+  if (const auto failure = failureOfLastChange(*TLXExternalAction::presenter())) throw *failure;
+  if (!taken) return taken;
+  for (const auto& path : taken->attachments)
+    (void)NSFileManager::defaultManager().removeItemAtPath(path);
+  return taken;
+}
+
+DeliveryReceipts::Receipt receiptToUndo(const std::optional<std::string>& uuid) {
+  auto receipts = Deliverer::receipts().receipts();
+  if (!receipts) throw Failure{ExitCode::BadData, receipts.error().description + "."};
+  std::set<std::string> undone;
+  for (auto receipt = receipts.value().rbegin(); receipt != receipts.value().rend(); ++receipt) {
+    const std::string& named = receipt->action.uuid;
+    if (uuid && named != *uuid) continue;
+    if (receipt->type == DeliveryReceipts::kTakenBack) undone.insert(named);
+    if (receipt->type == DeliveryReceipts::kNewTask && !undone.contains(named)) return *receipt;
+  }
+  if (!undone.empty() && uuid)
+    throw Failure{ExitCode::BadData,
+                  "The item \"" + oneLine(*uuid) + "\" has been taken back already."};
+  throw Failure{ExitCode::BadData,
+                uuid ? "No saved item has the identifier \"" + oneLine(*uuid) + "\"."
+                     : "Nothing was saved that could be taken back."};
+}
+
+}  // namespace
+
+void undo(const std::optional<std::string>& uuid) {
+  requireContainer();
+  requireReadable(*TLXExternalAction::presenter());
+  // No delivery may be under way with the item that is to be taken back.
+  std::optional<DeliveryLock> lock;
+  for (int attempt = 0; !lock && attempt < 200; ++attempt) {
+    lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
+    if (!lock) waitForOthers();
+  }
+  if (!lock) throw Failure{ExitCode::Busy, "Another program is delivering; try again."};
+  if (const auto taken = takeOutOfQueue(uuid))
+    return print("Taken back: \"" + oneLine(taken->title) + "\".\n");
+
+  const auto receipt = receiptToUndo(uuid);
+  const auto deliverer = makeDeliverer();
+  if (receipt.destination != deliverer->destination().description())
+    throw Failure{ExitCode::BadData, "\"" + oneLine(receipt.action.title) + "\" was delivered to " +
+                                         oneLine(receipt.destination) +
+                                         ", which is not connected any more (" +
+                                         oneLine(receipt.where) + ")."};
+  const auto outcome = deliverer->destination().takeBack(receipt.action);
+  switch (outcome.kind) {
+    case DeliveryOutcome::Kind::Delivered: {
+      DeliveryReceipts::Receipt undone = receipt;
+      undone.type = DeliveryReceipts::kTakenBack;
+      undone.when = Clock::now();
+      undone.where = outcome.text;
+      if (const auto noted = Deliverer::receipts().append({undone}); !noted)
+        throw Failure{ExitCode::WriteFailed,
+                      "It was " + outcome.text +
+                          ", but that could not be noted: " + noted.error().description + "."};
+      return print("Taken back: \"" + oneLine(receipt.action.title) + "\".\n");
+    }
+    case DeliveryOutcome::Kind::Refused:
+      throw Failure{ExitCode::BadData, "\"" + oneLine(receipt.action.title) +
+                                           "\" cannot be taken back: " + oneLine(outcome.text) +
+                                           "."};
+    case DeliveryOutcome::Kind::Later:
+      throw Failure{ExitCode::Busy, "Not now: " + oneLine(outcome.text) + "."};
+  }
+}
+
+}  // namespace tasklane
