@@ -80,7 +80,8 @@ std::vector<std::string_view> TodoTxtLine::words() const {
   std::string_view rest = text_;
   rest.remove_prefix(start().end);
   while (!rest.empty()) {
-    const std::size_t end = std::min(rest.find_first_of(" \t"), rest.size());
+    std::size_t end = 0;
+    while (end < rest.size() && rest[end] != ' ' && rest[end] != '\t') ++end;
     if (end > 0) words.push_back(rest.substr(0, end));
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
