@@ -160,9 +160,14 @@ void start(int& argc, char** argv, const std::string& applicationName, void (*di
 
 void serveWindows(Serve serve) {
   constexpr int kMilliseconds = 5;
-  QEventLoop::ProcessEventsFlags flags = QEventLoop::ExcludeSocketNotifiers;
-  if (serve == Serve::OnlyPainting) flags |= QEventLoop::ExcludeUserInputEvents;
-  QCoreApplication::processEvents(flags, kMilliseconds);
+  // The toolkit's loop over GLib's does not heed ExcludeSocketNotifiers.
+  const auto& notifier = running().loopNotifier;
+  const bool wasEnabled = notifier->isEnabled();
+  notifier->setEnabled(false);
+  QCoreApplication::processEvents(
+      serve == Serve::OnlyPainting ? QEventLoop::ExcludeUserInputEvents : QEventLoop::AllEvents,
+      kMilliseconds);
+  notifier->setEnabled(wasEnabled);
 }
 
 CGSize sizeOfText(std::string_view text, const UIFont& font, CGFloat maximumWidth,

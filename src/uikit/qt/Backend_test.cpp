@@ -63,5 +63,15 @@ TEST(Backend, ForgetsNothingUnderTheToolkitsLoop) {
   center.removeObserver(&posts, "backend");
 }
 
+TEST(Backend, ServingWindowsLeavesWhatWaitsInTheLoop) {
+  bool isRun = false;
+  NSOperationQueue::mainQueue().addOperationWithBlock([&] { isRun = true; });
+  for (const auto serve : {backend::Serve::OnlyPainting, backend::Serve::Person}) {
+    for (int i = 0; i < 20; ++i) backend::serveWindows(serve);
+    EXPECT_FALSE(isRun);
+  }
+  EXPECT_TRUE(NSRunLoop::mainRunLoop().runUntil([&] { return isRun; }, kLimit));
+}
+
 }  // namespace
 }  // namespace tasklane::qt
