@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "foundation/extension/UTType.h"
+#include "foundation/files/CoordinationLock.h"
 #include "share-sheet/ShareSheetTesting.h"
 #include "uikit/controls/UIButton.h"
 
@@ -234,6 +235,24 @@ TEST_F(UnsavedTest, ASheetThatIsDroppedTakesNothingAnyMore) {
     ASSERT_TRUE(waitForLoads());
     EXPECT_THAT(names(attachments), IsEmpty());
   }
+}
+
+TEST_F(UnsavedTest, ASheetThatIsHeldUpByALockSaysSo) {
+  const auto sheet = open({item("T")});
+  const auto lock = CoordinationLock::acquire(TLXContainers::sharedContainersURL()->path(),
+                                              CoordinationLock::Mode::Exclusive);
+  ASSERT_TRUE(lock);
+  setenv("TASKLANE_LOCK_LIMIT", "2", 1);
+  std::string told;
+  CoordinationLock::setWaitingHook([&] {
+    EXPECT_FALSE(sheet->lockIsAwaited());
+    told = notice(*sheet);
+  });
+  sheet->projectConfigItem()->tapHandler()();
+  CoordinationLock::setWaitingHook({});
+  EXPECT_THAT(told, HasSubstr("Waiting for another program"));
+  EXPECT_TRUE(NSRunLoop::mainRunLoop().runUntil([&] { return notice(*sheet).empty(); },
+                                                std::chrono::seconds(20)));
 }
 
 TEST_F(UnsavedTest, ARowSaysThatItsChoiceIsGone) {

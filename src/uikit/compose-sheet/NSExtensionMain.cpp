@@ -149,7 +149,7 @@ int NSExtensionMain(const std::shared_ptr<NSExtensionContext>& context, int hang
   if (context->state() == NSExtensionContext::State::Running) {
     g_running = &extension;
     CoordinationLock::setWaitingHook([&extension] {
-      const bool isPost = extension.sheet() && extension.sheet()->postIsWaiting();
+      const bool isPost = extension.sheet() && extension.sheet()->lockIsAwaited();
       backend::serveWindows(isPost ? backend::Serve::Person : backend::Serve::OnlyPainting);
     });
     if (extension.sheet()) extension.sheet()->sheetWillOpen();

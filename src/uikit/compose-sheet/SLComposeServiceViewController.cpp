@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "foundation/events/Interruption.h"
+#include "foundation/events/NSOperationQueue.h"
 #include "uikit/base/Backend.h"
 #include "uikit/base/SystemText.h"
 #include "uikit/compose-sheet/internal/SLComposeServiceViewController_content.h"
@@ -18,6 +19,8 @@ constexpr CGFloat kHeightOfPushedScreen = 420;
 constexpr UIColor kBackground{1, 1, 1, 1};
 /// The second press of a double click means no more than the first.
 constexpr std::chrono::milliseconds kLongestDoubleClick{500};
+/// Most waits are over before a line about them could be read.
+constexpr std::chrono::milliseconds kUntilHeldUpIsTold{500};
 
 /// Large texts get a wider sheet, so that long words keep their room.
 CGFloat preferredWidth() { return std::clamp(kWidth * backend::textSizeFactor(), kWidth, kWidest); }
@@ -141,7 +144,7 @@ void SLComposeServiceViewController::showNotice() {
   if (posting_ == Posting::AwaitsContent) {
     notice = {detail::systemText("Waiting for what is still loading. Save again to go without it."),
               {}};
-  } else if (posting_ == Posting::AwaitsLock) {
+  } else if (posting_ == Posting::AwaitsLock || saysHeldUp_) {
     notice = {detail::systemText("Waiting for another program to finish…"), {}};
   }
   content_->setNotice(notice);
@@ -237,9 +240,26 @@ void SLComposeServiceViewController::setPosting(Posting posting) {
   }
 }
 
-bool SLComposeServiceViewController::postIsWaiting() {
+bool SLComposeServiceViewController::lockIsAwaited() {
   if (posting_ == Posting::UnderWay) setPosting(Posting::AwaitsLock);
-  return posting_ == Posting::AwaitsLock;
+  if (posting_ == Posting::AwaitsLock) return true;
+  const auto now = std::chrono::steady_clock::now();
+  if (!heldUpSince_) {
+    heldUpSince_ = now;
+    const std::weak_ptr<SLComposeServiceViewController> weakSelf = sharedFrom(this);
+    NSOperationQueue::mainQueue().addOperationWithBlock([weakSelf] {
+      if (const auto sheet = weakSelf.lock()) sheet->goOnAfterLock();
+    });
+  } else if (!saysHeldUp_ && now - *heldUpSince_ > kUntilHeldUpIsTold) {
+    saysHeldUp_ = true;
+    showNotice();
+  }
+  return false;
+}
+
+void SLComposeServiceViewController::goOnAfterLock() {
+  heldUpSince_.reset();
+  if (std::exchange(saysHeldUp_, false)) showNotice();
 }
 
 void SLComposeServiceViewController::cancel() {

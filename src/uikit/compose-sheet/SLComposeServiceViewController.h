@@ -61,9 +61,10 @@ class SLComposeServiceViewController : public UIViewController,
   void abandon();
   /// Why the last post() could not be carried out; none after one that was, and before the first.
   const std::optional<NSError>& postError() const { return postError_; }
-  /// To be called while the main thread waits for a lock of others: where it is a post that waits,
-  /// the sheet says so, and the answer is true.
-  bool postIsWaiting();
+  /// To be called many times a second while the main thread waits for a lock of others: the sheet
+  /// says so, at once where it is a post that waits, which the answer tells, and else when it has
+  /// lasted a while.
+  bool lockIsAwaited();
   virtual std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>> configurationItems() {
     return {};
   }
@@ -118,6 +119,7 @@ class SLComposeServiceViewController : public UIViewController,
   void setPosting(Posting posting);
   void postNow();
   void end();
+  void goOnAfterLock();
   std::shared_ptr<NSExtensionContext> extensionContext_;
   std::shared_ptr<UINavigationController> navigation_;
   std::shared_ptr<ContentController> content_;
@@ -126,6 +128,9 @@ class SLComposeServiceViewController : public UIViewController,
   std::string shownNotice_;
   std::optional<NSError> postError_;
   std::chrono::steady_clock::time_point awaitedSince_;
+  /// Since when something else than a post has kept the main thread waiting for a lock.
+  std::optional<std::chrono::steady_clock::time_point> heldUpSince_;
+  bool saysHeldUp_ = false;
   CGFloat measuredWidth_ = 0;
   Posting posting_ = Posting::No;
   bool cancelled_ = false, ended_ = false;

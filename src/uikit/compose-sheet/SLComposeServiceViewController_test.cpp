@@ -253,7 +253,7 @@ TEST_F(SLComposeServiceViewControllerTest, WaitingForALockTheBarCanCancel) {
     sheet->fault = NSError{NSError::Kind::Interrupted, "ended"};
     bool textCouldBeEdited = true;
     sheet->onPost = [&] {
-      sheet->postIsWaiting();
+      sheet->lockIsAwaited();
       textCouldBeEdited = sheet->textView()->superview()->isUserInteractionEnabled();
       sheet->cancel();
     };
