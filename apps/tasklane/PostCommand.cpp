@@ -101,6 +101,11 @@ void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& item
     sheet->didSelectCancel();
     throw failureOf(sheet->attachmentFailures());
   }
+  if (sheet->isContentLoading()) {  // and will be for ever
+    sheet->didSelectCancel();
+    throw Failure{ExitCode::WriteFailed,
+                  "There is not enough memory for what is shared; nothing was saved."};
+  }
   if (options.project) sheet->projectConfigItem()->setValue(*options.project);
   if (options.context) sheet->contextConfigItem()->setValue(*options.context);
   if (options.note) sheet->setNoteText(*options.note);

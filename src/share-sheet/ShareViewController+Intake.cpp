@@ -1,4 +1,3 @@
-#include <exception>
 #include <vector>
 
 #include "foundation/base/NSLog.h"
@@ -179,17 +178,15 @@ void ShareViewController::loadPhoto(const std::shared_ptr<NSItemProvider>& provi
   provider->loadItemForTypeIdentifier(
       type, [load](const NSItemProviderItem& item, const std::optional<NSError>& error) {
         const auto photo = std::make_shared<LoadedPhoto>();
-        try {
-          if (!load.sheet.expired()) photo->take(item, error, load);
-        } catch (const std::exception& exception) {
-          photo->failure = NSError{NSError::Kind::Io, exception.what()};
-        }
+        if (!load.sheet.expired()) photo->take(item, error, load);
         load.finish([place = load.place, photo](auto& sheet) { sheet.takePhoto(*place, *photo); });
       });
 }
 
 void ShareViewController::takePhoto(SLComposeThumbnail& place, LoadedPhoto& photo) {
   using State = SLComposeThumbnail::State;
+  // An address that is loaded once more, because memory ran out, brings its photo twice.
+  if (place.state != State::Loading) return;
   if (photo.file && !attach(imageName, *photo.file)) photo.failure = photo.file->failure();
   place.state = !photo.failure ? State::Ready : State::Failed;
   if (photo.thumbnail && !photo.failure) {

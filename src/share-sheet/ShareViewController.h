@@ -88,9 +88,9 @@ class ShareViewController : public SLComposeServiceViewController {
 
   /// Offers the youngest draft, if there is one.
   void sheetWillOpen() override;
+  bool isContentLoading() const override { return *outstandingLoads_ > 0; }
 
  protected:
-  bool isContentLoading() const override { return *outstandingLoads_ > 0; }
   /// Queues the item without the names of files that could not be written, and completes the
   /// request once it is on the disk.
   Result<void> postContent() override;

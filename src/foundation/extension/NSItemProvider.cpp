@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -115,26 +116,41 @@ class LoadQueue {
   int threads_ = 0;
 };
 
+NSError errorOf(const std::exception& exception) {
+  const bool isMemory = dynamic_cast<const std::bad_alloc*>(&exception) != nullptr;
+  return {NSError::Kind::Io, isMemory ? "there is not enough memory" : exception.what()};
+}
+
 Result<NSItemProviderItem> loadGuarded(const NSItemProvider::Loader& loader) {
   try {
     return loader();
   } catch (const std::exception& exception) {
     return NSError{NSError::Kind::Io,
-                   std::string("cannot load an attachment: ") + exception.what()};
+                   "cannot load an attachment: " + errorOf(exception).description};
   } catch (...) {
     return NSError{NSError::Kind::Io, "cannot load an attachment"};
   }
 }
 
-/// A handler that fails, as when memory runs out, costs its attachment and not the process.
+void handle(const NSItemProvider::CompletionHandler& handler,
+            const Result<NSItemProviderItem>& loaded) {
+  if (loaded.ok())
+    handler(loaded.value(), std::nullopt);
+  else
+    handler(std::monostate{}, loaded.error());
+}
+
+/// A handler that fails, as when memory runs out, costs its attachment and not the process; it is
+/// told, so that whoever waits for the attachment learns that it will not come.
 void handleGuarded(const NSItemProvider::CompletionHandler& handler,
                    const Result<NSItemProviderItem>& loaded) {
   if (!handler) return;
   try {
-    if (loaded.ok())
-      handler(loaded.value(), std::nullopt);
-    else
-      handler(std::monostate{}, loaded.error());
+    try {
+      handle(handler, loaded);
+    } catch (const std::exception& exception) {
+      handle(handler, errorOf(exception));
+    }
   } catch (const std::exception& exception) {
     NSLog(std::string("An attachment could not be taken: ") + exception.what());
   } catch (...) {

@@ -52,8 +52,9 @@ class NSItemProvider : public NSObject {
   bool hasItemConformingToTypeIdentifier(const std::string& typeIdentifier) const;
 
   /// Loads the first registered type that conforms. The handler is called exactly once, on a
-  /// background thread, also with nothing and an error. The provider lives until then. What the
-  /// handler throws is logged.
+  /// background thread, also with nothing and an error. The provider lives until then. A handler
+  /// that throws, as when memory runs out, is called once more, with nothing and an error of kind
+  /// Io; what it throws then is logged.
   void loadItemForTypeIdentifier(const std::string& typeIdentifier,
                                  CompletionHandler completionHandler);
 

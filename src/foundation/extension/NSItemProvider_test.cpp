@@ -201,9 +201,13 @@ TEST(NSItemProvider, PicturesWaitForTheMainThreadToTakeThoseBefore) {
 TEST(NSItemProvider, AHandlerThatFailsCostsItsAttachmentOnly) {
   auto provider = NSItemProvider::make(std::string("text"), "public.text");
   testing::internal::CaptureStderr();
-  provider->loadItemForTypeIdentifier("public.text",
-                                      [](const auto&, const auto&) { throw std::bad_alloc(); });
+  std::vector<std::string> told;
+  provider->loadItemForTypeIdentifier("public.text", [&](const auto&, const auto& error) {
+    told.push_back(error && error->kind == NSError::Kind::Io ? error->description : "");
+    throw std::bad_alloc();
+  });
   EXPECT_TRUE(waitUntilNothingIsOutstanding());
+  EXPECT_THAT(told, testing::ElementsAre("", "there is not enough memory"));
   EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("could not be taken"));
   EXPECT_EQ(NSItemProviderItem(std::string("text")), load(provider, "public.text").item);
 }
