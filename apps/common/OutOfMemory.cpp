@@ -7,7 +7,7 @@
 #include <exception>
 #include <new>
 
-#include "common/ExitCode.h"
+#include "foundation/base/NSLog.h"
 
 namespace tasklane {
 
@@ -40,6 +40,13 @@ void OutOfMemory::endPlainly(const char* text) {
 void OutOfMemory::changeIsSaved() {
   g_text = "It is done, but there is not enough memory to say more.\n";
   g_code = ExitCode::Done;
+}
+
+ExitCode OutOfMemory::codeAfter(const std::string& program, const std::system_error& error) {
+  const bool isSaved = g_code == ExitCode::Done;
+  NSLog(program + (isSaved ? ": It is done, but what follows failed: " : ": Nothing was done: ") +
+        error.what() + ".");
+  return g_code;
 }
 
 }  // namespace tasklane

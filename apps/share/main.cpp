@@ -129,6 +129,7 @@ void startToolkit(int& argc, char** argv) {
       },
       NSExtensionDisplayLost);
   ShareViewController::registerPrincipalClass();
+  ShareViewController::setSavedHandler(OutOfMemory::changeIsSaved);
 }
 
 /// Shows the sheet of a request until its end, and has a process started for the next one.
@@ -217,6 +218,6 @@ int main(int argc, char** argv) {
   try {
     return tasklane::run(argc, argv);
   } catch (const std::system_error& error) {
-    return tasklane::fail(tasklane::ExitCode::WriteFailed, std::string(error.what()) + ".");
+    return static_cast<int>(tasklane::OutOfMemory::codeAfter("share", error));
   }
 }

@@ -71,8 +71,7 @@ class CommandLine {
       NSLog("tasklane: " + failure.sentence);
       return failure.code;
     } catch (const std::system_error& error) {
-      NSLog(std::string("tasklane: Nothing was done: ") + error.what() + ".");
-      return ExitCode::WriteFailed;
+      return OutOfMemory::codeAfter("tasklane", error);
     }
   }
 

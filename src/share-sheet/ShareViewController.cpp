@@ -19,6 +19,8 @@ namespace tasklane {
 
 namespace {
 
+void (*g_savedHandler)() = nullptr;
+
 /// A row holds a name; only when the item is posted it becomes an identifier, so that a project
 /// that has gone from the catalogue meanwhile drops out of the item.
 void addChoice(PropertyListDictionary& info, const SLComposeSheetConfigurationItem& row,
@@ -48,6 +50,8 @@ ShareViewController::ShareViewController() {
 void ShareViewController::registerPrincipalClass() {
   registerClass("ShareViewController", [] { return std::make_shared<ShareViewController>(); });
 }
+
+void ShareViewController::setSavedHandler(void (*handler)()) { g_savedHandler = handler; }
 
 void ShareViewController::viewDidLoad() {
   SLComposeServiceViewController::viewDidLoad();
@@ -120,6 +124,7 @@ Result<void> ShareViewController::postContent() {
     return queue->lastReading();
   queueItem(writtenFiles());
   if (!queue->lastChange()) return queue->lastChange();
+  if (g_savedHandler) g_savedHandler();
   if (draft_) draft_->remove();
   SLComposeServiceViewController::didSelectPost();
   return {};

@@ -30,6 +30,8 @@ class ShareViewController : public SLComposeServiceViewController {
   /// Makes the class known by its name, for the extension's Info.plist. Call before the extension
   /// is run.
   static void registerPrincipalClass();
+  /// Called as soon as an item is on the disk, for a program whose end depends on it.
+  static void setSavedHandler(void (*handler)());
 
   void beginRequestWithExtensionContext(
       const std::shared_ptr<NSExtensionContext>& context) override;

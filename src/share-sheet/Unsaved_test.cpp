@@ -94,6 +94,8 @@ class UnsavedTest : public ::testing::Test, public ShareSheetTesting {
 };
 
 TEST_F(UnsavedTest, AnEntryThatCannotBeSavedIsOfferedAgainWithAllThatItHad) {
+  static int saved = 0;
+  ShareViewController::setSavedHandler([] { ++saved; });
   publish({"Home", "Gone"}, {"Phone"});
   auto sheet = open({withPhoto("Buy milk")});
   ASSERT_TRUE(waitForLoads());
@@ -104,6 +106,7 @@ TEST_F(UnsavedTest, AnEntryThatCannotBeSavedIsOfferedAgainWithAllThatItHad) {
   sheet->post();
   EXPECT_EQ(context->state(), NSExtensionContext::State::Running);
   EXPECT_THAT(notice(*sheet), HasSubstr("could not be saved"));
+  EXPECT_EQ(saved, 0);
   EXPECT_EQ(sheet->contentText(), "Buy milk");
   sheet->textView()->setText("Buy much milk");
   sheet->cancel();
@@ -133,6 +136,7 @@ TEST_F(UnsavedTest, AnEntryThatCannotBeSavedIsOfferedAgainWithAllThatItHad) {
   EXPECT_THAT(places(*sheet), ElementsAre("Photo 1 of 1; "));
   sheet->post();
   EXPECT_EQ(context->state(), NSExtensionContext::State::Completed);
+  EXPECT_EQ(saved, 1);
   EXPECT_EQ(textIn(queuedInfo(), "projectName"), "Home");
   EXPECT_EQ(textIn(queuedInfo(), "contextName"), "Phone");
   EXPECT_EQ(*queuedInfo().valueForKey("attachments"), PropertyList(PropertyList::Array{"1.jpg"}));
