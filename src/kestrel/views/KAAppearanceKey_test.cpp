@@ -37,6 +37,7 @@ TEST(KAAppearanceKey, ConvertsWhatItsTypeSpells) {
   } cases[] = {
       {Type::Color, "#000000", std::optional(UIColor::blackColor())},
       {Type::Color, "#fF000080", std::optional(UIColor{1, 0, 0, 128 / 255.0})},
+      {Type::Color, "#9a19AF", std::optional(UIColor{154 / 255.0, 25 / 255.0, 175 / 255.0, 1})},
       {Type::Number, 7, 7.0},
       {Type::Number, 0.25, 0.25},
       {Type::Size, size(36, 5.5), CGSize{36, 5.5}},
@@ -50,6 +51,17 @@ TEST(KAAppearanceKey, ConvertsWhatItsTypeSpells) {
     EXPECT_EQ(keyOf(type).convert(spelled, reason), value);
     EXPECT_EQ(reason, "");
   }
+}
+
+TEST(KAAppearanceKey, WithoutAValueHasTheEmptyOneOfItsType) {
+  const std::pair<Type, KAAppearanceValue> cases[] = {{Type::Color, std::optional<UIColor>()},
+                                                      {Type::Number, 0.0},
+                                                      {Type::Size, CGSize{}},
+                                                      {Type::EdgeInsets, UIEdgeInsets{}},
+                                                      {Type::Boolean, false},
+                                                      {Type::Image, std::string()},
+                                                      {Type::Enum, std::int64_t{0}}};
+  for (const auto& [type, value] : cases) EXPECT_EQ(keyOf(type).emptyValue(), value);
 }
 
 TEST(KAAppearanceKey, SaysWhatItNeedsAndWhatItFound) {
@@ -72,6 +84,8 @@ TEST(KAAppearanceKey, SaysWhatItNeedsAndWhatItFound) {
       {Type::EdgeInsets, size(1, 2), "edge insets"},
       {Type::Boolean, 1, "a boolean, not a number"},
       {Type::Image, "", "the name of an image"},
+      {Type::Image, PropertyList::Array{}, "not an array"},
+      {Type::Image, size(1, 2), "not a dictionary"},
       {Type::Enum, "Black", "one of \"default\", \"black\", not the text \"Black\""},
       {Type::Enum, 1, "one of"},
   };
