@@ -87,6 +87,12 @@ TEST(OptionPickerController, TellsPickerGroupAndItemInThisOrder) {
   screen.picker->setAction([&](OptionPickerController& p) { p.setSelectedItemIndex(0); });
   screen.choose(2);
   EXPECT_THAT(heard, ElementsAre("group", "item Enabled")) << "the item is read again at last";
+
+  screen.picker->setShowsSelectedItem(false);  // nothing is reloaded then
+  screen.picker->tableView()->selectRowAtIndexPath(NSIndexPath{0, 0}, false,
+                                                   UITableViewScrollPosition::None);
+  screen.choose(0);
+  EXPECT_EQ(screen.picker->tableView()->indexPathForSelectedRow(), std::nullopt);
 }
 
 using GroupList = std::vector<std::shared_ptr<OptionPickerGroup>>;

@@ -117,7 +117,11 @@ TEST_F(NSBundleTest, IsFoundByPathAndIdentifier) {
   NSBundle::setMainBundle(extension);
   EXPECT_EQ(NSBundle::bundleWithIdentifier("com.example.App"), application);
   EXPECT_EQ(NSBundle::bundleWithIdentifier("com.example.Nobody"), nullptr);
+  testing::internal::CaptureStderr();
   EXPECT_FALSE(NSBundle::bundleWithPath("/nowhere")->bundleIdentifier());
+  EXPECT_FALSE(NSBundle::bundleWithPath(root_ + "/PlugIns/Broken.appex")->bundleIdentifier());
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::HasSubstr("Broken.appex/Info.plist"));
 }
 
 TEST_F(NSBundleTest, AnswersInTheLanguageThatIsSpokenNow) {

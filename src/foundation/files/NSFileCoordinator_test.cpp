@@ -146,6 +146,8 @@ TEST_F(NSFileCoordinatorTest, FollowsLinksAndMeetsOthersAtTheRealFile) {
   EXPECT_THAT(namesInFolder(), ElementsAre("link", "queue"));
   EXPECT_THAT(files().contentsOfDirectoryAtPath(root_ / ".coordination").value(),
               ElementsAre("store%2Fqueue.lock"));
+  ASSERT_TRUE(writeTo(folder_ / "100%", "has a lock of its own").ok());
+  EXPECT_TRUE(fs::exists(root_ / ".coordination/store%2F100%25.lock"));
 
   fs::create_symlink("round", folder_ / "round");
   EXPECT_FALSE(writeTo(folder_ / "round", "never").ok());

@@ -179,7 +179,7 @@ TEST_F(SLComposeServiceViewControllerTest, ThumbnailsTakeTheirPlaceFromTheText) 
                           Case{9, two, "\u200E+6"}, Case{0, 400, {}}}) {
       SCOPED_TRACE(c.images);
       sheet->setThumbnails(std::vector(
-          c.images, SLComposeThumbnail{SLComposeThumbnail::State::Ready, image, {}, {}}));
+          c.images, SLComposeThumbnail{SLComposeThumbnail::State::Ready, image, "Photo", "New"}));
       window->layoutIfNeeded();
       EXPECT_EQ(sheet->textView()->frame().size.width, c.textWidth);
       EXPECT_EQ(sheet->textView()->frame().minX(), leftToRight ? 0 : 400 - c.textWidth);
@@ -187,6 +187,11 @@ TEST_F(SLComposeServiceViewControllerTest, ThumbnailsTakeTheirPlaceFromTheText) 
       EXPECT_LE(thumbnails->subviews().size(), 4u);
       EXPECT_LE(thumbnails->frame().maxY(), sheet->textView()->frame().maxY() - 12);
       if (c.images == 0) continue;
+      const auto& first = thumbnails->subviews().front();
+      EXPECT_TRUE(first->isAccessibilityElement());
+      EXPECT_EQ(first->accessibilityTraits(), UIAccessibilityTraitImage);
+      EXPECT_EQ(first->accessibilityLabel(), "Photo");
+      EXPECT_EQ(first->accessibilityValue(), "New");
       const auto label = std::dynamic_pointer_cast<UILabel>(thumbnails->subviews().back());
       EXPECT_EQ(label ? label->text() : std::nullopt, c.more);
     }

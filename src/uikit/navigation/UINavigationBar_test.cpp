@@ -56,6 +56,11 @@ TEST_F(UINavigationBarTest, ShowsTheTopItemAndTheWayBack) {
   bar->setBackHandler([this] { pressed += "back"; });
   bar->setItems({root});
   EXPECT_EQ(texts(), "Root");
+  for (const auto& view : bar->subviews()) {
+    const auto title = std::dynamic_pointer_cast<UILabel>(view);
+    if (!title) continue;
+    EXPECT_EQ(title->font(), UIFont::preferredFontForTextStyle(UIFontTextStyle::Headline));
+  }
   bar->setItems({root, top});
   EXPECT_EQ(texts(), "<Root|Top");
   const auto back = std::dynamic_pointer_cast<UIButton>(bar->subviews()[1]);

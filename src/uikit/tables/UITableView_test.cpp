@@ -6,6 +6,7 @@
 
 #include "uikit/headless/Headless.h"
 #include "uikit/navigation/UISearchBar.h"
+#include "uikit/tables/UITableViewController.h"
 #include "uikit/views/UIWindow.h"
 
 namespace tasklane {
@@ -210,6 +211,19 @@ TEST_F(UITableViewTest, AHeaderViewScrollsAboveTheFirstRowAndMayStayOutOfSight) 
   EXPECT_EQ(table->contentOffset().y, 0);
   scroll(100);
   EXPECT_EQ(table->contentOffset().y, 56);
+
+  table->setTableHeaderView(std::make_shared<UIView>(CGRect{0, 0, 10, 20}));
+  EXPECT_EQ(header->superview(), nullptr);
+}
+
+TEST_F(UITableViewTest, AControllerServesItsTableUnlessAnotherDoes) {
+  const auto controller = std::make_shared<UITableViewController>(UITableViewStyle::Plain);
+  const auto other = std::make_shared<UITableViewController>(UITableViewStyle::Plain);
+  EXPECT_EQ(controller->tableView()->delegate(), controller);
+  EXPECT_EQ(controller->tableView()->dataSource(), controller);
+  other->setTableView(controller->tableView());
+  EXPECT_EQ(controller->tableView()->delegate(), controller);
+  EXPECT_EQ(controller->tableView()->dataSource(), controller);
 }
 
 TEST_F(UITableViewTest, DataThatChangesBehindTheTablesBackIsAskedForAgain) {

@@ -76,6 +76,13 @@ TEST_F(UIViewControllerTest, ShowingAndClosingAWindow) {
   EXPECT_THAT(taken(), ElementsAre("A willDisappear", "A didDisappear"));
 }
 
+TEST_F(UIViewControllerTest, ANewPreferredSizeIsToldOnce) {
+  std::vector<CGSize> told;
+  a->setPreferredContentSizeHandler([&] { told.push_back(a->preferredContentSize()); });
+  for (const CGFloat height : {300, 300, 200}) a->setPreferredContentSize({100, height});
+  EXPECT_THAT(told, ElementsAre(CGSize{100, 300}, CGSize{100, 200}));
+}
+
 TEST_F(UIViewControllerTest, PushingAndPopping) {
   const auto stack = UINavigationController::make(a);
   EXPECT_THAT(taken(), IsEmpty()) << "no view before it is needed";
