@@ -75,6 +75,8 @@ TEST(KAAppearanceKey, SaysWhatItNeedsAndWhatItFound) {
       {Type::Color, "#0000000", "a colour"},
       {Type::Color, "#00 000", "a colour"},
       {Type::Color, "#+1-2+3", "a colour"},
+      {Type::Color, "#00~000", "a colour"},
+      {Type::Color, "#00@000", "a colour"},
       {Type::Color, 0, "not a number"},
       {Type::Number, "7", "a finite number, not the text \"7\""},
       {Type::Number, true, "not a boolean"},
@@ -119,6 +121,11 @@ TEST(KAAppearancePropertyList, KeepsWhatIsGoodAndNamesAllThatIsNot) {
   EXPECT_EQ(values, (std::vector<KAAppearanceValue>{9.0, std::optional<UIColor>(), 5.0, 6.0}));
   EXPECT_EQ(KAAppearancePropertyList::missingKeys(keys, found),
             std::vector<std::string>{"Missing"});
+
+  const NSPropertyListSerialization::Parsed number{1, list.value().format, {}};
+  const auto noDictionary = KAAppearancePropertyList::readValues(number, keys, values, found);
+  ASSERT_EQ(noDictionary.size(), 1u);
+  EXPECT_EQ(noDictionary[0].description(), "a palette is a dictionary of keys and values");
 }
 
 }  // namespace

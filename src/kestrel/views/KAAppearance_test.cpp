@@ -40,6 +40,7 @@ class Lists : public KAAppearance {
     return keys;
   }
   std::vector<std::string> propertyListNames() const override { return names_; }
+  using KAAppearance::imageAtIndex;
 
  private:
   std::vector<std::string> names_;
@@ -90,6 +91,7 @@ TEST_F(AppearanceListsTest, ALaterListOverridesAnEarlierOne) {
   EXPECT_EQ(lists.edgeInsetsForKeyPath("insets"), (UIEdgeInsets{1, 2, 3, 4}));
   EXPECT_TRUE(lists.boolForKeyPath("flag"));
   EXPECT_TRUE(lists.imageForKeyPath("image"));
+  EXPECT_TRUE(lists.imageAtIndex(5));
   EXPECT_EQ(lists.integerForKeyPath("style"), 1);
   EXPECT_EQ(lists.colorForKeyPath("number"), std::nullopt) << "of another type";
   EXPECT_EQ(lists.doubleForKeyPath("Number"), 0) << "case counts";
