@@ -50,11 +50,12 @@ def is_taken(before, after, output):
     return after == []
 
 
-def adds_one(type, photos=0):
+def adds_one(type, photos=0, note=""):
     def isDone(before, after, output):
         (entry,) = after[len(before):]
         if photos:
             assert len(entry["info"]["attachments"]) == photos, entry
+        assert entry["info"].get("notes", "") == note, entry
         if output:
             assert json.loads(output)["info"]["uuid"] == entry["info"]["uuid"], "another entry was printed"
         return after[:len(before)] == before and entry["type"] == type
@@ -71,11 +72,13 @@ class Operation:
         return faults.run([PROGRAM, *arguments], case.environment, **options)
 
 
+ADDRESS = "https://example.org/"
 PHOTO = ["--image", str(SAMPLES / "photo.jpg")]
 OPERATIONS = [
     Operation("post", ["share", "--title", "New", "--post"], QUEUE, adds_one("new"), 60),
     Operation("photo", ["share", "--title", "New", *PHOTO, *PHOTO, "--project", "Home", "--post"], QUEUE,
               adds_one("new", photos=2), 60),
+    Operation("address", ["share", "--url", ADDRESS, "--post"], QUEUE, adds_one("new", note=ADDRESS), 15),
     Operation("publish", ["publish", "containers", "new.plist"], CATALOGUE, lambda *_: True, 30),
     Operation("complete", ["complete", "ITEM"], QUEUE, adds_one("completed"), 30),
     Operation("clear", ["queue", "clear"], QUEUE, lambda before, after, _: after == [], 30),

@@ -112,6 +112,23 @@ TEST_F(IntakeTest, AWebAddressWinsOverTheImageOfTheSameProvider) {
   EXPECT_TRUE(sheet->attachmentFiles().empty());
 }
 
+TEST_F(IntakeTest, AnAddressThatCannotBeHadIsAFailure) {
+  const struct {
+    const char* type;
+    NSError::Kind kind;
+    std::size_t failures;
+  } cases[] = {{kUTTypeURL, NSError::Kind::Io, 1},
+               {kUTTypePropertyList, NSError::Kind::Io, 1},
+               {kUTTypeURL, NSError::Kind::Unsupported, 0}};
+  for (const auto& [type, kind, failures] : cases) {
+    const auto broken = std::make_shared<NSItemProvider>();
+    broken->registerItemForTypeIdentifier(type, [kind = kind]() -> Result<NSItemProviderItem> {
+      return NSError{kind, "no memory"};
+    });
+    EXPECT_EQ(share({broken})->attachmentFailures().size(), failures);
+  }
+}
+
 TEST_F(IntakeTest, APictureThatIsNoneLeavesANameWithoutAFile) {
   const auto broken = std::make_shared<NSItemProvider>();
   broken->registerItemForTypeIdentifier(

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "foundation/base/NSLog.h"
 #include "foundation/extension/UTType.h"
 #include "foundation/files/NSURL.h"
@@ -106,8 +108,11 @@ void ShareViewController::updateNotice() {
                             : "This could not be saved. Save again, or close: it will be offered "
                               "again next time."));
   }
-  if (!attachmentFailures_.empty())
-    say(extensionString("%@ photos could not be taken", attachmentFailures_.size()));
+  const auto lost = std::count_if(photos_.begin(), photos_.end(), [](const auto& photo) {
+    return photo->state == SLComposeThumbnail::State::Failed;
+  });
+  if (lost > 0)
+    say(extensionString("%@ photos could not be taken", static_cast<std::size_t>(lost)));
   if (offeredDraft_ && !postError()) {
     const auto& contents = offeredDraft_->contents();
     const std::string name = firstLine(contents.title.empty() ? contents.note : contents.title);

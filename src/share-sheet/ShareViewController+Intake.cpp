@@ -117,6 +117,15 @@ void ShareViewController::Load::finish(
   });
 }
 
+void ShareViewController::Load::finishWithoutAddress(const std::optional<NSError>& error) const {
+  if (!error || error->kind != NSError::Kind::Io) return finish();
+  finish([reason = error->description](auto& found) {
+    found.attachmentFailures_.push_back(
+        {NSError::Kind::Io, "An address could not be taken: " + reason});
+    if (found.isViewLoaded()) NSLog(found.attachmentFailures_.back().description);
+  });
+}
+
 ShareViewController::Load ShareViewController::beginLoad() {
   ++*outstandingLoads_;
   return {shared_from_this(), outstandingLoads_};
@@ -125,9 +134,9 @@ ShareViewController::Load ShareViewController::beginLoad() {
 void ShareViewController::_addWebInfoFromProvider(const std::shared_ptr<NSItemProvider>& provider) {
   provider->loadItemForTypeIdentifier(
       kUTTypePropertyList,
-      [load = beginLoad()](const NSItemProviderItem& item, const std::optional<NSError>&) {
+      [load = beginLoad()](const NSItemProviderItem& item, const std::optional<NSError>& error) {
         const auto* loaded = std::get_if<PropertyList>(&item);
-        if (!loaded) return load.finish();
+        if (!loaded) return load.finishWithoutAddress(error);
         load.finish([plist = *loaded](auto& sheet) { sheet.noteText_ += webInfoText(plist); });
       });
 }
@@ -142,11 +151,11 @@ void ShareViewController::addURL(const std::shared_ptr<NSItemProvider>& provider
                                  FallbackHandler fallbackHandler) {
   provider->loadItemForTypeIdentifier(
       kUTTypeURL, [load = beginLoad(), provider, place, fallbackHandler](
-                      const NSItemProviderItem& item, const std::optional<NSError>&) {
+                      const NSItemProviderItem& item, const std::optional<NSError>& error) {
         const auto* url = std::get_if<NSURL>(&item);
         if (!url || url->isFileURL()) {
           fallbackHandler(provider);
-          return load.finish();
+          return place ? load.finish() : load.finishWithoutAddress(error);
         }
         load.finish([place, address = url->absoluteString()](auto& sheet) {
           // Straight after what is there: a note is one text, and its author sets its line breaks.

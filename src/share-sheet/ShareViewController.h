@@ -108,6 +108,8 @@ class ShareViewController : public SLComposeServiceViewController {
     /// Ends it, once, on the main thread, with what is to be done to the sheet if it is still
     /// there.
     void finish(std::function<void(ShareViewController& sheet)> apply = {}) const;
+    /// The same where no address came: one that there was, and could not be had, is a failure.
+    void finishWithoutAddress(const std::optional<NSError>& error) const;
   };
   struct PhotoLoad : Load {
     std::shared_ptr<SLComposeThumbnail> place;
