@@ -203,7 +203,8 @@ TEST_F(SLComposeServiceViewControllerTest, TheRequestEndsOnce) {
   const auto post = bar->topItem()->rightBarButtonItem();
   sheet->textView()->userDidChangeText("invalid");
   EXPECT_FALSE(post->isEnabled());
-  sheet->performPrimaryAction();
+  EXPECT_TRUE(sheet->performPrimaryAction())
+      << "the key is the sheet's, whether it may post or not";
   EXPECT_THAT(sheet->ended, ElementsAre());
   sheet->textView()->userDidChangeText("valid");
   post->press();

@@ -117,6 +117,17 @@ TEST_F(UINavigationBarTest, TheTitleIsInTheMiddleAndNeverOverlapsTheButtons) {
   }
 }
 
+TEST_F(UINavigationBarTest, NothingShinesThroughIt) {
+  for (const auto style : {UIBarStyle::Default, UIBarStyle::Black}) {
+    bar->setBarStyle(style);
+    EXPECT_EQ(bar->backgroundColor()->alpha, 1);
+    for (const auto& view : bar->subviews()) {
+      const auto& color = view->backgroundColor();
+      EXPECT_EQ(color ? color->alpha : 1, 1);
+    }
+  }
+}
+
 TEST_F(UINavigationBarTest, ATitleViewStandsInTheTitlesPlace) {
   bar->setItems({root, top});
   const auto view = std::make_shared<UILabel>();

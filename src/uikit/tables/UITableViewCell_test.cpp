@@ -162,6 +162,22 @@ TEST_F(UITableViewCellTest, ASubclassMayMoveWhatTheBaseHasPlaced) {
   EXPECT_EQ(cell->textLabel()->frame().minX(), 55);
 }
 
+TEST_F(UITableViewCellTest, ItsAccessoryViewStandsInForTheMark) {
+  const auto cell = make(Style::Subtitle, "Title", "Path");
+  cell->setAccessoryType(UITableViewCellAccessoryType::Checkmark);
+  const auto parts = cell->subviews().size();
+  const auto first = std::make_shared<UIView>(CGRect{0, 0, 20, 20});
+  const auto second = std::make_shared<UIView>(CGRect{0, 0, 30, 20});
+  for (const auto& view : {first, second}) {
+    cell->setAccessoryView(view);
+    EXPECT_EQ(view->superview(), cell);
+    EXPECT_EQ(cell->subviews().size(), parts) << "one at a time";
+  }
+  cell->setAccessoryView(nullptr);
+  EXPECT_EQ(second->superview(), nullptr);
+  EXPECT_EQ(cell->subviews().size(), parts) << "the mark is back";
+}
+
 TEST_F(UITableViewCellTest, AScreenReaderHearsTitleAndValue) {
   const auto value = make(Style::Value1, "Project", "Home");
   EXPECT_EQ(value->accessibilityLabel(), "Project");

@@ -214,6 +214,8 @@ TEST_F(UITableViewTest, AHeaderViewScrollsAboveTheFirstRowAndMayStayOutOfSight) 
 
   table->setTableHeaderView(std::make_shared<UIView>(CGRect{0, 0, 10, 20}));
   EXPECT_EQ(header->superview(), nullptr);
+  table->layoutIfNeeded();
+  EXPECT_EQ(table->contentOffset().y, 20) << "there is less to scroll away";
 }
 
 TEST_F(UITableViewTest, AControllerServesItsTableUnlessAnotherDoes) {
@@ -396,6 +398,10 @@ TEST_F(UITableViewTest, GroupedSectionsHaveTheirTitlesWhileOnScreen) {
   scroll(700);
   scroll(0);
   EXPECT_THAT(record(), testing::Contains("0 First"));
+  table->setContentOffset({0, 700});
+  EXPECT_FALSE(table->headerViewForSection(0)) << "it is asked for before the next layout";
+  table->setContentOffset({0, 0});
+  EXPECT_TRUE(table->headerViewForSection(0));
 }
 
 TEST_F(UITableViewTest, ANarrowerTableMeasuresItsRowsAgain) {
