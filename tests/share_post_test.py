@@ -1,4 +1,5 @@
 import json
+import os
 import plistlib
 import random
 import re
@@ -104,7 +105,8 @@ class SharePost(ProgramTest):
             {"actions": [{"type": "new", "info": {"uuid": "big", "title": "x" * 300000}}]}))
         self.run_program("share", "--image", PHOTO, "--post", file_limit=250000, code=74)
         self.leaves_no_trace(actions=1)
-        for files in range(4, 18):
+        # A sanitiser needs descriptors of its own to look at memory, and takes what it cannot look at for a fault.
+        for files in () if os.environ.get("SANITIZER") else range(4, 18):
             process = self.start("share", "--image", PHOTO, "--image", PHOTO, "--post", preexec_fn=(
                 lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (files, files))))
             self.assertIn(b"\ntasklane: ", b"\n" + process.communicate(timeout=LIMIT)[1], files)

@@ -110,7 +110,9 @@ TEST_F(UINavigationBarTest, TheTitleIsInTheMiddleAndNeverOverlapsTheButtons) {
         }
         EXPECT_LE(end, 320);
         if (title == "T" && left.size() < 20 && right.size() < 20) {
-          EXPECT_NEAR(found[left.empty() ? 0 : 1].second.midX(), 160, 1);
+          const CGRect middle = found[left.empty() ? 0 : 1].second;
+          EXPECT_NEAR(middle.midX(), 160, 1);
+          EXPECT_NEAR(middle.midY(), bar->bounds().midY(), 1);
         }
       }
     }
