@@ -101,6 +101,14 @@ class SheetFaultsTest(unittest.TestCase):
         self.assertEqual(list(self.attachments.iterdir()), [])
         queue.rmdir()
 
+        (document,) = drafts.glob("*/draft.plist")
+        document.rename(drafts / "aside")
+        document.symlink_to(document)  # for once it cannot even be looked at
+        sheet = desktop.share("--text", "")
+        desktop.keys("Escape")
+        self.assertEqual(sheet.wait(60), 1)
+        (drafts / "aside").rename(document)
+
         sheet = desktop.share("--text", "")
         # The offer's buttons come before the text.
         desktop.keys("shift+Tab", "shift+Tab", "Return")

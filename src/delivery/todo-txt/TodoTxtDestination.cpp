@@ -127,26 +127,33 @@ std::string TodoTxtDestination::lineOf(const DeliveryAction& action) const {
   return line;
 }
 
-/// Files that are there already are whole, and those of a task that was delivered before: its owner
-/// may have changed them.
+/// A file that is there already is whole, and of a task that was delivered before: its owner may
+/// have changed it.
+Result<void> TodoTxtDestination::storeFile(const std::string& path, const std::string& bytes) {
+  auto& manager = NSFileManager::defaultManager();
+  const auto there = manager.contentsAtPath(path);
+  if (there) return {};
+  if (there.error().kind != NSError::Kind::FileNotFound) return there.error();
+  return manager.writeToFileAtomically(path, bytes);
+}
+
 Result<void> TodoTxtDestination::storeFiles(const DeliveryAction& action) const {
   auto& manager = NSFileManager::defaultManager();
   const std::string notes = folder() + "/notes";
   const std::string own = notes + "/" + action.uuid;
   if (const auto made = manager.createDirectoryAtPath(notes, true); !made) return made.error();
   const std::string note = folder() + "/" + noteName(action);
-  if (!action.notes.empty() && !manager.fileExistsAtPath(note)) {
-    const auto stored = manager.writeToFileAtomically(note, action.notes + "\n");
-    if (!stored) return stored.error();
+  if (!action.notes.empty()) {
+    if (const auto stored = storeFile(note, action.notes + "\n"); !stored) return stored;
   }
   for (const auto& path : action.attachments) {
-    const std::string copy = own + "/" + nameInPath(path);
-    if (manager.fileExistsAtPath(copy) || !manager.fileExistsAtPath(path)) continue;
-    if (const auto made = manager.createDirectoryAtPath(own, false); !made) return made.error();
     const auto bytes = manager.contentsAtPath(path);
+    // Taken away with the rest of its task once that was delivered.
+    if (!bytes && bytes.error().kind == NSError::Kind::FileNotFound) continue;
     if (!bytes) return bytes.error();
-    const auto stored = manager.writeToFileAtomically(copy, bytes.value());
-    if (!stored) return stored.error();
+    if (const auto made = manager.createDirectoryAtPath(own, false); !made) return made;
+    if (const auto stored = storeFile(own + "/" + nameInPath(path), bytes.value()); !stored)
+      return stored;
   }
   return {};
 }

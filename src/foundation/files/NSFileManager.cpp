@@ -85,7 +85,8 @@ std::optional<NSURL> NSFileManager::containerURLForBaseGroupContainerIdentifier(
 
 bool NSFileManager::fileExistsAtPath(const std::string& path) const {
   struct stat status {};
-  return uninterrupted([&] { return stat(path.c_str(), &status); }) == 0;
+  return uninterrupted([&] { return stat(path.c_str(), &status); }) == 0 ||
+         (errno != ENOENT && errno != ENOTDIR);
 }
 
 Result<void> NSFileManager::createDirectoryAtPath(const std::string& path,

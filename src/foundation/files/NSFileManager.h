@@ -29,6 +29,8 @@ class NSFileManager {
   /// base identifier with "group." in front.
   std::optional<NSURL> containerURLForBaseGroupContainerIdentifier(const std::string& base);
 
+  /// False only where there is surely nothing. What cannot be looked at (no permission, a disk that
+  /// fails) counts as there, so that nobody takes its place and whoever reads it is told why.
   bool fileExistsAtPath(const std::string& path) const;
   Result<void> createDirectoryAtPath(const std::string& path, bool withIntermediateDirectories);
   Result<std::vector<std::string>> contentsOfDirectoryAtPath(const std::string& path) const;

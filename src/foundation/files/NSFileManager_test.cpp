@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <map>
 #include <thread>
 
 #include "foundation/files/FileVersion.h"
@@ -46,6 +48,15 @@ class NSFileManagerTest : public ::testing::Test {
   std::vector<std::optional<std::string>> values_;
   fs::path folder_;
 };
+
+TEST_F(NSFileManagerTest, WhatCannotBeLookedAtCountsAsThere) {
+  fs::create_symlink("loop", folder_ / "loop");
+  std::ofstream(folder_ / "file");
+  const std::map<std::string, bool> cases = {
+      {"loop", true}, {"file", true}, {"none", false}, {"file/none", false}};
+  for (const auto& [name, isThere] : cases)
+    EXPECT_EQ(files().fileExistsAtPath(folder_ / name), isThere) << name;
+}
 
 TEST_F(NSFileManagerTest, ReadsFilesOnlyAndAtOnce) {
   const std::string pipe = folder_ / "pipe";
