@@ -18,6 +18,7 @@ std::unique_ptr<Deliverer> makeDeliverer();
 /// Tries a list, shows what it offers, and has everything delivered there from then on.
 void connect(const std::string& kind, const DestinationKind::Options& options);
 
+/// What `deliver` is asked for.
 enum class DeliverMode {
   Tell,   ///< prints what was done
   DryRun  ///< changes nothing, and prints what would be lost

@@ -36,6 +36,7 @@ class TasklaneAppearanceTableViewCellSelectedBackgroundView : public UIView {
                                                         const std::optional<UIColor>& color);
 };
 
+/// Behind a selected row of a plain table.
 class TasklaneAppearancePlainTableViewCellSelectedBackgroundView
     : public TasklaneAppearanceTableViewCellSelectedBackgroundView {
  public:
@@ -46,6 +47,7 @@ class TasklaneAppearancePlainTableViewCellSelectedBackgroundView
   static std::optional<UIColor> tableViewCellSelectionColor();
 };
 
+/// Behind a selected row of a grouped table.
 class TasklaneAppearanceGroupedTableViewCellSelectedBackgroundView
     : public TasklaneAppearanceTableViewCellSelectedBackgroundView {
  public:

@@ -33,6 +33,8 @@ enum class CFNotificationSuspensionBehavior {
   DeliverImmediately = 4
 };
 
+/// Carries bare names between all processes of one user: no sender, no contents. A post to which
+/// nobody listens enters no system call; none is lost or merged.
 class CFNotificationCenter {
  public:
   /// Listeners are called on the main thread, from the run loop (see NSRunLoop); posts may come

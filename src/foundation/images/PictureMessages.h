@@ -17,6 +17,7 @@ struct PictureRequestMessage {
   double quality = 0;
 };
 
+/// What the decoder answers of one picture; the text of an error follows.
 struct PictureReplyHead {
   static constexpr std::int32_t kDone = -1;
   static constexpr std::uint32_t kMaximumText = 400;

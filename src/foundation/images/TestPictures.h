@@ -47,6 +47,7 @@ inline RGB quarters(std::uint32_t x, std::uint32_t y, std::uint32_t width, std::
   return x < width / 2 ? kBottomLeft : kBottomRight;
 }
 
+/// What a JPEG made for a test is like.
 struct JPEGShape {
   std::uint32_t width = 64;
   std::uint32_t height = 48;
@@ -148,6 +149,7 @@ inline std::string jpeg(const JPEGShape& shape) {
   });
 }
 
+/// What a PNG made for a test is like.
 struct PNGShape {
   std::uint32_t width = 64;
   std::uint32_t height = 48;

@@ -14,6 +14,7 @@
 
 namespace tasklane {
 
+/// What kind of value a key has in a palette.
 enum class KAAppearanceValueType : std::uint8_t {
   Color,
   Number,

@@ -9,6 +9,7 @@ namespace tasklane {
 using CGFloat = double;
 inline constexpr CGFloat CGFLOAT_MAX = std::numeric_limits<double>::max();
 
+/// A place in points, y growing downwards.
 struct CGPoint {
   CGFloat x = 0, y = 0;
   bool operator==(const CGPoint&) const = default;

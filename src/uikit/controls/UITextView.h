@@ -9,6 +9,7 @@
 namespace tasklane {
 
 class UITextView;
+/// Hears of what a person does in a text view. Main thread.
 class UITextViewDelegate {
  public:
   virtual ~UITextViewDelegate() = default;

@@ -11,6 +11,7 @@ class UIWebView : public UIView {
   using UIView::UIView;
 };
 
+/// The newer form.
 class WKWebView : public UIView {
  public:
   using UIView::UIView;

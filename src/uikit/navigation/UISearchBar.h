@@ -9,6 +9,7 @@
 namespace tasklane {
 
 class UISearchBar;
+/// Hears of what a person does in a search bar. Main thread.
 class UISearchBarDelegate {
  public:
   virtual ~UISearchBarDelegate() = default;

@@ -9,12 +9,14 @@ namespace tasklane {
 
 class UISearchController;
 
+/// Shows what a search finds; asked after each change of the text.
 class UISearchResultsUpdating {
  public:
   virtual ~UISearchResultsUpdating() = default;
   virtual void updateSearchResultsForSearchController(UISearchController& searchController) = 0;
 };
 
+/// Hears when a search begins and ends.
 class UISearchControllerDelegate {
  public:
   virtual ~UISearchControllerDelegate() = default;

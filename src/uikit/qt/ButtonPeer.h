@@ -5,6 +5,7 @@
 
 namespace tasklane::qt {
 
+/// A button: pressed by pointer, touch, Space or Return.
 class ButtonPeer : public ViewPeer {
  public:
   explicit ButtonPeer(UIButton& button);

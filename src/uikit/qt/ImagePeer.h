@@ -12,6 +12,7 @@ QImage toQImage(const CGImageRef& pixels);
 /// The picture's shape filled with one colour.
 QImage tinted(const QImage& image, const QColor& color);
 
+/// A picture, drawn by the view's content mode.
 class ImagePeer : public ViewPeer {
  public:
   explicit ImagePeer(UIImageView& imageView);

@@ -33,6 +33,7 @@ class ScrollPeer : public ViewPeer {
   bool applying_ = false;
 };
 
+/// The scroll area itself; the peer tells it what the view's state is.
 class ScrollWidget : public QAbstractScrollArea, public ViewWidget {
  public:
   explicit ScrollWidget(ScrollPeer* peer);

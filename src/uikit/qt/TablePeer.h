@@ -17,6 +17,7 @@ class TablePeer : public ScrollPeer {
   void apply() override;
 };
 
+/// One row of it.
 class CellPeer : public ViewPeer {
  public:
   explicit CellPeer(UITableViewCell& cell);

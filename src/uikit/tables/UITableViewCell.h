@@ -11,6 +11,7 @@ namespace tasklane {
 
 enum class UITableViewCellStyle { Default = 0, Value1 = 1, Value2 = 2, Subtitle = 3 };
 enum class UITableViewCellSelectionStyle { None = 0, Blue = 1, Gray = 2, Default = 3 };
+/// The sign at a row's trailing edge.
 enum class UITableViewCellAccessoryType {
   None = 0,
   DisclosureIndicator = 1,

@@ -10,6 +10,7 @@ enum class UIScrollViewIndicatorStyle { Default = 0, Black = 1, White = 2 };
 
 class Tween;
 class UIScrollView;
+/// Hears of scrolling, by a person or a program. Main thread.
 class UIScrollViewDelegate {
  public:
   virtual ~UIScrollViewDelegate() = default;

@@ -18,6 +18,7 @@ class UIViewController;
 class UIViewPeer;
 class UIWindow;
 
+/// How a picture fills its view.
 enum class UIViewContentMode {
   ScaleToFill = 0,
   ScaleAspectFit = 1,

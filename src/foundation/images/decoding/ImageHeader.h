@@ -10,6 +10,7 @@
 
 namespace tasklane {
 
+/// A picture as its first bytes describe it, claims and all.
 struct ImageHeader {
   EncodedImage::Format format = EncodedImage::Format::JPEG;
   /// Pixels as they are stored.

@@ -8,6 +8,7 @@
 
 namespace tasklane {
 
+/// How a JPEG is to be decoded.
 struct JPEGDecoding {
   /// Yield the planes as they are stored (YCbCr or gray), where the picture has such; otherwise,
   /// and when false, RGB or gray pixels.

@@ -24,6 +24,7 @@ NSError damaged(const std::string& how);
 
 /// For each stored value of a sample its value in a JPEG, whose samples use the full range.
 using LevelTable = std::array<std::uint8_t, 256>;
+/// The tables of brightness and of the two colour differences.
 struct Levels {
   LevelTable luma, chroma;
   /// From the range of video, 16 to 235 (chroma 240), or unchanged.
