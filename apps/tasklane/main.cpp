@@ -211,12 +211,12 @@ class CommandLine {
           flag, [this, option](const std::string& value) { options_[option] = value; },
           description);
     };
-    auto* place = add(kind.place, kind.place, "Where it lies");
-    if (kind.placeIsPath)
+    auto* place = kind.place ? add(kind.place, kind.place, "Where it lies") : nullptr;
+    if (place && kind.placeIsPath)
       place->transform([](const std::string& path) {
         return path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
       });
-    if (kind.placeIsRequired) place->required();
+    if (place && kind.placeIsRequired) place->required();
     for (const auto& [option, description] : kind.otherOptions)
       add(std::string("--") + option, option, description);
   }

@@ -10,23 +10,23 @@
 
 namespace tasklane {
 
-/// One kind of list that items can be delivered to. To add one: a folder with its Destination, and
-/// its line in DestinationKinds.cpp.
+/// One kind of list that items can be delivered to. To add one: a folder with its Destination and
+/// the function that describes it, and that function's line in DestinationKinds.def.
 struct DestinationKind {
   using Options = std::map<std::string, std::string>;
 
   const char* name;
   /// For `connect --help`.
   const char* description;
-  /// The option that `connect` takes as its argument, and whether it can do without.
-  const char* place;
-  bool placeIsRequired;
+  /// The option that `connect` takes as its argument; a null pointer for none.
+  const char* place = nullptr;
+  bool placeIsRequired = false;
   /// A path then, which `connect` makes a whole one.
-  bool placeIsPath;
+  bool placeIsPath = false;
   /// The options that it understands besides, each with what it is for.
-  std::vector<std::pair<const char*, const char*>> otherOptions;
+  std::vector<std::pair<const char*, const char*>> otherOptions = {};
   /// An error names the option that is missing or wrong. Touches neither disk nor network.
-  Result<std::unique_ptr<Destination>> (*make)(const Options& options);
+  Result<std::unique_ptr<Destination>> (*make)(const Options& options) = nullptr;
 };
 
 const std::vector<DestinationKind>& destinationKinds();
