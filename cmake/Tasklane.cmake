@@ -122,3 +122,27 @@ function(tasklane_fuzzers)
     set_tests_properties(${name} PROPERTIES TIMEOUT 120)
   endforeach()
 endfunction()
+
+# tasklane_framework(NAME source... [USES target...])
+#
+# Makes a module of the application's folder Frameworks, for what stands on a library that most commands do without: see
+# src/delivery/Framework.h. What it shares with the program is its own copy, so that neither depends on the
+# other's symbols.
+function(tasklane_framework name)
+  cmake_parse_arguments(ARG "" "" "USES" ${ARGN})
+  add_library(tasklane_${name}_framework MODULE ${ARG_UNPARSED_ARGUMENTS})
+  target_link_libraries(tasklane_${name}_framework PRIVATE tasklane_options ${ARG_USES})
+  target_link_options(tasklane_${name}_framework PRIVATE LINKER:--exclude-libs,ALL LINKER:--no-undefined)
+  set_target_properties(tasklane_${name}_framework PROPERTIES
+    PREFIX "" OUTPUT_NAME ${name} CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON
+    LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/Tasklane.app/Frameworks)
+  set_property(GLOBAL APPEND PROPERTY TASKLANE_FRAMEWORKS tasklane_${name}_framework)
+endfunction()
+
+# A program that stands outside the bundle is told where the bundle's modules are.
+function(tasklane_uses_frameworks target)
+  target_sources(${target} PRIVATE ${CMAKE_SOURCE_DIR}/cmake/BuiltFrameworks.cpp)
+  target_compile_definitions(${target} PRIVATE TASKLANE_FRAMEWORKS="${CMAKE_BINARY_DIR}/Tasklane.app/Frameworks")
+  get_property(frameworks GLOBAL PROPERTY TASKLANE_FRAMEWORKS)
+  add_dependencies(${target} ${frameworks})
+endfunction()

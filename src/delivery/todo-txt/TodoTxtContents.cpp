@@ -7,6 +7,7 @@
 #include <set>
 #include <utility>
 
+#include "delivery/ItemTree.h"
 #include "foundation/base/StableHash.h"
 
 namespace tasklane {
@@ -34,39 +35,6 @@ std::optional<NSDate> moment(const std::optional<std::string>& day, DayEnd end) 
   if (fields.tm_mday != wanted) return std::nullopt;  // the 31st of a shorter month
   return NSDate(NSTimeInterval(static_cast<double>(seconds)));
 }
-
-/// Tasks with the parents that they name ("p:" names the "id:" of another line).
-struct Tree {
-  std::vector<std::shared_ptr<TLXExternalItem>> items;
-  std::vector<std::string> parents;
-  std::map<std::string, std::size_t> indexOfID;
-
-  bool isBelow(std::size_t index, std::size_t ancestor) const {
-    for (std::size_t steps = 0; steps <= items.size(); ++steps) {
-      if (index == ancestor) return true;
-      const auto parent = indexOfID.find(parents[index]);
-      if (parents[index].empty() || parent == indexOfID.end()) return false;
-      index = parent->second;
-    }
-    return true;  // a ring
-  }
-
-  TLXExternalItem::Items topLevel() const {
-    TLXExternalItem::Items top;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      const auto parent = indexOfID.find(parents[i]);
-      if (parents[i].empty() || parent == indexOfID.end() || isBelow(parent->second, i)) {
-        top.push_back(items[i]);
-        continue;
-      }
-      auto& above = *items[parent->second];
-      auto children = above.children().value_or(TLXExternalItem::Items{});
-      children.push_back(items[i]);
-      above.setChildren(std::move(children));
-    }
-    return top;
-  }
-};
 
 std::shared_ptr<TLXExternalItem> itemOfLine(const TodoTxtContents::Line& entry) {
   const TodoTxtLine& line = entry.line;
@@ -149,16 +117,15 @@ std::string TodoTxtContents::nameOfWord(const std::string& word) {
 ListContents TodoTxtContents::published(const std::string& today) const {
   std::set<std::string> projects;
   std::set<std::string> contexts;
-  Tree tree;
+  ItemTree tree;
   for (const auto& entry : lines_) {
     if (entry.identity.empty()) continue;
     for (auto& project : entry.line.projects()) projects.insert(std::move(project));
     for (auto& context : entry.line.contexts()) contexts.insert(std::move(context));
     if (entry.line.value("h") == "1") continue;
     if (entry.line.isCompleted() && entry.line.completionDate() != today) continue;
-    if (const auto id = entry.line.value("id")) tree.indexOfID.emplace(*id, tree.items.size());
-    tree.items.push_back(itemOfLine(entry));
-    tree.parents.push_back(entry.line.value("p").value_or(""));
+    tree.add(itemOfLine(entry), entry.line.value("id").value_or(""),
+             entry.line.value("p").value_or(""));
   }
   ListContents contents;
   contents.projects = containersOf(projects);

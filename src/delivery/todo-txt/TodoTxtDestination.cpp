@@ -3,12 +3,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
-#include <ctime>
 #include <set>
 #include <utility>
 
+#include "delivery/TaskTexts.h"
 #include "delivery/todo-txt/TodoTxtContents.h"
 #include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
@@ -21,24 +20,6 @@ using Kind = DeliveryOutcome::Kind;
 
 /// How long to wait before a list that is not there is looked for again.
 constexpr std::chrono::seconds kUntilItIsBack{5};
-
-/// "YYYY-MM-DD" in the device's time zone.
-std::string dayOf(NSDate moment) {
-  const auto seconds = static_cast<std::time_t>(moment.time_since_epoch().count());
-  std::tm fields{};
-  ::tzset();
-  ::localtime_r(&seconds, &fields);
-  char text[32];
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%d", &fields)};
-}
-
-/// A uuid that may stand in a line and in a file's name.
-bool isPlainIdentifier(const std::string& text) {
-  return !text.empty() && text.size() <= 200 && text.front() != '.' &&
-         std::all_of(text.begin(), text.end(), [](unsigned char c) {
-           return std::isalnum(c) || c == '-' || c == '_' || c == '.';
-         });
-}
 
 /// A title as one line; what separates lines or words otherwise becomes a blank.
 std::string asOneLine(std::string text) {
@@ -65,7 +46,7 @@ bool apply(const DeliveryAction& action, TodoTxtLine& line) {
   const TodoTxtLine before = line;
   switch (action.type) {
     case TLXExternalActionType::Completed:
-      line.complete(dayOf(action.moment));
+      line.complete(dayText(action.moment));
       break;
     case TLXExternalActionType::Uncompleted:
       line.uncomplete();
@@ -114,7 +95,7 @@ Result<std::vector<ListContainer>> TodoTxtDestination::lists() {
 
 /// The date comes first, so that a title that begins with "x ", "(A) " or a date stays a title.
 std::string TodoTxtDestination::lineOf(const DeliveryAction& action) const {
-  std::string line = dayOf(action.moment);
+  std::string line = dayText(action.moment);
   const auto add = [&line](const std::string& word) {
     if (!word.empty()) line += " " + word;
   };
@@ -286,7 +267,7 @@ Result<std::optional<std::string>> TodoTxtDestination::stamp() {
     if (const auto contents = file_.read(); !contents) return contents.error();
   }
   // What was completed yesterday is not published any more today.
-  return std::optional(dayOf(Clock::now()) + " " + stamp.value().value_or("no file"));
+  return std::optional(dayText(Clock::now()) + " " + stamp.value().value_or("no file"));
 }
 
 Result<ListContents> TodoTxtDestination::contents() {
@@ -294,7 +275,8 @@ Result<ListContents> TodoTxtDestination::contents() {
   if (!before) return before.error();
   const auto text = file_.read();
   if (!text) return text.error();
-  ListContents contents = TodoTxtContents(text.value().value_or("")).published(dayOf(Clock::now()));
+  ListContents contents =
+      TodoTxtContents(text.value().value_or("")).published(dayText(Clock::now()));
   contents.stamp = *before.value();
   return contents;
 }
