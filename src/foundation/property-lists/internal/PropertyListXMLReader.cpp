@@ -1,6 +1,8 @@
 #include "foundation/property-lists/internal/PropertyListXMLReader.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <span>
 #include <vector>
 
@@ -16,46 +18,27 @@ namespace {
 
 enum class Element { Dict, Array, Key, String, Integer, Real, True, False, Date, Data, Unknown };
 
-template <std::size_t N>
-bool is(std::string_view name, const char (&word)[N]) {
-  return std::memcmp(name.data(), word, N - 1) == 0;
-}
+struct ElementType {
+  std::string_view name;
+  Element element;
+  const char* contents;  // as an error tells them
+};
 
-Element elementNamed(std::string_view name) {
-  switch (name.size()) {  // a length known beforehand compares in one instruction
-    case 3:
-      return is(name, "key") ? Element::Key : Element::Unknown;
-    case 4:
-      if (is(name, "dict")) return Element::Dict;
-      if (is(name, "true")) return Element::True;
-      if (is(name, "date")) return Element::Date;
-      if (is(name, "real")) return Element::Real;
-      return is(name, "data") ? Element::Data : Element::Unknown;
-    case 5:
-      if (is(name, "array")) return Element::Array;
-      return is(name, "false") ? Element::False : Element::Unknown;
-    case 6:
-      return is(name, "string") ? Element::String : Element::Unknown;
-    case 7:
-      return is(name, "integer") ? Element::Integer : Element::Unknown;
-    default:
-      return Element::Unknown;
-  }
-}
+constexpr ElementType elementTypes[] = {
+    {"dict", Element::Dict, ""},
+    {"array", Element::Array, ""},
+    {"key", Element::Key, ""},
+    {"string", Element::String, ""},
+    {"integer", Element::Integer, "an integer"},
+    {"real", Element::Real, "a number"},
+    {"true", Element::True, "nothing, as it should"},
+    {"false", Element::False, "nothing, as it should"},
+    {"date", Element::Date, "a date such as 2024-02-29T23:59:59Z"},
+    {"data", Element::Data, "base64"}};
 
-const char* contentsOf(Element element) {
-  switch (element) {
-    case Element::Integer:
-      return "an integer";
-    case Element::Real:
-      return "a number";
-    case Element::Date:
-      return "a date such as 2024-02-29T23:59:59Z";
-    case Element::Data:
-      return "base64";
-    default:
-      return "nothing, as it should";
-  }
+const ElementType* typeNamed(std::string_view name) {
+  const auto* const found = std::ranges::find(elementTypes, name, &ElementType::name);
+  return found == std::end(elementTypes) ? nullptr : found;
 }
 
 std::optional<PropertyList> scalar(Element element, std::string_view text) {
@@ -140,7 +123,7 @@ class Reader : public XMLSource {
       return true;
     }
     return refuse(tag.start,
-                  "<" + std::string(tag.name) + "> does not hold " + contentsOf(tag.element));
+                  "<" + std::string(tag.name) + "> does not hold " + typeNamed(tag.name)->contents);
   }
 
   bool readDictionary(const Tag& tag, int depth, PropertyList& into) {
@@ -293,7 +276,8 @@ class Reader : public XMLSource {
     const std::size_t nameStart = ++at_;
     while (at_ < document_.size() && !endsName(document_[at_])) ++at_;
     tag.name = document_.substr(nameStart, at_ - nameStart);
-    tag.element = elementNamed(tag.name);
+    const ElementType* const type = typeNamed(tag.name);
+    tag.element = type ? type->element : Element::Unknown;
     if (tag.name.empty()) return refuse(tag.start, "a malformed tag");
     if (at_ < document_.size() && isSpace(document_[at_]) && !skipAttributes(AttributesOf::Element))
       return false;
