@@ -17,44 +17,19 @@ struct Edge {
   bool isHorizontal;
   bool isEnd;  ///< right or bottom
   bool isMargin;
+  bool isByReadingDirection;  ///< leading or trailing
 };
 
-/// The edge that an attribute names where text runs from right to left or not; none for attributes
-/// that are no edges.
-std::optional<Edge> edgeOf(Attribute attribute, bool mirrored) {
-  switch (attribute) {
-    case Attribute::Left:
-      return Edge{true, false, false};
-    case Attribute::Right:
-      return Edge{true, true, false};
-    case Attribute::Leading:
-      return Edge{true, mirrored, false};
-    case Attribute::Trailing:
-      return Edge{true, !mirrored, false};
-    case Attribute::Top:
-      return Edge{false, false, false};
-    case Attribute::Bottom:
-      return Edge{false, true, false};
-    case Attribute::LeftMargin:
-      return Edge{true, false, true};
-    case Attribute::RightMargin:
-      return Edge{true, true, true};
-    case Attribute::LeadingMargin:
-      return Edge{true, mirrored, true};
-    case Attribute::TrailingMargin:
-      return Edge{true, !mirrored, true};
-    case Attribute::TopMargin:
-      return Edge{false, false, true};
-    case Attribute::BottomMargin:
-      return Edge{false, true, true};
-    default:
-      return {};
-  }
-}
-
-bool isByReadingDirection(Attribute attribute) {
-  return attribute == Attribute::Leading || attribute == Attribute::Trailing ||
-         attribute == Attribute::LeadingMargin || attribute == Attribute::TrailingMargin;
+/// The edge that an attribute names where text runs from left to right; none for attributes that
+/// are no edges. The margins are numbered as the edges are, and each end follows its start.
+std::optional<Edge> edgeOf(Attribute attribute) {
+  const bool margin = attribute >= Attribute::LeftMargin;
+  const auto edge =
+      margin ? Attribute(int(attribute) - int(Attribute::LeftMargin) + int(Attribute::Left))
+             : attribute;
+  if (edge < Attribute::Left || edge > Attribute::Trailing) return {};
+  return Edge{edge != Attribute::Top && edge != Attribute::Bottom, int(edge) % 2 == 0, margin,
+              edge >= Attribute::Leading};
 }
 
 /// How far the edge or margin lies from the edge itself, to the right or downwards.
@@ -75,13 +50,14 @@ struct Pin {
 std::optional<Pin> pinOf(const UIView& superview, const NSLayoutConstraint& constraint) {
   const auto first = constraint.firstItem(), second = constraint.secondItem();
   if (!first || !second) return {};
+  auto firstEdge = edgeOf(constraint.firstAttribute());
+  auto secondEdge = edgeOf(constraint.secondAttribute());
+  if (!firstEdge || !secondEdge) return {};
   const bool mirrored = superview.effectiveUserInterfaceLayoutDirection() ==
                             UIUserInterfaceLayoutDirection::RightToLeft &&
-                        (isByReadingDirection(constraint.firstAttribute()) ||
-                         isByReadingDirection(constraint.secondAttribute()));
-  const auto firstEdge = edgeOf(constraint.firstAttribute(), mirrored);
-  const auto secondEdge = edgeOf(constraint.secondAttribute(), mirrored);
-  if (!firstEdge || !secondEdge) return {};
+                        (firstEdge->isByReadingDirection || secondEdge->isByReadingDirection);
+  for (Edge* const edge : {&*firstEdge, &*secondEdge})
+    if (mirrored && edge->isByReadingDirection) edge->isEnd = !edge->isEnd;
   const bool subviewIsFirst = second.get() == &superview;
   const UIView& subview = subviewIsFirst ? *first : *second;
   const Edge &edge = subviewIsFirst ? *firstEdge : *secondEdge,
@@ -138,8 +114,8 @@ std::optional<std::string> whyNotLaidOut(const NSLayoutConstraint& constraint) {
     return "its views are not superview and subview";
   if (constraint.relation() != NSLayoutRelation::Equal || constraint.multiplier() != 1)
     return "it is no equality with the multiplier 1";
-  const auto firstEdge = edgeOf(constraint.firstAttribute(), false);
-  const auto secondEdge = edgeOf(constraint.secondAttribute(), false);
+  const auto firstEdge = edgeOf(constraint.firstAttribute());
+  const auto secondEdge = edgeOf(constraint.secondAttribute());
   if (!firstEdge || !secondEdge || firstEdge->isHorizontal != secondEdge->isHorizontal)
     return "its attributes are not edges or margins of one direction";
   return {};
