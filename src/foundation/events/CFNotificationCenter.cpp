@@ -1,12 +1,7 @@
 #include "foundation/events/CFNotificationCenter.h"
 
-#include <sys/inotify.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <ctime>
 #include <map>
 #include <mutex>
@@ -14,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/base/FileDescriptor.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/events/NSRunLoop.h"
+#include "foundation/events/internal/FolderWatch.h"
 #include "foundation/events/internal/NotifyCounter.h"
 #include "foundation/events/internal/NotifyFolder.h"
 #include "foundation/events/internal/WakePipe.h"
@@ -24,10 +19,6 @@
 namespace tasklane {
 namespace {
 
-constexpr std::uint32_t kGone =
-    IN_MOVED_FROM | IN_DELETE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
-constexpr std::uint32_t kHarmed = kGone | IN_MOVED_TO | IN_MODIFY | IN_ATTRIB;
-constexpr std::uint32_t kComes = IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE | IN_ATTRIB;
 constexpr int kMostAttempts = 100;
 constexpr std::chrono::milliseconds kPollInterval{100};
 constexpr std::uint64_t kMostSinglePosts = std::uint64_t{1} << 20;
@@ -86,7 +77,6 @@ struct CFNotificationCenter::State {
   void armAll() const;
   void startWatching();
   void watchPlaces();
-  void watchFolder(const std::string& folder, std::uint32_t events);
   bool pipeInPlace();
   void takePipe();
   void lookAround();
@@ -106,10 +96,9 @@ struct CFNotificationCenter::State {
   bool waits = false;
   bool watching = false;
   std::optional<WakePipe> pipe;
-  FileDescriptor inotify;
-  std::vector<int> watches;
+  FolderWatch folders;
   std::shared_ptr<NSRunLoop::Source> pipeSource;
-  std::shared_ptr<NSRunLoop::Source> inotifySource;
+  std::shared_ptr<NSRunLoop::Source> folderSource;
   std::shared_ptr<NSRunLoop::Source> pollTimer;
 };
 
@@ -230,9 +219,7 @@ void CFNotificationCenter::State::hearPipe() {
 }
 
 void CFNotificationCenter::State::hearFolder() {
-  alignas(inotify_event) char events[16 * 1024];
-  while (read(inotify.get(), events, sizeof events) > 0) {
-  }
+  folders.drain();
   lookAround();
   armAll();
 }
@@ -248,12 +235,11 @@ void CFNotificationCenter::State::lookAround() {
 }
 
 void CFNotificationCenter::State::startWatching() {
-  inotify = FileDescriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
-  if (inotify) {
-    inotifySource = NSRunLoop::mainRunLoop().addDescriptor(inotify.get(), [this] { hearFolder(); });
-  } else {
-    sayOnce(NSError::fromErrno(errno, "cannot watch the folder of notifications").description);
-  }
+  if (const auto opened = folders.open(); opened)
+    folderSource =
+        NSRunLoop::mainRunLoop().addDescriptor(folders.fileDescriptor(), [this] { hearFolder(); });
+  else
+    sayOnce(opened.error().description);
   takePipe();
   watchPlaces();
   // What became of the files before they were watched; calls belong to the run loop.
@@ -289,26 +275,16 @@ void CFNotificationCenter::State::sayOnce(const std::string& problem) {
   NSLog(problem + "; looking for notifications from time to time");
 }
 
-void CFNotificationCenter::State::watchFolder(const std::string& path, std::uint32_t events) {
-  const int watch = inotify_add_watch(inotify.get(), path.c_str(), events);
-  if (watch >= 0) watches.push_back(watch);
-}
-
 /// The folder, that of the pipes in it, and where a better folder would come.
 void CFNotificationCenter::State::watchPlaces() {
-  if (!inotify) return;
-  const auto before = std::exchange(watches, {});
-  {
-    const std::lock_guard lock(mutex);
-    (void)folder.find();
-    watchFolder(folder.last(), kHarmed);
-    watchFolder(WakePipe::folderIn(folder.last()), kGone);
-    for (const auto& other : folder.wherePreferredOnesAppear()) watchFolder(other, kComes);
-  }
-  for (const int watch : before) {
-    const bool stays = std::find(watches.begin(), watches.end(), watch) != watches.end();
-    if (!stays) inotify_rm_watch(inotify.get(), watch);
-  }
+  const std::lock_guard lock(mutex);
+  (void)folder.find();
+  std::vector<FolderWatch::Folder> places = {
+      {folder.last(), FolderWatch::kHarmed},
+      {WakePipe::folderIn(folder.last()), FolderWatch::kGone}};
+  for (const auto& other : folder.wherePreferredOnesAppear())
+    places.push_back({other, FolderWatch::kComes});
+  folders.watch(places);
 }
 
 /// What no descriptor tells is looked at from time to time.
@@ -316,7 +292,7 @@ void CFNotificationCenter::State::pollWhereNeeded() {
   if (!watching || pollTimer) return;
   const bool deaf = std::any_of(listenings.begin(), listenings.end(),
                                 [](const auto& entry) { return !entry.second->counter; });
-  if (pipe && inotify && !watches.empty() && !deaf) return;
+  if (pipe && folders.watchesAny() && !deaf) return;
   pollTimer = NSRunLoop::mainRunLoop().addTimer(kPollInterval, [this] {
     pollTimer = nullptr;
     lookAround();
