@@ -217,8 +217,10 @@ class CommandLine {
         return path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
       });
     if (place && kind.placeIsRequired) place->required();
-    for (const auto& [option, description] : kind.otherOptions)
-      add(std::string("--") + option, option, description);
+    for (const auto& option : kind.otherOptions) {
+      auto* added = add(std::string("--") + option.name, option.name, option.description);
+      if (option.variable) added->envname(option.variable);
+    }
   }
 
   void addItemAction(const std::string& name, const std::string& description,

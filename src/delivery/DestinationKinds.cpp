@@ -24,7 +24,7 @@ Result<std::unique_ptr<Destination>> makeDestination(const std::string& kind,
     for (const auto& [name, value] : options) {
       const bool isKnown = (known.place && name == known.place) ||
                            std::any_of(known.otherOptions.begin(), known.otherOptions.end(),
-                                       [&](const auto& option) { return name == option.first; });
+                                       [&](const auto& option) { return name == option.name; });
       if (!isKnown)
         return NSError{NSError::Kind::Unsupported,
                        "a destination of the kind \"" + kind + "\" has no setting " + name};

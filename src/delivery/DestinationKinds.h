@@ -23,8 +23,14 @@ struct DestinationKind {
   bool placeIsRequired = false;
   /// A path then, which `connect` makes a whole one.
   bool placeIsPath = false;
-  /// The options that it understands besides, each with what it is for.
-  std::vector<std::pair<const char*, const char*>> otherOptions = {};
+  struct Option {
+    const char* name;
+    const char* description;
+    /// The variable of the environment that `connect` takes it from where it is not given.
+    const char* variable = nullptr;
+  };
+  /// The options that it understands besides.
+  std::vector<Option> otherOptions = {};
   /// An error names the option that is missing or wrong. Touches neither disk nor network.
   Result<std::unique_ptr<Destination>> (*make)(const Options& options) = nullptr;
 };

@@ -9,8 +9,9 @@ int FolderWatch::watch(const std::string& path) {
   if (!inotify_) inotify_ = FileDescriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
   if (!inotify_) return -1;
   // For the folder that is watched already this changes nothing and answers the same number.
+  const unsigned writes = writes_ == Writes::Each ? IN_MODIFY : IN_CLOSE_WRITE;
   const int folder = ::inotify_add_watch(inotify_.get(), path.c_str(),
-                                         IN_CLOSE_WRITE | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
+                                         writes | IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE |
                                              IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR);
   if (folder_ >= 0 && folder != folder_) ::inotify_rm_watch(inotify_.get(), folder_);
   folder_ = folder;

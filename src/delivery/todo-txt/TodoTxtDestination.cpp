@@ -7,6 +7,7 @@
 #include <set>
 #include <utility>
 
+#include "delivery/TaskFiles.h"
 #include "delivery/TaskTexts.h"
 #include "delivery/todo-txt/TodoTxtContents.h"
 #include "foundation/base/FileSystem.h"
@@ -108,45 +109,22 @@ std::string TodoTxtDestination::lineOf(const DeliveryAction& action) const {
   return line;
 }
 
-/// A file that is there already is whole, and of a task that was delivered before: its owner may
-/// have changed it.
-Result<void> TodoTxtDestination::storeFile(const std::string& path, const std::string& bytes) {
-  auto& manager = NSFileManager::defaultManager();
-  const auto there = manager.contentsAtPath(path);
-  if (there) return {};
-  if (there.error().kind != NSError::Kind::FileNotFound) return there.error();
-  return manager.writeToFileAtomically(path, bytes);
-}
-
 Result<void> TodoTxtDestination::storeFiles(const DeliveryAction& action) const {
-  auto& manager = NSFileManager::defaultManager();
   const std::string notes = folder() + "/notes";
-  const std::string own = notes + "/" + action.uuid;
-  if (const auto made = manager.createDirectoryAtPath(notes, true); !made) return made.error();
-  const std::string note = folder() + "/" + noteName(action);
+  const auto made = NSFileManager::defaultManager().createDirectoryAtPath(notes, true);
+  if (!made) return made;
   if (!action.notes.empty()) {
-    if (const auto stored = storeFile(note, action.notes + "\n"); !stored) return stored;
+    const auto stored = storeFileOnce(folder() + "/" + noteName(action), action.notes + "\n");
+    if (!stored) return stored;
   }
-  for (const auto& path : action.attachments) {
-    const auto bytes = manager.contentsAtPath(path);
-    // Taken away with the rest of its task once that was delivered.
-    if (!bytes && bytes.error().kind == NSError::Kind::FileNotFound) continue;
-    if (!bytes) return bytes.error();
-    if (const auto made = manager.createDirectoryAtPath(own, false); !made) return made;
-    if (const auto stored = storeFile(own + "/" + nameInPath(path), bytes.value()); !stored)
-      return stored;
-  }
-  return {};
+  return copyAttachments(action, notes + "/" + action.uuid);
 }
 
 /// A note that was changed is the person's own by now.
 void TodoTxtDestination::removeFiles(const DeliveryAction& action) const {
   if (!action.notes.empty())
     (void)ContendedFile(folder() + "/" + noteName(action)).removeIfStill(action.notes + "\n");
-  const std::string own = folder() + "/notes/" + action.uuid;
-  for (const auto& path : action.attachments)
-    (void)NSFileManager::defaultManager().removeItemAtPath(own + "/" + nameInPath(path));
-  ::rmdir(own.c_str());
+  removeAttachments(action, folder() + "/notes/" + action.uuid);
 }
 
 /// The identities in the file that todo.sh moves completed lines to.

@@ -43,7 +43,6 @@ class TodoTxtDestination : public Destination {
   DeliveryOutcome carryOut(const DeliveryAction& action, TodoTxtContents& contents,
                            bool isArchived) const;
   std::set<std::string, std::less<>> archived() const;
-  static Result<void> storeFile(const std::string& path, const std::string& bytes);
   Result<void> storeFiles(const DeliveryAction& action) const;
   void removeFiles(const DeliveryAction& action) const;
 

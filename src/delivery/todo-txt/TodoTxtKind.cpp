@@ -1,19 +1,11 @@
-#include <cstdlib>
-
 #include "delivery/DestinationKinds.h"
+#include "delivery/TaskFiles.h"
 #include "delivery/todo-txt/TodoShConfiguration.h"
 #include "delivery/todo-txt/TodoTxtDestination.h"
 
 namespace tasklane {
 
 namespace {
-
-std::string dataFolder() {
-  const char* data = std::getenv("XDG_DATA_HOME");
-  if (data && *data == '/') return data;
-  const char* home = std::getenv("HOME");
-  return std::string(home ? home : "") + "/.local/share";
-}
 
 /// A file that the person has named is not begun in a place that is not there for the moment.
 Result<std::unique_ptr<Destination>> makeTodoTxt(const DestinationKind::Options& options) {
@@ -25,7 +17,7 @@ Result<std::unique_ptr<Destination>> makeTodoTxt(const DestinationKind::Options&
     if (!path.starts_with("/"))
       return NSError{NSError::Kind::Unsupported, "destination.file must be a whole path"};
   } else {
-    path = pathOfTodoSh().value_or(dataFolder() + "/tasklane/todo.txt");
+    path = pathOfTodoSh().value_or(dataFolderOfUser() + "/todo.txt");
   }
   return std::unique_ptr<Destination>(std::make_unique<TodoTxtDestination>(path, whenMissing));
 }
