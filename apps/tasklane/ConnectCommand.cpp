@@ -27,6 +27,7 @@ void connect(const std::string& kind, const DestinationKind::Options& options) {
     throw Failure{ExitCode::Unavailable, "Cannot connect " + destination.value()->description() +
                                              ": " + lists.error().description +
                                              ". Nothing was changed."};
+  configuration.value().options.merge(destination.value()->choices());
   if (const auto saved = configuration.value().saveDestination(); !saved)
     throw Failure{ExitCode::WriteFailed, saved.error().description + "; nothing was changed."};
   print("Connected " + oneLine(destination.value()->description()) + ".\n");

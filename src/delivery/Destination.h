@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -95,6 +96,10 @@ class Destination {
   /// The lists that a new task can go to, as `connect` shows them; also proves that the list can be
   /// reached and used; a list that can be begun with nothing is begun.
   virtual Result<std::vector<ListContainer>> lists() = 0;
+
+  /// What the settings have to say besides, by name, after lists(): a choice that was left to this
+  /// and must not become another one by itself later.
+  virtual std::map<std::string, std::string> choices() const { return {}; }
 
   /// Carries actions out, in their order, and answers how each ended, in the same order. What is
   /// Delivered is on the disk or the server for good. An action whose uuid the list has already
