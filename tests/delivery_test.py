@@ -110,7 +110,7 @@ class Arrival(DeliveryTest):
         print(f"line after a post: {statistics.median(durations) * 1000:.1f} ms, median", flush=True)
         self.assertTrue(self.list.read_bytes().startswith(THEIRS))
         second = self.start("agent")
-        self.assertIn(b"An agent runs already.", second.communicate()[1])
+        self.assertIn(b"an agent runs already.", second.communicate()[1])
         self.assertEqual(second.returncode, 75)
         agent.terminate()
         self.assertEqual(agent.wait(20), 0)

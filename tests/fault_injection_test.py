@@ -86,18 +86,6 @@ OPERATIONS = [
 ]
 
 
-def prepare(folder):
-    shared = folder / GROUP / pathlib.Path(QUEUE).parent
-    shared.mkdir(parents=True)
-    (folder / "new.plist").write_bytes(plistlib.dumps(NEW_CATALOGUE))
-    for name, value in ("actions", {"actions": [ENTRY]}), ("containers", OLD_CATALOGUE), ("items", ITEMS):
-        (shared / f"{name}.plist").write_bytes(plistlib.dumps(value))
-    attachments = folder / GROUP / "attachments"
-    attachments.mkdir()
-    shutil.copy(SAMPLES / "photo.jpg", attachments / "1.jpg")
-    return folder
-
-
 class Case:
     """One operation with one fault, in a container of its own."""
 
@@ -108,10 +96,11 @@ class Case:
     def run(self):
         """What went wrong, or none."""
         with tempfile.TemporaryDirectory(prefix="tasklane-faults-") as folder:
-            self.folder = prepare(pathlib.Path(folder))
+            self.folder = pathlib.Path(folder)
             self.environment = {**os.environ, "TASKLANE_GROUP_CONTAINERS": folder + "/groups",
                                 "TASKLANE_NOTIFY_FOLDER": folder + "/notify", "XDG_STATE_HOME": folder + "/state",
                                 "TASKLANE_LOCK_LIMIT": "20"}
+            self.prepare()
             self.before = entries(self.folder)
             try:
                 outcome = self.fault.run(self)
@@ -120,6 +109,17 @@ class Case:
             except (AssertionError, ValueError, OSError, subprocess.TimeoutExpired) as problem:
                 return f"{self.line}: {problem or type(problem).__name__}"
         return None
+
+    def prepare(self, *more):
+        shared = self.folder / GROUP / pathlib.Path(QUEUE).parent
+        shared.mkdir(parents=True)
+        (self.folder / "new.plist").write_bytes(plistlib.dumps(NEW_CATALOGUE))
+        for name, value in (("actions", {"actions": [ENTRY, *more]}), ("containers", OLD_CATALOGUE),
+                            ("items", ITEMS)):
+            (shared / f"{name}.plist").write_bytes(plistlib.dumps(value))
+        attachments = self.folder / GROUP / "attachments"
+        attachments.mkdir()
+        shutil.copy(SAMPLES / "photo.jpg", attachments / "1.jpg")
 
     def changed(self, output):
         """Whether the operation's effect is there, whole; anything but all or nothing is an error."""
@@ -165,6 +165,7 @@ class Case:
     def run_another(self, *arguments):
         process = subprocess.run([PROGRAM, *arguments], env=self.environment, timeout=60, capture_output=True)
         assert process.returncode == 0, f"the next operation fails: {process.stderr.decode()}"
+        return process.stdout.decode()
 
     def check_files(self):
         group = self.folder / GROUP
@@ -328,25 +329,26 @@ def sample(cases, count, chance):
 
 class FaultTest(unittest.TestCase):
     operations = OPERATIONS
+    case = Case
 
     def try_all(self, faults_of):
         """Tries each fault that `faults_of` answers for an operation, or a sample of them."""
         chance = random.Random(SEED)
         cases = []
         for operation in self.operations:
-            possible = [Case(operation, fault) for fault in faults_of(operation)]
+            possible = [self.case(operation, fault) for fault in faults_of(operation)]
             if not ALL and not ONLY:
                 possible = sample(possible, operation.sample, chance)
             cases += [case for case in possible if case.line.startswith(ONLY)]
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
-            problems = [problem for problem in pool.map(Case.run, cases) if problem]
+            problems = [problem for problem in pool.map(self.case.run, cases) if problem]
         print(f"{len(cases)} cases, seed {SEED}", flush=True)
         self.assertEqual(len(problems), 0, "\n" + "\n".join(problems))
 
     def without_fault(self, operation, **options):
         """The calls or allocations of an operation to which nothing happens."""
         nothing = Nothing(**options)
-        self.assertIsNone(Case(operation, nothing).run())
+        self.assertIsNone(self.case(operation, nothing).run())
         return nothing.outcome.calls
 
     def failing_calls(self, operation):

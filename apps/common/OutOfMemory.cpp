@@ -15,6 +15,7 @@ namespace {
 
 std::atomic<const char*> g_text;
 std::atomic<ExitCode> g_code = ExitCode::WriteFailed;
+std::atomic<bool> g_hasSteps;
 std::terminate_handler g_previous;
 
 void endProcess() {
@@ -37,15 +38,21 @@ void OutOfMemory::endPlainly(const char* text) {
   g_previous = std::set_terminate(endProcess);
 }
 
+void OutOfMemory::changeHasSteps() {
+  g_text = "There is not enough memory to finish; what is done until now stays done.\n";
+  g_hasSteps = true;
+}
+
 void OutOfMemory::changeIsSaved() {
   g_text = "It is done, but there is not enough memory to say more.\n";
   g_code = ExitCode::Done;
 }
 
 ExitCode OutOfMemory::codeAfter(const std::string& program, const std::system_error& error) {
-  const bool isSaved = g_code == ExitCode::Done;
-  NSLog(program + (isSaved ? ": It is done, but what follows failed: " : ": Nothing was done: ") +
-        error.what() + ".");
+  const char* const outcome = g_code == ExitCode::Done ? ": It is done, but what follows failed: "
+                              : g_hasSteps             ? ": Not all of it was done: "
+                                                       : ": Nothing was done: ";
+  NSLog(program + outcome + error.what() + ".");
   return g_code;
 }
 

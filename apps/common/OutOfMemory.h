@@ -16,6 +16,10 @@ class OutOfMemory {
   /// stay. Once, at the program's start.
   static void endPlainly(const char* text);
 
+  /// What the program was asked for has several steps, each of which stays done: from now on its
+  /// end does not say that nothing was.
+  static void changeHasSteps();
+
   /// What the program was asked for is done: from now on its end is that of success. Any thread.
   static void changeIsSaved();
 

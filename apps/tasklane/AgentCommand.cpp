@@ -8,6 +8,7 @@
 
 #include "Command.h"
 #include "DeliveryCommands.h"
+#include "common/OutOfMemory.h"
 #include "delivery/ContendedFile.h"
 #include "delivery/DeliveryLock.h"
 #include "delivery/FolderWatch.h"
@@ -200,15 +201,17 @@ class Agent {
 void runAgent(Stay stay) {
   requireContainer();
   Interruption::startNoting();
+  OutOfMemory::changeHasSteps();
   const auto of = stay == Stay::Briefly ? DeliveryLock::Of::Background : DeliveryLock::Of::Agent;
   for (bool isWanted = true; isWanted;) {
-    auto lock = DeliveryLock::take(of);
-    if (!lock && stay == Stay::Briefly) return;
-    if (!lock) throw Failure{ExitCode::Busy, "An agent runs already."};
     Agent agent(stay);
-    agent.run();
-    // Who saved something until now has seen that somebody is there.
-    lock.reset();
+    {
+      // Who saves something while it is held sees that somebody is there.
+      const auto lock = DeliveryLock::take(of);
+      if (!lock && stay == Stay::Briefly) return;
+      if (!lock) fail("No agent was started", lock.error());
+      agent.run();
+    }
     isWanted = stay == Stay::Briefly && agent.isWanted();
   }
 }

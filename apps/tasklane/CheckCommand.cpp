@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Command.h"
+#include "common/OutOfMemory.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "shared-store/AttachmentSweep.h"
@@ -256,6 +257,7 @@ class Inspection {
 void check(Repair repair, OutputFormat format) {
   requireContainer();
   requireFree(*TLXExternalAction::presenter());
+  if (repair == Repair::Yes) OutOfMemory::changeHasSteps();
   Inspection inspection(repair);
   const auto& findings = inspection.run();
   if (format == OutputFormat::JSON) {

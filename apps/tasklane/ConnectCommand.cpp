@@ -1,5 +1,6 @@
 #include "Command.h"
 #include "DeliveryCommands.h"
+#include "common/OutOfMemory.h"
 
 namespace tasklane {
 
@@ -30,10 +31,12 @@ void connect(const std::string& kind, const DestinationKind::Options& options) {
   configuration.value().options.merge(destination.value()->choices());
   if (const auto saved = configuration.value().saveDestination(); !saved)
     throw Failure{ExitCode::WriteFailed, saved.error().description + "; nothing was changed."};
+  OutOfMemory::changeHasSteps();
   print("Connected " + oneLine(destination.value()->description()) + ".\n");
   for (const auto& list : lists.value())
     print("  " + oneLine(list.title) +
           (list.id == list.title ? "" : "  (" + oneLine(list.id) + ")") + "\n");
+  finishNews("It is connected, but what it offers could not be printed.");
   Deliverer deliverer(std::move(destination).value(), configuration.value());
   if (const auto published = deliverer.publish(); !published)
     throw Failure{ExitCode::Busy, "Its projects and items could not be published yet: " +

@@ -5,6 +5,7 @@
 #include "DeliveryCommands.h"
 #include "ProgressBar.h"
 #include "common/BackgroundDelivery.h"
+#include "common/OutOfMemory.h"
 #include "delivery/DeliveryLock.h"
 #include "foundation/events/Interruption.h"
 #include "foundation/events/NSRunLoop.h"
@@ -37,19 +38,6 @@ std::string nameOfEntry(const PropertyList& entry) {
   const std::string title = textAt(info, "title");
   return oneLine(textAt(&entry, "type") + " " +
                  (title.empty() ? textAt(info, "uuid") : "\"" + title + "\""));
-}
-
-/// Does something that only one process does at a time, after others that are at it have ended.
-template <class Work>
-auto inTurn(const Work& work) {
-  const auto start = std::chrono::steady_clock::now();
-  for (;;) {
-    auto result = work();
-    if (result || result.error().kind != NSError::Kind::Busy || Interruption::happened() ||
-        std::chrono::steady_clock::now() - start > kLongestForOthers)
-      return result;
-    waitForOthers();
-  }
 }
 
 void printPreview(const Deliverer& deliverer, OutputFormat format) {
@@ -94,8 +82,16 @@ std::vector<DeliveryReceipts::Receipt> newestReceipts(std::optional<std::size_t>
 
 }  // namespace
 
-void waitForOthers() {
+bool waitForOthers(std::chrono::steady_clock::time_point since) {
+  if (std::chrono::steady_clock::now() - since > kLongestForOthers) return false;
   NSRunLoop::mainRunLoop().runUntil([] { return Interruption::happened(); }, kPauseForOthers);
+  return !Interruption::happened();
+}
+
+void fail(const std::string& what, const NSError& error) {
+  const bool isBusy = error.kind == NSError::Kind::Busy;
+  throw Failure{isBusy ? ExitCode::Busy : ExitCode::WriteFailed,
+                what + ": " + error.description + "."};
 }
 
 void deliver(DeliverMode mode, OutputFormat format) {
@@ -103,16 +99,13 @@ void deliver(DeliverMode mode, OutputFormat format) {
   requireReadable(*TLXExternalAction::presenter());
   const auto deliverer = makeDeliverer();
   if (mode == DeliverMode::DryRun) return printPreview(*deliverer, format);
+  OutOfMemory::changeHasSteps();
   ProgressBar bar;
   const auto summary = inTurn([&] {
     return deliverer->deliver([&](std::size_t done, std::size_t all) { bar.show(done, all); });
   });
   bar.clear();
-  if (!summary) {
-    const bool isBusy = summary.error().kind == NSError::Kind::Busy;
-    throw Failure{isBusy ? ExitCode::Busy : ExitCode::WriteFailed,
-                  "Not delivered: " + summary.error().description + "."};
-  }
+  if (!summary) fail("Not delivered", summary.error());
   const auto published = inTurn([&] { return deliverer->publish(); });
   deliverInBackground();  // what was delivered is looked after
   const auto& result = summary.value();
@@ -125,6 +118,7 @@ void deliver(DeliverMode mode, OutputFormat format) {
     print(std::to_string(result.delivered) + " delivered to " +
           oneLine(deliverer->destination().description()) + ".\n");
   }
+  finishNews("It is done, but could not be printed; `tasklane status` shows how things stand.");
   if (result.setAside > 0)
     throw Failure{ExitCode::BadData,
                   std::to_string(result.setAside) + " set aside; `tasklane status` says why."};
@@ -195,8 +189,9 @@ void printReceipts(OutputFormat format) {
 
 void retrySetAside() {
   requireContainer();
+  OutOfMemory::changeHasSteps();
   const auto retried = inTurn(Deliverer::retry);
-  if (!retried) throw Failure{ExitCode::WriteFailed, retried.error().description + "."};
+  if (!retried) fail("Nothing was put back", retried.error());
   print(std::to_string(retried.value()) + " put back into the queue.\n");
   deliver(DeliverMode::Tell, OutputFormat::Text);
 }

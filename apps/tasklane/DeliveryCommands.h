@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,8 +26,22 @@ enum class DeliverMode {
 };
 void deliver(DeliverMode mode, OutputFormat format);
 
-/// A short pause for a process that is delivering.
-void waitForOthers();
+/// A short pause for a process that is delivering; false when that has been tried for long enough.
+bool waitForOthers(std::chrono::steady_clock::time_point since);
+
+/// Does something that only one process does at a time, when others that are at it have ended.
+template <class Work>
+auto inTurn(const Work& work) {
+  const auto start = std::chrono::steady_clock::now();
+  for (;;) {
+    auto result = work();
+    if (result || result.error().kind != NSError::Kind::Busy || !waitForOthers(start))
+      return result;
+  }
+}
+
+/// Throws what ends a command that could not do its work: "Not delivered: …".
+[[noreturn]] void fail(const std::string& what, const NSError& error);
 
 void printStatus(OutputFormat format);
 void printReceipts(OutputFormat format);

@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "DeliveryCommands.h"
+#include "common/OutOfMemory.h"
 #include "delivery/DeliveryLock.h"
 #include "delivery/QueuedActions.h"
 #include "foundation/files/NSFileManager.h"
@@ -53,20 +54,21 @@ DeliveryReceipts::Receipt receiptToUndo(const std::optional<std::string>& uuid) 
                      : "Nothing was saved that could be taken back."};
 }
 
+void sayTakenBack(const std::string& title) {
+  print("Taken back: \"" + oneLine(title) + "\".\n");
+  finishNews("It was taken back, but that could not be printed.");
+}
+
 }  // namespace
 
 void undo(const std::optional<std::string>& uuid) {
   requireContainer();
   requireReadable(*TLXExternalAction::presenter());
+  OutOfMemory::changeHasSteps();
   // No delivery may be under way with the item that is to be taken back.
-  std::optional<DeliveryLock> lock;
-  for (int attempt = 0; !lock && attempt < 200; ++attempt) {
-    lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
-    if (!lock) waitForOthers();
-  }
-  if (!lock) throw Failure{ExitCode::Busy, "Another program is delivering; try again."};
-  if (const auto taken = takeOutOfQueue(uuid))
-    return print("Taken back: \"" + oneLine(taken->title) + "\".\n");
+  const auto lock = inTurn([] { return DeliveryLock::take(DeliveryLock::Of::Delivery); });
+  if (!lock) fail("Nothing was taken back", lock.error());
+  if (const auto taken = takeOutOfQueue(uuid)) return sayTakenBack(taken->title);
 
   const auto receipt = receiptToUndo(uuid);
   const auto deliverer = makeDeliverer();
@@ -86,7 +88,7 @@ void undo(const std::optional<std::string>& uuid) {
         throw Failure{ExitCode::WriteFailed,
                       "It was " + outcome.text +
                           ", but that could not be noted: " + noted.error().description + "."};
-      return print("Taken back: \"" + oneLine(receipt.action.title) + "\".\n");
+      return sayTakenBack(receipt.action.title);
     }
     case DeliveryOutcome::Kind::Refused:
       throw Failure{ExitCode::BadData, "\"" + oneLine(receipt.action.title) +

@@ -202,6 +202,14 @@ Result<std::optional<std::string>> ContendedFile::stamp() const {
   return std::optional<std::string>(text);
 }
 
+/// It may be there by a process that was killed before it had flushed it.
+Result<void> ContendedFile::flush(const Version& version) const {
+  if (!version.mark) return {};
+  if (uninterrupted([&] { return ::fsync(version.file.get()); }) != 0)
+    return NSError::fromErrno(errno, "cannot flush " + path_);
+  return flushFolder(parentOfPath(version.target));
+}
+
 Result<void> ContendedFile::change(const Edit& edit) {
   Late late;
   for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
@@ -210,13 +218,13 @@ Result<void> ContendedFile::change(const Edit& edit) {
     removeAbandoned(old.value().target);
     const std::string base = late.appliedTo(old.value().contents);
     const auto contents = edit(base);
-    if (!contents && late.empty()) return {};
+    if (!contents && late.empty()) return flush(old.value());
     auto replacement = replace(old.value(), contents ? *contents : base);
     if (!replacement) return replacement.error();
     const bool isDone = replacement.value().isDone;
     if (isDone) late = {};
     if (!replacement.value().late.empty()) late = std::move(replacement.value().late);
-    if (isDone && late.empty()) return {};
+    if (isDone && late.empty()) return flushFolder(parentOfPath(old.value().target));
   }
   return NSError{NSError::Kind::Busy, "other programs change " + path_ + " without a pause"};
 }
@@ -269,8 +277,6 @@ Result<ContendedFile::Replacement> ContendedFile::replace(const Version& old,
   } else {
     return NSError::fromErrno(errno, "cannot replace " + path_);
   }
-  // The contents are in their place; a folder that cannot be flushed does not take them back.
-  (void)flushFolder(folder);
   if (replacement.isDone && old.mark)
     replacement.late = Late::in(old.file, *old.mark, old.contents);
   return replacement;

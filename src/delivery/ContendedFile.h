@@ -41,7 +41,8 @@ class ContendedFile {
   using Edit = std::function<std::optional<std::string>(const std::string& contents)>;
 
   /// Replaces the contents whole and flushes them: other programs see the old or the new ones, also
-  /// after a power cut. An error leaves the old ones.
+  /// after a power cut. What lies there when it succeeds is on the disk, whoever wrote it. An error
+  /// leaves the old ones, or, when only the last flush failed, the new ones.
   ///
   /// What a program adds that had opened the old contents before they were replaced is added to the
   /// new ones. A program that had read the old ones and puts its own version in the place of the
@@ -57,6 +58,7 @@ class ContendedFile {
   struct Replacement;
   Result<Version> open() const;
   Result<Replacement> replace(const Version& old, const std::string& contents) const;
+  Result<void> flush(const Version& version) const;
   void removeAbandoned(const std::string& target);
 
   std::string path_;

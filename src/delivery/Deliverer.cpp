@@ -48,8 +48,6 @@ Result<PropertyList::Array> queuedEntries() {
   return queued;
 }
 
-NSError busy() { return {NSError::Kind::Busy, "another program is delivering"}; }
-
 }  // namespace
 
 /// The entries of one delivery, and what becomes of them.
@@ -151,7 +149,7 @@ Result<Deliverer::Summary> Deliverer::deliver(const Progress& progress) {
   if (!TLXExternalAction::presenter())
     return NSError{NSError::Kind::Io, "there is no folder of shared files"};
   const auto lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
-  if (!lock) return busy();
+  if (!lock) return lock.error();
   const auto entries = queuedEntries();
   if (!entries) return entries.error();
 
@@ -239,7 +237,7 @@ std::vector<Deliverer::Preview> Deliverer::preview() const {
 
 Result<std::size_t> Deliverer::retry() {
   const auto lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
-  if (!lock) return busy();
+  if (!lock) return lock.error();
   const auto aside = entriesInSharedFile(kSetAsideFileName);
   if (!aside) return aside.error();
   if (aside.value().empty()) return std::size_t{0};

@@ -55,7 +55,7 @@ Result<bool> Deliverer::publish() {
   const auto& state = statePresenter();
   if (!state) return NSError{NSError::Kind::Io, "there is no folder of shared files"};
   const auto lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
-  if (!lock) return NSError{NSError::Kind::Busy, "another program is delivering"};
+  if (!lock) return lock.error();
   const auto stamp = destination_->stamp();
   if (!stamp) return stamp.error();
   const auto* published = state->plist() ? state->plist()->valueForKey("publishedStamp") : nullptr;

@@ -2,6 +2,10 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
+#include <optional>
+#include <string>
+
 #include "foundation/base/FileSystem.h"
 #include "shared-store/TLXPlistPresenter.h"
 
@@ -26,15 +30,18 @@ struct flock wholeFile() {
 
 }  // namespace
 
-std::optional<DeliveryLock> DeliveryLock::take(Of what) {
+Result<DeliveryLock> DeliveryLock::take(Of what) {
   const auto path = pathOf(what);
-  if (!path) return std::nullopt;
+  if (!path) return NSError{NSError::Kind::Io, "there is no folder of shared files"};
   TLXPlistPresenter::ensureContainerExists();
   // The file is never removed: a lock on a file without a name would exclude nobody.
   FileDescriptor file = openFile(*path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+  if (!file) return NSError::fromErrno(errno, "cannot open the lock file " + *path);
   auto lock = wholeFile();
-  if (!file || ::fcntl(file.get(), F_OFD_SETLK, &lock) != 0) return std::nullopt;
-  return DeliveryLock(std::move(file));
+  if (::fcntl(file.get(), F_OFD_SETLK, &lock) == 0) return DeliveryLock(std::move(file));
+  if (errno != EAGAIN && errno != EACCES) return NSError::fromErrno(errno, "cannot lock " + *path);
+  return NSError{NSError::Kind::Busy,
+                 what == Of::Delivery ? "another program is delivering" : "an agent runs already"};
 }
 
 bool DeliveryLock::isHeld(Of what) {

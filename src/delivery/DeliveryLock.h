@@ -1,10 +1,9 @@
 #pragma once
 
-#include <optional>
-#include <string>
 #include <utility>
 
 #include "foundation/base/FileDescriptor.h"
+#include "foundation/base/NSError.h"
 
 namespace tasklane {
 
@@ -18,8 +17,9 @@ class DeliveryLock {
     Background  ///< staying for a while after a save
   };
 
-  /// None when another process has it, or where there is no container.
-  static std::optional<DeliveryLock> take(Of what);
+  /// Does not wait. An error of kind Busy when another process has it; another one when there is no
+  /// container, or its lock file cannot be opened.
+  static Result<DeliveryLock> take(Of what);
 
   /// Whether any process has it.
   static bool isHeld(Of what);

@@ -128,10 +128,11 @@ void TodoTxtDestination::removeFiles(const DeliveryAction& action) const {
 }
 
 /// The identities in the file that todo.sh moves completed lines to.
-std::set<std::string, std::less<>> TodoTxtDestination::archived() const {
+Result<std::set<std::string, std::less<>>> TodoTxtDestination::archived() const {
   std::set<std::string, std::less<>> identities;
   const auto text = NSFileManager::defaultManager().contentsAtPath(folder() + "/done.txt");
-  if (!text) return identities;
+  if (!text && text.error().kind == NSError::Kind::FileNotFound) return identities;
+  if (!text) return text.error();
   constexpr std::string_view kKey = "uuid:";
   const std::string_view all = text.value();
   for (auto at = all.find(kKey); at != std::string_view::npos; at = all.find(kKey, at)) {
@@ -177,13 +178,17 @@ std::vector<DeliveryOutcome> TodoTxtDestination::carryOut(
   auto outcomes = prepared;
   const auto written = file_.change([&](const std::string& text) -> std::optional<std::string> {
     TodoTxtContents contents(text);
-    std::optional<std::set<std::string, std::less<>>> archive;
+    std::optional<Result<std::set<std::string, std::less<>>>> archive;
     bool changed = false;
     for (std::size_t i = 0; i < actions.size(); ++i) {
       if (prepared[i].kind != Kind::Delivered) continue;
       // Read after the list, because todo.sh puts a line there before it takes it out here.
       if (!archive && !contents.indexOf(actions[i].uuid)) archive = archived();
-      const bool isArchived = archive && archive->contains(actions[i].uuid);
+      if (archive && !*archive) {
+        outcomes[i] = {Kind::Later, archive->error().description};
+        continue;
+      }
+      const bool isArchived = archive && archive->value().contains(actions[i].uuid);
       outcomes[i] = carryOut(actions[i], contents, isArchived);
       changed |= outcomes[i].kind == Kind::Delivered && !outcomes[i].isRepetition;
     }

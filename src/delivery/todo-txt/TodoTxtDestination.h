@@ -42,7 +42,7 @@ class TodoTxtDestination : public Destination {
                                        const Progress& progress) const;
   DeliveryOutcome carryOut(const DeliveryAction& action, TodoTxtContents& contents,
                            bool isArchived) const;
-  std::set<std::string, std::less<>> archived() const;
+  Result<std::set<std::string, std::less<>>> archived() const;
   Result<void> storeFiles(const DeliveryAction& action) const;
   void removeFiles(const DeliveryAction& action) const;
 
