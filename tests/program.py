@@ -13,6 +13,31 @@ PROGRAM = os.environ["TASKLANE"]
 SAMPLES = pathlib.Path(__file__).resolve().parent.parent / "resources" / "sample"
 LIMIT = 60
 
+CATALOGUE = {
+    "projects": {
+        "h": {"id": "h", "title": "Home"},
+        "g": {"id": "g", "title": "Jardín 🌱", "path": "Home"},
+        "z": {"id": "z", "title": "مشروع"},
+        "hidden": {"id": "hidden", "title": "Not offered"},
+    },
+    "orderedProjectIDs": ["z", "h", "g"],
+    "contexts": {"d": {"id": "d", "title": "Desk"}},
+    "orderedContextIDs": ["d"],
+}
+
+
+def items(**settings):
+    leaf = {"uuid": "LEAF", "title": "Grandchild", "flagged": False}
+    branch = {"uuid": "BRANCH", "title": "Child\nof two lines", "children": [leaf]}
+    return {
+        "items": [
+            {"uuid": "ROOT", "title": "Água", "subtitle": "家", "inbox": True, "children": [branch]},
+            {"uuid": "DUE", "title": "Due long ago", "due": "2015-03-14-09:26:53 -0700"},
+        ],
+        "dueSoonInterval": 3600.0, "contentCategories": 0, "usesCustomPerspective": False,
+        **settings,
+    }
+
 
 class ProgramTest(unittest.TestCase):
     def setUp(self):

@@ -12,7 +12,6 @@
 #include <thread>
 
 #include "foundation/events/NSNotificationCenter.h"
-#include "foundation/extension/NSBundle.h"
 #include "foundation/files/CoordinationLock.h"
 #include "foundation/files/NSFileCoordinator.h"
 #include "shared-store/SharedStoreTesting.h"
@@ -21,27 +20,22 @@ namespace tasklane {
 namespace {
 
 using namespace tasklane::testing;
+using Entries = PropertyListDictionary;
 using ::testing::AllOf;
-using ::testing::Contains;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
+using ::testing::internal::CaptureStderr;
+using ::testing::internal::GetCapturedStderr;
 
-PropertyListObject object(PropertyListDictionary entries) {
+PropertyListObject object(Entries entries) {
   return std::make_shared<const PropertyList>(std::move(entries));
 }
 
 /// A presenter of a file of its own, and how often it has announced a change.
 class TLXPlistPresenterTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    folder_ = scratchFolder() + "/" + test;
-    std::filesystem::create_directories(folder_);
-    path_ = folder_ + "/file.plist";
-  }
+  TLXPlistPresenterTest() { std::filesystem::create_directories(folder_); }
 
   std::shared_ptr<TLXPlistPresenter> makePresenter() const {
     return TLXPlistPresenter::makeWithURL(NSURL::fileURLWithPath(path_));
@@ -60,8 +54,9 @@ class TLXPlistPresenterTest : public ::testing::Test {
     return names;
   }
 
-  std::string folder_;
-  std::string path_;
+  const std::string folder_ =
+      scratchFolder() + "/" + ::testing::UnitTest::GetInstance()->current_test_info()->name();
+  const std::string path_ = folder_ + "/file.plist";
 };
 
 TEST_F(TLXPlistPresenterTest, WritesWhatDiffersAndTellsEveryPresenterOncePerPost) {
@@ -163,9 +158,9 @@ TEST_F(TLXPlistPresenterTest, FollowsTheFileOrKeepsWhatItHad) {
     SCOPED_TRACE(each.what);
     heard = 0;
     each.change();
-    ::testing::internal::CaptureStderr();
+    CaptureStderr();
     presenter->refreshPlist();
-    EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr(each.console));
+    EXPECT_THAT(GetCapturedStderr(), HasSubstr(each.console));
     EXPECT_EQ(presenter->plist() != nullptr, each.contentsKept);
     deliverEverything();
     EXPECT_EQ(heard, each.announcements);
@@ -178,7 +173,7 @@ TEST_F(TLXPlistPresenterTest, RemovesOnlyWhatItKnows) {
   presenter->removePlist();
   EXPECT_EQ(contents(path_), "garbage");
 
-  overwriteWithPlist(path_, PropertyListDictionary{{"a", 1}});
+  overwriteWithPlist(path_, Entries{{"a", 1}});
   presenter->refreshPlist();
   presenter->removePlist();
   EXPECT_THAT(visibleNames(), IsEmpty());
@@ -189,9 +184,9 @@ TEST_F(TLXPlistPresenterTest, SetsADamagedFileAsideBeforeReplacingIt) {
   overwrite(path_ + ".damaged-1", "an older one");
   overwrite(path_, "garbage");
   const auto presenter = makePresenter();
-  ::testing::internal::CaptureStderr();
+  CaptureStderr();
   presenter->writePlist(object({{"a", 1}}));
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(), HasSubstr("file.plist.damaged-2"));
+  EXPECT_THAT(GetCapturedStderr(), HasSubstr("file.plist.damaged-2"));
   EXPECT_EQ(contents(path_ + ".damaged-1"), "an older one");
   EXPECT_EQ(contents(path_ + ".damaged-2"), "garbage");
   EXPECT_EQ(plistAt(path_), *presenter->plist());
@@ -200,12 +195,12 @@ TEST_F(TLXPlistPresenterTest, SetsADamagedFileAsideBeforeReplacingIt) {
   overwrite(path_, "more garbage");
   presenter->performCoordinatedChange([&] { presenter->writePlist(object({{"a", 2}})); });
   EXPECT_EQ(contents(path_ + ".damaged-3"), "more garbage");
-  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"a", 2}}));
+  EXPECT_EQ(plistAt(path_), PropertyList(Entries{{"a", 2}}));
   EXPECT_TRUE(presenter->lastChange().ok());
 
   // What could be read is replaced without a copy.
   presenter->writePlist(object({{"a", 3}}));
-  overwriteWithPlist(path_, PropertyListDictionary{{"b", 1}});
+  overwriteWithPlist(path_, Entries{{"b", 1}});
   presenter->writePlist(object({{"a", 4}}));
   EXPECT_THAT(visibleNames(), ElementsAre("file.plist", "file.plist.damaged-1",
                                           "file.plist.damaged-2", "file.plist.damaged-3"));
@@ -214,7 +209,7 @@ TEST_F(TLXPlistPresenterTest, SetsADamagedFileAsideBeforeReplacingIt) {
 /// Adds a key to what the file holds; whether the presenter says that it is there.
 bool addKey(TLXPlistPresenter& presenter, const std::string& key) {
   presenter.performCoordinatedChange([&] {
-    auto entries = presenter.plist() ? *presenter.plist()->dictionary() : PropertyListDictionary{};
+    auto entries = presenter.plist() ? *presenter.plist()->dictionary() : Entries{};
     entries.set(key, true);
     presenter.writePlist(std::make_shared<const PropertyList>(std::move(entries)));
   });
@@ -228,13 +223,13 @@ TEST_F(TLXPlistPresenterTest, ChangesWhatOthersLeftEvenUnannounced) {
   EXPECT_TRUE(addKey(*other, "b"));
   EXPECT_TRUE(addKey(*presenter, "c"));
   // A program that knows nothing of announcements, in place.
-  overwriteWithPlist(path_, PropertyListDictionary{{"outside", true}});
+  overwriteWithPlist(path_, Entries{{"outside", true}});
   EXPECT_TRUE(addKey(*presenter, "d"));
   // And one that takes the file away.
-  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"d", true}, {"outside", true}}));
+  EXPECT_EQ(plistAt(path_), PropertyList(Entries{{"d", true}, {"outside", true}}));
   std::filesystem::remove(path_);
   EXPECT_TRUE(addKey(*other, "e"));
-  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"e", true}}));
+  EXPECT_EQ(plistAt(path_), PropertyList(Entries{{"e", true}}));
 }
 
 TEST_F(TLXPlistPresenterTest, LeavesAloneWhatItCannotRead) {
@@ -243,66 +238,60 @@ TEST_F(TLXPlistPresenterTest, LeavesAloneWhatItCannotRead) {
   const auto held = presenter->plist();
   std::filesystem::remove(path_);
   std::filesystem::create_directories(path_ + "/inside");
-  ::testing::internal::CaptureStderr();
+  CaptureStderr();
   EXPECT_FALSE(addKey(*presenter, "b"));
   EXPECT_EQ(presenter->plist(), held);
   presenter->writePlist(object({{"c", true}}));
   EXPECT_FALSE(presenter->lastChange().ok());
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+  EXPECT_THAT(GetCapturedStderr(),
               AllOf(HasSubstr("Error reading plist from "), HasSubstr("Nothing was changed in "),
                     HasSubstr("Error writing plist data to ")));
   EXPECT_TRUE(std::filesystem::exists(path_ + "/inside"));
   EXPECT_THAT(visibleNames(), ElementsAre("file.plist"));
 
   std::filesystem::remove_all(path_);
-  overwriteWithPlist(path_, PropertyListDictionary{{"d", true}});
+  overwriteWithPlist(path_, Entries{{"d", true}});
   EXPECT_TRUE(addKey(*presenter, "e")) << "one failure is not the next one's";
-  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"d", true}, {"e", true}}));
+  EXPECT_EQ(plistAt(path_), PropertyList(Entries{{"d", true}, {"e", true}}));
 }
+
+/// Limits a resource of this process while it lives.
+class ResourceLimit {
+ public:
+  ResourceLimit(__rlimit_resource resource, rlim_t value) : resource_(resource) {
+    ::getrlimit(resource_, &former_);
+    const rlimit limit{value, former_.rlim_max};
+    ::setrlimit(resource_, &limit);
+  }
+  ~ResourceLimit() { ::setrlimit(resource_, &former_); }
+
+ private:
+  __rlimit_resource resource_;
+  rlimit former_{};
+};
 
 TEST_F(TLXPlistPresenterTest, RefusesAChangeThatRunsOutOfDescriptorsAtAnyStep) {
   const auto presenter = makePresenter();
   ASSERT_TRUE(addKey(*presenter, "first"));
-  PropertyListDictionary confirmed{{"first", true}};
-  rlimit former{};
-  ::getrlimit(RLIMIT_NOFILE, &former);
-  ::testing::internal::CaptureStderr();
+  Entries confirmed{{"first", true}};
+  CaptureStderr();
   bool done = false;
   for (int descriptors = 3; !done && descriptors < 100; ++descriptors) {
     // Another program's write, so that the change has to read.
     confirmed.set("outside" + std::to_string(descriptors), true);
     overwriteWithPlist(path_, confirmed);
-    const rlimit few{static_cast<rlim_t>(descriptors), former.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &few);
-    done = addKey(*presenter, "last");
-    ::setrlimit(RLIMIT_NOFILE, &former);
+    {
+      const ResourceLimit few(RLIMIT_NOFILE, static_cast<rlim_t>(descriptors));
+      done = addKey(*presenter, "last");
+    }
     if (done) confirmed.set("last", true);
     EXPECT_EQ(plistAt(path_), PropertyList(confirmed)) << "with " << descriptors;
   }
   EXPECT_TRUE(done);
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+  EXPECT_THAT(GetCapturedStderr(),
               AllOf(HasSubstr("cannot open the lock file"), HasSubstr("Error reading plist from")));
   EXPECT_THAT(visibleNames(), ElementsAre("file.plist"));
 }
-
-/// Lets no file of this process grow beyond a size while it lives.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    formerHandler_ = std::signal(SIGXFSZ, SIG_IGN);
-    ::getrlimit(RLIMIT_FSIZE, &former_);
-    const rlimit limit{bytes, former_.rlim_max};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &former_);
-    std::signal(SIGXFSZ, formerHandler_);
-  }
-
- private:
-  rlimit former_{};
-  void (*formerHandler_)(int);
-};
 
 TEST_F(TLXPlistPresenterTest, LeavesTheOldContentsWhenTheDiskIsFull) {
   const auto presenter = makePresenter();
@@ -310,77 +299,34 @@ TEST_F(TLXPlistPresenterTest, LeavesTheOldContentsWhenTheDiskIsFull) {
   presenter->writePlist(object({{"old", true}}));
 
   const auto large = object({{"large", std::string(100'000, 'x')}});
-  ::testing::internal::CaptureStderr();
+  std::signal(SIGXFSZ, SIG_IGN);
+  CaptureStderr();
   {
-    const FileSizeLimit full(32 * 1024);
+    const ResourceLimit full(RLIMIT_FSIZE, 32 * 1024);
     presenter->writePlist(large);
   }
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+  EXPECT_THAT(GetCapturedStderr(),
               HasSubstr("Error writing plist data to " + presenter->url().absoluteString() + ": "));
   EXPECT_EQ(presenter->plist(), large);
   EXPECT_FALSE(presenter->lastChange().ok());
-  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"old", true}}));
+  EXPECT_EQ(plistAt(path_), PropertyList(Entries{{"old", true}}));
   EXPECT_THAT(visibleNames(), ElementsAre("file.plist")) << "no part of a file stays";
 
   // The next change starts from what others have written, not from what never reached the disk.
   other->performCoordinatedChange([&] { other->writePlist(object({{"other", true}})); });
   EXPECT_TRUE(addKey(*presenter, "new"));
-  EXPECT_EQ(plistAt(path_), PropertyList(PropertyListDictionary{{"new", true}, {"other", true}}));
+  EXPECT_EQ(plistAt(path_), PropertyList(Entries{{"new", true}, {"other", true}}));
 }
 
 TEST_F(TLXPlistPresenterTest, NeedsAnAddress) {
-  ::testing::internal::CaptureStderr();
+  CaptureStderr();
   EXPECT_EQ(TLXPlistPresenter::makeWithURL(std::nullopt), nullptr);
-  EXPECT_THAT(::testing::internal::GetCapturedStderr(),
+  EXPECT_THAT(GetCapturedStderr(),
               AllOf(HasSubstr("********* TLXPlistPresenter initialized with nil URL.\n"),
                     HasSubstr("Generally this means that "
                               "-containerURLForSecurityApplicationGroupIdentifier: returned nil, "
                               "which means the device thinks we shouldn't have access to the "
                               "shared container.\n")));
-}
-
-TEST_F(TLXPlistPresenterTest, FindsTheApplicationThatContainsIt) {
-  const auto makeBundle = [&](const std::string& name, const char* identifier) {
-    std::filesystem::create_directories(folder_ + "/" + name);
-    overwriteWithPlist(folder_ + "/" + name + "/Info.plist",
-                       PropertyListDictionary{{"CFBundleIdentifier", identifier}});
-  };
-  makeBundle("Outer.app", "org.example.outer");
-  makeBundle("Outer.app/PlugIns/Share.appex", "org.example.outer.share");
-  makeBundle("Myapp", "org.example.myapp");
-  makeBundle("Alone.appex", "org.example.alone");
-  // While it is brought up to date; and one that never says who it is.
-  makeBundle("Torn.app/PlugIns/Share.appex", "org.example.torn.share");
-  overwrite(folder_ + "/Torn.app/Info.plist", "");
-  std::filesystem::create_directories(folder_ + "/Nameless.app");
-  overwriteWithPlist(folder_ + "/Nameless.app/Info.plist", PropertyListDictionary{});
-  const struct {
-    const char* mainBundle;
-    std::optional<std::string> identifier;
-  } cases[] = {{"Outer.app", "org.example.outer"},
-               {"Outer.app/PlugIns/Share.appex", "org.example.outer"},
-               {"Myapp", "org.example.myapp"},
-               {"Torn.app", std::nullopt},
-               {"Torn.app/PlugIns/Share.appex", std::nullopt},
-               {"Nameless.app", std::nullopt},
-               {"Alone.appex", "<<UNKNOWN>>"}};
-  const auto former = NSBundle::mainBundle();
-  for (const auto& each : cases) {
-    SCOPED_TRACE(each.mainBundle);
-    NSBundle::setMainBundle(NSBundle::bundleWithPath(folder_ + "/" + each.mainBundle));
-    ::testing::internal::CaptureStderr();
-    EXPECT_EQ(TLXPlistPresenter::_containingApplicationBundleIdentifier(), each.identifier);
-    EXPECT_EQ(::testing::internal::GetCapturedStderr().find("NOTREACHED") != std::string::npos,
-              each.identifier == "<<UNKNOWN>>");
-  }
-  overwriteWithPlist(folder_ + "/Torn.app/Info.plist",
-                     PropertyListDictionary{{"CFBundleIdentifier", "org.example.torn"}});
-  NSBundle::setMainBundle(NSBundle::bundleWithPath(folder_ + "/Torn.app"));
-  EXPECT_EQ(TLXPlistPresenter::_containingApplicationBundleIdentifier(), "org.example.torn")
-      << "a moment's trouble is not kept";
-  NSBundle::setMainBundle(former);
-  EXPECT_TRUE(TLXPlistPresenter::sharedContainerURL()->path().ends_with(
-      "/group.com.kestrelworks.Tasklane/com.kestrelworks.Tasklane"));
 }
 
 TEST_F(TLXPlistPresenterTest, LogsWhatItDoesWhenAsked) {

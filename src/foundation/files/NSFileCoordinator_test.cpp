@@ -48,11 +48,21 @@ class NSFileCoordinatorTest : public ::testing::Test {
 
   NSURL url() const { return NSURL::fileURLWithPath(path_); }
 
+  using Accessor = NSFileCoordinator::Accessor;
+  static Result<void> writing(const fs::path& path, const Accessor& accessor) {
+    return NSFileCoordinator().coordinateWritingItemAtURL(NSURL::fileURLWithPath(path), kWrite,
+                                                          accessor);
+  }
+  static Result<void> reading(const fs::path& path, const Accessor& accessor) {
+    return NSFileCoordinator().coordinateReadingItemAtURL(NSURL::fileURLWithPath(path), kRead,
+                                                          accessor);
+  }
+  Result<void> writing(const Accessor& accessor) const { return writing(path_, accessor); }
+  Result<void> reading(const Accessor& accessor) const { return reading(path_, accessor); }
   static Result<void> writeTo(const fs::path& path, const std::string& bytes) {
-    return NSFileCoordinator().coordinateWritingItemAtURL(
-        NSURL::fileURLWithPath(path), kWrite, [&](const NSURL& staged) {
-          [[maybe_unused]] const auto written = files().writeToFile(staged.path(), bytes);
-        });
+    return writing(path, [&](const NSURL& staged) {
+      [[maybe_unused]] const auto written = files().writeToFile(staged.path(), bytes);
+    });
   }
   Result<void> write(const std::string& bytes) const { return writeTo(path_, bytes); }
 
@@ -65,13 +75,15 @@ class NSFileCoordinatorTest : public ::testing::Test {
     return files().contentsOfDirectoryAtPath(folder_).value();
   }
 
-  /// Runs a body in a process of its own; how that ended.
-  static int inChild(const std::function<void()>& body) {
+  /// Runs a body in a process of its own.
+  static pid_t start(const std::function<void()>& body) {
     const pid_t child = fork();
-    if (child == 0) {
-      body();
-      _exit(0);
-    }
+    if (child != 0) return child;
+    body();
+    _exit(0);
+  }
+  /// How it ended.
+  static int wait(pid_t child) {
     int status = -1;
     waitpid(child, &status, 0);
     return status;
@@ -84,13 +96,12 @@ class NSFileCoordinatorTest : public ::testing::Test {
 
 TEST_F(NSFileCoordinatorTest, CommitsWhatTheAccessorLeaves) {
   std::string seenInside;
-  const auto outcome =
-      NSFileCoordinator().coordinateWritingItemAtURL(url(), kWrite, [&](const NSURL& staged) {
-        EXPECT_NE(staged.path(), path_);
-        EXPECT_FALSE(files().fileExistsAtPath(staged.path()));
-        EXPECT_TRUE(files().writeToFile(staged.path(), "first").ok());
-        seenInside = contents(path_);
-      });
+  const auto outcome = writing([&](const NSURL& staged) {
+    EXPECT_NE(staged.path(), path_);
+    EXPECT_FALSE(files().fileExistsAtPath(staged.path()));
+    EXPECT_TRUE(files().writeToFile(staged.path(), "first").ok());
+    seenInside = contents(path_);
+  });
   EXPECT_TRUE(outcome.ok());
   EXPECT_THAT(seenInside, ::testing::HasSubstr("No such file"));
   EXPECT_EQ(contents(path_), "first");
@@ -105,14 +116,11 @@ TEST_F(NSFileCoordinatorTest, CommitsWhatTheAccessorLeaves) {
 
 TEST_F(NSFileCoordinatorTest, NestsWithinAThread) {
   ASSERT_TRUE(write("old").ok());
-  NSFileCoordinator coordinator;
   std::vector<std::string> seen;
   const auto readInside = [&] {
-    const auto outcome = coordinator.coordinateReadingItemAtURL(
-        url(), kRead, [&](const NSURL& at) { seen.push_back(contents(at.path())); });
-    EXPECT_TRUE(outcome.ok());
+    EXPECT_TRUE(reading([&](const NSURL& at) { seen.push_back(contents(at.path())); }).ok());
   };
-  const auto outer = coordinator.coordinateWritingItemAtURL(url(), kWrite, [&](const NSURL& at) {
+  const auto outer = writing([&](const NSURL& at) {
     readInside();
     EXPECT_TRUE(files().writeToFile(at.path(), "outer").ok());
     readInside();
@@ -124,11 +132,11 @@ TEST_F(NSFileCoordinatorTest, NestsWithinAThread) {
   EXPECT_THAT(seen, ElementsAre("old", "outer", "inner"));
   EXPECT_EQ(contents(path_), "inner");
 
-  const auto reading = coordinator.coordinateReadingItemAtURL(url(), kRead, [&](const NSURL&) {
+  const auto reader = reading([&](const NSURL&) {
     readInside();
     EXPECT_FALSE(write("never").ok()) << "two readers that both want to write would wait forever";
   });
-  EXPECT_TRUE(reading.ok());
+  EXPECT_TRUE(reader.ok());
   EXPECT_EQ(contents(path_), "inner");
   EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
 }
@@ -155,9 +163,8 @@ TEST_F(NSFileCoordinatorTest, FollowsLinksAndMeetsOthersAtTheRealFile) {
 
 TEST_F(NSFileCoordinatorTest, DeletesTheTargetItselfAndWhatIsStagedAroundIt) {
   ASSERT_TRUE(write("old").ok());
-  NSFileCoordinator coordinator;
   const auto remove = [&] {
-    return coordinator.coordinateWritingItemAtURL(url(), kDelete, [&](const NSURL& at) {
+    return NSFileCoordinator().coordinateWritingItemAtURL(url(), kDelete, [&](const NSURL& at) {
       EXPECT_EQ(at.path(), path_);
       EXPECT_TRUE(files().removeItemAtPath(at.path()).ok());
     });
@@ -166,30 +173,26 @@ TEST_F(NSFileCoordinatorTest, DeletesTheTargetItselfAndWhatIsStagedAroundIt) {
   EXPECT_THAT(namesInFolder(), ElementsAre());
 
   ASSERT_TRUE(write("old").ok());
-  const auto outcome =
-      coordinator.coordinateWritingItemAtURL(url(), kWrite, [&](const NSURL& staged) {
-        EXPECT_TRUE(files().writeToFile(staged.path(), "new").ok());
-        EXPECT_TRUE(remove().ok());
-      });
+  const auto outcome = writing([&](const NSURL& staged) {
+    EXPECT_TRUE(files().writeToFile(staged.path(), "new").ok());
+    EXPECT_TRUE(remove().ok());
+  });
   EXPECT_TRUE(outcome.ok());
   EXPECT_THAT(namesInFolder(), ElementsAre());
 }
 
 TEST_F(NSFileCoordinatorTest, WritesWhereTheAccessorMakesTheFolder) {
   const fs::path deep = root_ / "new" / "folders" / "queue";
-  const auto outcome = NSFileCoordinator().coordinateWritingItemAtURL(
-      NSURL::fileURLWithPath(deep), kWrite, [&](const NSURL& staged) {
-        EXPECT_FALSE(fs::exists(root_ / "new"));
-        EXPECT_TRUE(files().createDirectoryAtPath(deep.parent_path(), true).ok());
-        EXPECT_TRUE(files().writeToFile(staged.path(), "contents").ok());
-      });
+  const auto outcome = writing(deep, [&](const NSURL& staged) {
+    EXPECT_FALSE(fs::exists(root_ / "new"));
+    EXPECT_TRUE(files().createDirectoryAtPath(deep.parent_path(), true).ok());
+    EXPECT_TRUE(files().writeToFile(staged.path(), "contents").ok());
+  });
   EXPECT_TRUE(outcome.ok());
   EXPECT_EQ(contents(deep), "contents");
 
   const fs::path outside = root_.parent_path() / "no-group" / "queue";
-  const auto reading = NSFileCoordinator().coordinateReadingItemAtURL(
-      NSURL::fileURLWithPath(outside), kRead, [](const NSURL&) {});
-  EXPECT_TRUE(reading.ok());
+  EXPECT_TRUE(reading(outside, [](const NSURL&) {}).ok());
   EXPECT_FALSE(fs::exists(outside.parent_path())) << "reading makes nothing";
   EXPECT_TRUE(writeTo(outside, "contents").ok());
   EXPECT_TRUE(fs::exists(outside.parent_path() / ".coordination" / "queue.lock"));
@@ -197,11 +200,7 @@ TEST_F(NSFileCoordinatorTest, WritesWhereTheAccessorMakesTheFolder) {
 
 /// Ways in which a write can fail: all leave the old contents and nothing else.
 TEST_F(NSFileCoordinatorTest, AFailedWriteLeavesTheOldContentsAndNothingElse) {
-  NSFileCoordinator coordinator;
   const std::string large(1 << 20, 'x');
-  const auto writing = [&](const NSFileCoordinator::Accessor& accessor) {
-    return coordinator.coordinateWritingItemAtURL(url(), kWrite, accessor);
-  };
   struct Case {
     const char* what;
     std::function<void()> attempt;
@@ -259,11 +258,11 @@ TEST_F(NSFileCoordinatorTest, AFailedWriteLeavesTheOldContentsAndNothingElse) {
   ASSERT_TRUE(write("old").ok());
   for (const auto& [what, attempt] : cases) {
     SCOPED_TRACE(what);
-    const int status = inChild([&, &body = attempt] {
-      body();
-      if (HasFailure()) _exit(1);
-    });
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(wait(start([&, &body = attempt] {
+                body();
+                if (HasFailure()) _exit(1);
+              })),
+              0);
     EXPECT_EQ(contents(path_), "old");
     EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
   }
@@ -280,24 +279,19 @@ TEST_F(NSFileCoordinatorTest, ACommitThatFailsAndALockThatCannotBeHadAreErrors) 
   fs::remove_all(root_ / ".coordination");
   std::ofstream(root_ / ".coordination") << "no folder";
   bool ran = false;
-  const auto noLock = NSFileCoordinator().coordinateWritingItemAtURL(
-      url(), kWrite, [&](const NSURL&) { ran = true; });
-  EXPECT_FALSE(noLock.ok());
+  EXPECT_FALSE(writing([&](const NSURL&) { ran = true; }).ok());
   EXPECT_FALSE(ran) << "nobody writes without the lock";
-  EXPECT_TRUE(NSFileCoordinator()
-                  .coordinateReadingItemAtURL(url(), kRead, [&](const NSURL&) { ran = true; })
-                  .ok());
+  EXPECT_TRUE(reading([&](const NSURL&) { ran = true; }).ok());
   EXPECT_TRUE(ran);
 }
 
 TEST_F(NSFileCoordinatorTest, AWriteIsRefusedWhenItsLockFileIsRemoved) {
   ASSERT_TRUE(write("old").ok());
-  const auto outcome =
-      NSFileCoordinator().coordinateWritingItemAtURL(url(), kWrite, [&](const NSURL& staged) {
-        EXPECT_TRUE(files().writeToFile(staged.path(), "mine").ok());
-        fs::remove_all(root_ / ".coordination");
-        std::thread([&] { EXPECT_TRUE(write("another's").ok()); }).join();
-      });
+  const auto outcome = writing([&](const NSURL& staged) {
+    EXPECT_TRUE(files().writeToFile(staged.path(), "mine").ok());
+    fs::remove_all(root_ / ".coordination");
+    std::thread([&] { EXPECT_TRUE(write("another's").ok()); }).join();
+  });
   ASSERT_FALSE(outcome.ok());
   EXPECT_EQ(outcome.error().kind, NSError::Kind::Busy);
   EXPECT_EQ(contents(path_), "another's");
@@ -308,27 +302,18 @@ TEST_F(NSFileCoordinatorTest, EightProcessesThatAppendLoseNothing) {
   constexpr int kProcesses = 8;
   constexpr int kAppendsEach = 12;
   std::vector<pid_t> children;
-  for (int process = 0; process < kProcesses; ++process) {
-    const pid_t child = fork();
-    if (child == 0) {
+  for (int process = 0; process < kProcesses; ++process)
+    children.push_back(start([&] {
       for (int i = 0; i < kAppendsEach; ++i) {
-        const auto outcome =
-            NSFileCoordinator().coordinateWritingItemAtURL(url(), kWrite, [&](const NSURL& staged) {
-              const auto old = files().contentsAtPath(path_);
-              const std::string line = std::to_string(process) + "\n";
-              if (!files().writeToFile(staged.path(), (old ? old.value() : "") + line)) _exit(1);
-            });
+        const auto outcome = writing([&](const NSURL& staged) {
+          const auto old = files().contentsAtPath(path_);
+          const std::string line = std::to_string(process) + "\n";
+          if (!files().writeToFile(staged.path(), (old ? old.value() : "") + line)) _exit(1);
+        });
         if (!outcome) _exit(2);
       }
-      _exit(0);
-    }
-    children.push_back(child);
-  }
-  for (const pid_t child : children) {
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
+    }));
+  for (const pid_t child : children) EXPECT_EQ(wait(child), 0);
   const std::string all = contents(path_);
   for (int process = 0; process < kProcesses; ++process) {
     EXPECT_EQ(std::count(all.begin(), all.end(), static_cast<char>('0' + process)), kAppendsEach);
@@ -339,18 +324,16 @@ TEST_F(NSFileCoordinatorTest, WritersKilledAtAnyMomentLeaveAWholeFileAndNoLock) 
   constexpr int kRounds = 40;
   ASSERT_TRUE(write(std::string(50'000, 'a')).ok());
   for (int round = 0; round < kRounds; ++round) {
-    const pid_t child = fork();
-    if (child == 0) {
-      for (char letter = 'a';; letter = letter == 'z' ? 'a' : static_cast<char>(letter + 1)) {
+    const pid_t child = start([&] {
+      for (char letter = 'a';; letter = letter == 'z' ? 'a' : static_cast<char>(letter + 1))
         if (!write(std::string(50'000, letter))) _exit(1);
-      }
-    }
+    });
     // Waits for a change, so that the blow meets the child at its work, at a moment of chance.
     const fs::file_time_type before = fs::last_write_time(path_);
     while (fs::last_write_time(path_) == before) std::this_thread::yield();
     for (int spin = 0; spin < round * 17 % 41; ++spin) std::this_thread::yield();
     kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
+    wait(child);
     const std::string found = contents(path_);
     ASSERT_EQ(found, std::string(50'000, found.empty() ? '?' : found[0]));
   }
@@ -368,25 +351,16 @@ TEST_F(NSFileCoordinatorTest, ThreadsShareReadingAndExcludeWriting) {
   std::vector<std::thread> threads;
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([&] {
-      NSFileCoordinator coordinator;
       for (int i = 0; i < 10; ++i) {
-        EXPECT_TRUE(coordinator
-                        .coordinateWritingItemAtURL(url(), kWrite,
-                                                    [&](const NSURL&) {
-                                                      if (++writers != 1 || readers != 0) {
-                                                        overlapped = true;
-                                                      }
-                                                      --writers;
-                                                    })
-                        .ok());
-        EXPECT_TRUE(coordinator
-                        .coordinateReadingItemAtURL(url(), kRead,
-                                                    [&](const NSURL&) {
-                                                      ++readers;
-                                                      if (writers != 0) overlapped = true;
-                                                      --readers;
-                                                    })
-                        .ok());
+        EXPECT_TRUE(writing([&](const NSURL&) {
+                      if (++writers != 1 || readers != 0) overlapped = true;
+                      --writers;
+                    }).ok());
+        EXPECT_TRUE(reading([&](const NSURL&) {
+                      ++readers;
+                      if (writers != 0) overlapped = true;
+                      --readers;
+                    }).ok());
       }
     });
   }
@@ -395,16 +369,13 @@ TEST_F(NSFileCoordinatorTest, ThreadsShareReadingAndExcludeWriting) {
 
   // A reader that waits for a second one to be there at the same time.
   const auto readUntilMet = [&] {
-    EXPECT_TRUE(NSFileCoordinator()
-                    .coordinateReadingItemAtURL(url(), kRead,
-                                                [&](const NSURL&) {
-                                                  if (++readers == 2) {
-                                                    met = true;
-                                                    met.notify_all();
-                                                  }
-                                                  met.wait(false);
-                                                })
-                    .ok());
+    EXPECT_TRUE(reading([&](const NSURL&) {
+                  if (++readers == 2) {
+                    met = true;
+                    met.notify_all();
+                  }
+                  met.wait(false);
+                }).ok());
   };
   std::thread other([&] { readUntilMet(); });
   readUntilMet();

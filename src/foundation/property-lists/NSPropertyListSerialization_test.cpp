@@ -216,56 +216,32 @@ TEST(PropertyListXML, RefusesWhatIsNoPropertyList) {
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(fault(text), error) << text;
 
-  const char* const bodies[] = {"<integer></integer>",
-                                "<integer>abc</integer>",
-                                "<integer>12abc</integer>",
-                                "<integer>1.5</integer>",
-                                "<integer>- 1</integer>",
-                                "<integer>0x</integer>",
-                                "<integer>+-1</integer>",
-                                "<real></real>",
-                                "<real>abc</real>",
-                                "<real>1,5</real>",
-                                "<string>]]></string>",
-                                "<string a>x</string>",
-                                "<string a='1'b='2'>x</string>",
-                                "<string a='1' a='2'>x</string>",
-                                "<string a='<'>x</string>",
-                                "<string a='&x;'>x</string>",
-                                "<string a='\xFF'>x</string>",
-                                "<string><!-- -- -->x</string>",
-                                "<string><!-- \xFF -->x</string>",
-                                "<?xml version='1.0'?><true/>",
-                                "<? x?><true/>",
-                                "<real>nan(1)</real>",
-                                "<real>0x1p3</real>",
-                                "<date></date>",
-                                "<date>garbage</date>",
-                                "<date>2024-13-01T00:00:00Z</date>",
-                                "<date>2023-02-29T00:00:00Z</date>",
-                                "<date>2024-01-01T24:00:00Z</date>",
-                                "<date>2024-01-01T00:00:00</date>",
-                                "<date>2024-01-01 00:00:00Z</date>",
-                                "<date>24-01-01T00:00:00Z</date>",
-                                "<data>A</data>",
-                                "<data>AAA</data>",
-                                "<data>A===</data>",
-                                "<data>====</data>",
-                                "<data>AA==AA==</data>",
-                                "<data>AA=A</data>",
-                                "<data>AA-_</data>",
-                                "<true>x</true>",
-                                "<string>&</string>",
-                                "<string>&#0;</string>",
-                                "<string>&#xD83D;</string>",
-                                "<string>&#1;</string>",
-                                "<string>&#x110000;</string>",
-                                "<string>&#;</string>",
-                                "<string>\xEF\xBF\xBE</string>",
-                                "<String/>",
-                                "<array>&amp;</array>"};
-  for (const char* const body : bodies)
+  const struct {
+    const char* element;
+    std::vector<std::string> contents;
+  } values[] = {
+      {"integer", {"", "abc", "12abc", "1.5", "- 1", "0x", "+-1"}},
+      {"real", {"", "abc", "1,5", "nan(1)", "0x1p3"}},
+      {"date",
+       {"", "garbage", "2024-13-01T00:00:00Z", "2023-02-29T00:00:00Z", "2024-01-01T24:00:00Z",
+        "2024-01-01T00:00:00", "2024-01-01 00:00:00Z", "24-01-01T00:00:00Z"}},
+      {"data", {"A", "AAA", "A===", "====", "AA==AA==", "AA=A", "AA-_"}},
+      {"true", {"x"}},
+      {"array", {"&amp;"}},
+      {"string",
+       {"]]>", "<!-- -- -->x", "<!-- \xFF -->x", "&", "&#0;", "&#xD83D;", "&#1;", "&#x110000;",
+        "&#;", "\xEF\xBF\xBE"}}};
+  const auto isRefused = [](const std::string& body) {
     EXPECT_FALSE(Serialization::propertyListWithData(document(body)).ok()) << body;
+  };
+  for (const auto& [element, contents] : values)
+    for (const auto& text : contents)
+      isRefused("<" + std::string(element) + ">" + text + "</" + element + ">");
+  for (const char* const attributes :
+       {"a", "a='1'b='2'", "a='1' a='2'", "a='<'", "a='&x;'", "a='\xFF'"})
+    isRefused("<string " + std::string(attributes) + ">x</string>");
+  for (const char* const body : {"<?xml version='1.0'?><true/>", "<? x?><true/>", "<String/>"})
+    isRefused(body);
 }
 
 // Texts are copied a block at a time, into memory that many of them share.

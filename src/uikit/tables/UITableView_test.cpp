@@ -1,110 +1,14 @@
 #include "uikit/tables/UITableView.h"
 
-#include <gmock/gmock.h>
-
 #include <random>
 
-#include "uikit/headless/Headless.h"
-#include "uikit/navigation/UISearchBar.h"
 #include "uikit/tables/UITableViewController.h"
-#include "uikit/views/UIWindow.h"
+#include "uikit/tables/UITableViewTesting.h"
 
 namespace tasklane {
 namespace {
 
 using testing::ElementsAre;
-
-std::vector<std::string>& record() {
-  static std::vector<std::string> lines;
-  return lines;
-}
-
-class RecordingCell : public UITableViewCell {
- public:
-  RecordingCell(UITableViewCellStyle style, const std::string& identifier)
-      : UITableViewCell(style, identifier), number(++made) {}
-  void prepareForReuse() override {
-    UITableViewCell::prepareForReuse();
-    record().push_back("prepare " + std::to_string(number));
-  }
-  CGSize systemLayoutSizeFittingSize(CGSize size) override {
-    return height > 0 ? CGSize{size.width, height}
-                      : UITableViewCell::systemLayoutSizeFittingSize(size);
-  }
-  static inline int made = 0;
-  int number;
-  CGFloat height = 0;
-};
-
-/// A list whose rows have the heights that it is told, as many sections and rows as it is told.
-class List : public NSObject, public UITableViewDataSource, public UITableViewDelegate {
- public:
-  std::size_t numberOfSectionsInTableView(UITableView&) override { return rows.size(); }
-  std::size_t numberOfRowsInSection(UITableView&, std::size_t section) override {
-    ++countsAsked;
-    return rows.at(section);
-  }
-  std::shared_ptr<UITableViewCell> cellForRowAtIndexPath(UITableView& table,
-                                                         NSIndexPath path) override {
-    EXPECT_LT(path.row, rows.at(path.section)) << "asked for a row that is gone";
-    asked.push_back(path);
-    auto cell = std::dynamic_pointer_cast<RecordingCell>(
-        table.dequeueReusableCellWithIdentifier("row", path));
-    cell->height = heightOf ? heightOf(path) : 0;
-    cell->textLabel()->setText(std::to_string(path.row));
-    if (onCell) onCell(table, path);
-    return cell;
-  }
-  std::optional<std::string> titleForHeaderInSection(UITableView&, std::size_t section) override {
-    return section < titles.size() ? titles[section] : std::nullopt;
-  }
-  void didSelectRowAtIndexPath(UITableView& table, NSIndexPath path) override {
-    chosen.push_back(path);
-    if (onChoose) onChoose(table, path);
-  }
-  void willDisplayHeaderView(UITableView&, UIView& header, std::size_t section) override {
-    const auto& label = dynamic_cast<UITableViewHeaderFooterView&>(header).textLabel();
-    record().push_back(std::to_string(section) + " " + label->text().value_or("-"));
-  }
-
-  std::vector<std::size_t> rows{3};
-  std::vector<std::optional<std::string>> titles;
-  std::function<CGFloat(NSIndexPath)> heightOf;
-  std::function<void(UITableView&, NSIndexPath)> onCell, onChoose;
-  std::vector<NSIndexPath> asked, chosen;
-  int countsAsked = 0;
-};
-
-class UITableViewTest : public testing::Test {
- protected:
-  UITableViewTest() {
-    headless::reset();
-    RecordingCell::made = 0;
-    record().clear();
-  }
-  ~UITableViewTest() override { headless::reset(); }
-
-  std::shared_ptr<UITableView> show(std::vector<std::size_t> rows,
-                                    UITableViewStyle style = UITableViewStyle::Plain) {
-    list->rows = std::move(rows);
-    table = std::make_shared<UITableView>(CGRect{0, 0, 300, 440}, style);
-    table->registerClassForCellReuseIdentifier<RecordingCell>("row");
-    table->setDataSource(list);
-    table->setDelegate(list);
-    window->addSubview(table);
-    window->makeKeyAndVisible();
-    table->layoutIfNeeded();
-    return table;
-  }
-  void scroll(CGFloat y) { table->userDidScrollToOffset({0, y}); }
-  CGFloat screenY(NSIndexPath path) {
-    return table->cellForRowAtIndexPath(path)->frame().minY() - table->contentOffset().y;
-  }
-
-  std::shared_ptr<List> list = std::make_shared<List>();
-  std::shared_ptr<UIWindow> window = std::make_shared<UIWindow>(CGRect{0, 0, 300, 440});
-  std::shared_ptr<UITableView> table;
-};
 
 TEST_F(UITableViewTest, MakesCellsForTheRowsThatFitAndNoMore) {
   show({100'000});
@@ -266,75 +170,6 @@ TEST_F(UITableViewTest, ReloadsFromInsideItsOwnQuestionsAndCallbacks) {
   table->layoutIfNeeded();  // ends, with a line on the console
 }
 
-TEST_F(UITableViewTest, KeysMoveTheKeyboardsRowAndKeepItInSight) {
-  using Key = UITableView::Key;
-  show({20, 0, 5});
-  ASSERT_TRUE(table->becomeFirstResponder());
-  EXPECT_EQ(table->focusedRow(), (NSIndexPath{0, 0}));
-  struct Case {
-    Key key;
-    NSIndexPath row;
-    bool taken = true;
-  };
-  for (const Case& c :
-       {Case{Key::Up, {0, 0}, false}, Case{Key::Down, {0, 1}}, Case{Key::PageDown, {0, 10}},
-        Case{Key::PageUp, {0, 1}}, Case{Key::End, {2, 4}}, Case{Key::Down, {2, 4}},
-        Case{Key::PageDown, {2, 4}}, Case{Key::Home, {0, 0}}, Case{Key::PageUp, {0, 0}}}) {
-    EXPECT_EQ(table->handleKey(c.key), c.taken);
-    EXPECT_EQ(table->focusedRow(), c.row);
-    const auto cell = table->cellForRowAtIndexPath(c.row);
-    ASSERT_TRUE(cell) << "out of sight";
-    EXPECT_TRUE(cell->isFocused());
-    EXPECT_GE(cell->frame().minY(), table->bounds().minY());
-    EXPECT_LE(cell->frame().maxY(), table->bounds().maxY());
-  }
-  for (int i = 0; i < 20; ++i) table->handleKey(Key::Down);
-  EXPECT_EQ(table->focusedRow(), (NSIndexPath{2, 0})) << "over a section without rows";
-  table->handleKey(Key::Choose);
-  EXPECT_THAT(list->chosen, ElementsAre(NSIndexPath{2, 0}));
-  const auto cell = table->cellForRowAtIndexPath({2, 0});
-  EXPECT_TRUE(cell->isSelected());
-  table->deselectRowAtIndexPath({2, 0}, true);
-  EXPECT_FALSE(cell->isSelected());
-  table->resignFirstResponder();
-  EXPECT_FALSE(cell->isFocused());
-  scroll(0);
-  ASSERT_TRUE(table->becomeFirstResponder());
-  EXPECT_EQ(table->focusedRow(), (NSIndexPath{0, 0})) << "the one before is out of sight";
-  table->handleKey(Key::End);
-  list->rows = {2};
-  table->reloadData();
-  table->layoutIfNeeded();
-  EXPECT_EQ(table->focusedRow(), (NSIndexPath{0, 1})) << "the last that is left";
-  list->rows = {0};
-  table->reloadData();
-  EXPECT_FALSE(table->handleKey(Key::Down));
-}
-
-TEST_F(UITableViewTest, ARowOutOfSightIsShownBeforeAKeyChoosesOrLeavesIt) {
-  using Key = UITableView::Key;
-  show({50});
-  ASSERT_TRUE(table->becomeFirstResponder());
-  struct Case {
-    Key toRow, then;
-    CGFloat away;
-    std::size_t row;
-  };
-  for (const Case& c : {Case{Key::End, Key::Down, 0, 49}, Case{Key::End, Key::PageDown, 0, 49},
-                        Case{Key::End, Key::Choose, 0, 49}, Case{Key::Home, Key::Up, 900, 0},
-                        Case{Key::Home, Key::Choose, 900, 0}}) {
-    table->handleKey(c.toRow);
-    scroll(c.away);
-    ASSERT_FALSE(table->cellForRowAtIndexPath({0, c.row}));
-    EXPECT_TRUE(table->handleKey(c.then));
-    EXPECT_TRUE(table->cellForRowAtIndexPath({0, c.row}));
-    EXPECT_EQ(table->focusedRow(), (NSIndexPath{0, c.row}));
-  }
-  EXPECT_TRUE(list->chosen.empty());
-  table->handleKey(Key::Choose);
-  EXPECT_THAT(list->chosen, ElementsAre(NSIndexPath{0, 0}));
-}
-
 TEST_F(UITableViewTest, AListThatIsBeyondItsEndComesBackWhenItsFrameGrows) {
   show({20});
   table->setFrame({0, 0, 300, 200});
@@ -343,23 +178,6 @@ TEST_F(UITableViewTest, AListThatIsBeyondItsEndComesBackWhenItsFrameGrows) {
   table->setFrame({0, 0, 300, 400});
   table->layoutIfNeeded();
   EXPECT_EQ(table->contentOffset().y, 480);
-}
-
-TEST_F(UITableViewTest, WhatScrollsAroundAListShowsTheKeyboardsRow) {
-  show({10});
-  table->setScrollEnabled(false);
-  const auto around = std::make_shared<UIScrollView>(CGRect{0, 0, 300, 200});
-  around->setContentSize({300, 540});
-  window->addSubview(around);
-  around->addSubview(table);
-  table->setFrame({0, 100, 300, 440});
-  window->layoutIfNeeded();
-  ASSERT_TRUE(table->becomeFirstResponder());
-  EXPECT_EQ(around->contentOffset().y, 0);
-  table->handleKey(UITableView::Key::End);
-  EXPECT_EQ(around->contentOffset().y, 340);
-  table->handleKey(UITableView::Key::Home);
-  EXPECT_EQ(around->contentOffset().y, 100);
 }
 
 TEST_F(UITableViewTest, PressingShowsTheSelectedBackgroundUnlessTheRowHasNoSelectionStyle) {
