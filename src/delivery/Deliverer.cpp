@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <unordered_set>
 #include <utility>
 
 #include "delivery/DeliveryLock.h"
@@ -53,7 +54,8 @@ Result<PropertyList::Array> queuedEntries() {
 /// The entries of one delivery, and what becomes of them.
 class Deliverer::Batch {
  public:
-  explicit Batch(std::string destination) : destination_(std::move(destination)) {}
+  explicit Batch(std::string destination)
+      : destination_(std::move(destination)), deliveredBefore_(receipts().newTasks()) {}
 
   std::vector<DeliveryAction> actions;  // to be carried out
   std::size_t delivered = 0;
@@ -69,7 +71,7 @@ class Deliverer::Batch {
     if (!action) {
       refuse(entry, kUnknown);
     } else if (action->type == TLXExternalActionType::New &&
-               receipts().holdsNewTask(action->uuid)) {
+               deliveredBefore_.contains(action->uuid)) {
       isDone(entry, *action);
     } else {
       actions.push_back(std::move(*action));
@@ -82,17 +84,20 @@ class Deliverer::Batch {
     for (auto& action : recent) actions.push_back(std::move(action));
   }
 
-  void add(const std::vector<DeliveryOutcome>& outcomes) {
+  /// The actions are the receipts' afterwards.
+  void add(std::vector<DeliveryOutcome> outcomes) {
+    const NSDate now = Clock::now();
+    newReceipts.reserve(actions.size());
     for (std::size_t i = 0; i < actions.size(); ++i) {
       const bool isLookedAfter = i >= entries_.size();
-      const auto& outcome = outcomes[i];
+      auto& outcome = outcomes[i];
       if (outcome.kind == Kind::Delivered) {
         if (!isLookedAfter) isDone(entries_[i], actions[i]);
         if (isLookedAfter && outcome.isRepetition) continue;
         const PropertyList type =
             isLookedAfter ? PropertyList(DeliveryReceipts::kNewTask) : typeOf(entries_[i]);
         newReceipts.push_back(
-            {*type.string(), Clock::now(), destination_, outcome.text, actions[i]});
+            {*type.string(), now, destination_, std::move(outcome.text), std::move(actions[i])});
       } else if (isLookedAfter) {
         continue;  // the next look
       } else if (outcome.kind == Kind::Refused) {
@@ -119,6 +124,7 @@ class Deliverer::Batch {
   }
 
   const std::string destination_;
+  const std::unordered_set<std::string>& deliveredBefore_;
   PropertyList::Array entries_;  // of the first actions
 };
 

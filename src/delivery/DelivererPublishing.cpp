@@ -26,7 +26,8 @@ void addContainers(PropertyListDictionary& catalogue, const std::vector<ListCont
 /// Only the presence of "completed" counts. A record writes the present moment there, which would
 /// make equal lists unequal files.
 PropertyList itemRecord(const TLXExternalItem& item) {
-  const PropertyList plain = item.propertyList();
+  PropertyList plain = item.propertyList();
+  if (!item.isCompleted() && !item.children()) return plain;
   PropertyListDictionary record = *plain.dictionary();
   if (item.isCompleted()) record.set("completed", "yes");
   if (item.children()) {

@@ -40,31 +40,56 @@ NSDate timeOfText(const std::string& text) {
   return NSDate(NSTimeInterval(static_cast<double>(::timegm(&fields))));
 }
 
-void setContainer(ordered_json& object, const char* key,
-                  const std::optional<ListContainer>& container) {
-  if (container) object[key] = {{"id", container->id}, {"title", container->title}};
-}
-
 std::optional<ListContainer> containerAt(const ordered_json& object, const char* key) {
   if (!object.contains(key)) return std::nullopt;
   return ListContainer{object[key].value("id", ""), object[key].value("title", ""), std::nullopt};
 }
 
-/// The uuid comes first, so that a line's can be read without reading the line.
-std::string lineOf(const DeliveryReceipts::Receipt& receipt) {
+/// Adds a text as JSON. Most texts stand in it as they are.
+void addQuoted(std::string& line, const std::string& text) {
+  const bool isPlain = std::all_of(text.begin(), text.end(), [](char c) {
+    return c >= ' ' && c < 0x7F && c != '"' && c != '\\';
+  });
+  line += isPlain ? '"' + text + '"'
+                  : ordered_json(text).dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+}
+
+void addMember(std::string& line, const char* key, const std::string& text) {
+  if (line.back() != '{') line += ',';
+  addQuoted(line, key);
+  line += ':';
+  addQuoted(line, text);
+}
+
+void addContainer(std::string& line, const std::string& key,
+                  const std::optional<ListContainer>& container) {
+  if (!container) return;
+  line += ",\"" + key + "\":{";
+  addMember(line, "id", container->id);
+  addMember(line, "title", container->title);
+  line += '}';
+}
+
+/// The uuid comes first, so that a line's can be read without reading the line. Adds the line
+/// without a tree of its values: ten thousand may have been delivered at once.
+void addLine(std::string& text, const DeliveryReceipts::Receipt& receipt) {
   const auto& action = receipt.action;
-  ordered_json line{{"uuid", action.uuid},
-                    {"type", receipt.type},
-                    {"when", timeText(receipt.when)},
-                    {"destination", receipt.destination},
-                    {"where", receipt.where}};
-  ordered_json details{{"title", action.title}, {"moment", timeText(action.moment)}};
-  if (!action.notes.empty()) details["notes"] = action.notes;
-  setContainer(details, "project", action.project);
-  setContainer(details, "context", action.context);
-  if (!action.attachments.empty()) details["attachments"] = action.attachments;
-  line["action"] = std::move(details);
-  return line.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n";
+  text += '{';
+  addMember(text, "uuid", action.uuid);
+  addMember(text, "type", receipt.type);
+  addMember(text, "when", timeText(receipt.when));
+  addMember(text, "destination", receipt.destination);
+  addMember(text, "where", receipt.where);
+  text += ",\"action\":{";
+  addMember(text, "title", action.title);
+  addMember(text, "moment", timeText(action.moment));
+  if (!action.notes.empty()) addMember(text, "notes", action.notes);
+  addContainer(text, "project", action.project);
+  addContainer(text, "context", action.context);
+  if (!action.attachments.empty())
+    text += ",\"attachments\":" + ordered_json(action.attachments)
+                                      .dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  text += "}}\n";
 }
 
 std::optional<DeliveryReceipts::Receipt> receiptOf(const std::string& text) {
@@ -95,16 +120,15 @@ std::optional<DeliveryReceipts::Receipt> receiptOf(const std::string& text) {
 
 }  // namespace
 
-void DeliveryReceipts::readWhatIsNew() {
+const std::unordered_set<std::string>& DeliveryReceipts::newTasks() {
   std::ifstream file(path_, std::ios::binary);
   file.seekg(0, std::ios::end);
-  if (!file) return;
+  if (!file) return newTasks_;
   const auto size = static_cast<std::size_t>(file.tellg());
   if (size < known_) {
     known_ = 0;
     newTasks_.clear();
   }
-  if (size == known_) return;
   file.seekg(static_cast<std::streamoff>(known_));
   for (std::string line; std::getline(file, line) && !file.eof(); known_ += line.size() + 1) {
     static constexpr std::string_view kStart = R"({"uuid":")";
@@ -113,11 +137,7 @@ void DeliveryReceipts::readWhatIsNew() {
     if (line.compare(end, 14, R"(","type":"new")") != 0) continue;
     newTasks_.insert(line.substr(kStart.size(), end - kStart.size()));
   }
-}
-
-bool DeliveryReceipts::holdsNewTask(const std::string& uuid) {
-  readWhatIsNew();
-  return newTasks_.contains(uuid);
+  return newTasks_;
 }
 
 Result<std::vector<DeliveryReceipts::Receipt>> DeliveryReceipts::receipts(
@@ -169,7 +189,7 @@ std::vector<DeliveryAction> DeliveryReceipts::newTasksOfLast(std::chrono::second
 
 Result<void> DeliveryReceipts::append(const std::vector<Receipt>& receipts) {
   std::string text;
-  for (const auto& receipt : receipts) text += lineOf(receipt);
+  for (const auto& receipt : receipts) addLine(text, receipt);
   auto& manager = NSFileManager::defaultManager();
   struct stat status {};
   if (::stat(path_.c_str(), &status) == 0 &&

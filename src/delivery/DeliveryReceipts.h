@@ -33,8 +33,8 @@ class DeliveryReceipts {
 
   explicit DeliveryReceipts(std::string path) : path_(std::move(path)) {}
 
-  /// Whether a new task with this uuid was delivered before.
-  bool holdsNewTask(const std::string& uuid);
+  /// The uuids of new tasks that were delivered before, read on from where it was read last.
+  const std::unordered_set<std::string>& newTasks();
   /// All of them, or the newest so many.
   Result<std::vector<Receipt>> receipts(std::optional<std::size_t> newest = {}) const;
   /// New tasks that were delivered to a destination within the last seconds and not taken back
@@ -45,8 +45,6 @@ class DeliveryReceipts {
   Result<void> append(const std::vector<Receipt>& receipts);
 
  private:
-  void readWhatIsNew();
-
   std::string path_;
   std::unordered_set<std::string> newTasks_;
   std::size_t known_ = 0;  // bytes of the file

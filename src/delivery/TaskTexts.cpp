@@ -3,16 +3,21 @@
 #include <algorithm>
 #include <cctype>
 #include <ctime>
+#include <utility>
 
 namespace tasklane {
 
 std::string dayText(NSDate moment) {
   const auto seconds = static_cast<std::time_t>(moment.time_since_epoch().count());
+  // A batch asks for one second thousands of times, and the zone's file is looked at each time.
+  thread_local std::pair<std::time_t, std::string> last;
+  if (last.first == seconds && !last.second.empty()) return last.second;
   std::tm fields{};
   ::tzset();
   ::localtime_r(&seconds, &fields);
   char text[32];
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%d", &fields)};
+  last = {seconds, std::string(text, std::strftime(text, sizeof text, "%Y-%m-%d", &fields))};
+  return last.second;
 }
 
 bool isPlainIdentifier(const std::string& text) {

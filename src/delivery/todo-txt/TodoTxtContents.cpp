@@ -68,6 +68,9 @@ std::vector<ListContainer> containersOf(const std::set<std::string>& words) {
 
 TodoTxtContents::TodoTxtContents(std::string_view text) {
   std::map<std::string, std::size_t> ordinals;
+  const auto count = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+  lines_.reserve(count + 1);
+  indexOfIdentity_.reserve(count + 1);
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
     TodoTxtLine line{std::string(text.substr(0, end))};
@@ -87,7 +90,10 @@ TodoTxtContents::TodoTxtContents(std::string_view text) {
 
 std::string TodoTxtContents::text() const {
   std::string text;
-  for (const auto& entry : lines_) text += entry.line.text() + "\n";
+  for (const auto& entry : lines_) {
+    text += entry.line.text();
+    text += '\n';
+  }
   return text;
 }
 

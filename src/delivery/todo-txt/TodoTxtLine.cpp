@@ -121,11 +121,22 @@ std::vector<std::string> TodoTxtLine::namesAfter(char sign) const {
   return names;
 }
 
+/// Looks for the key from the end on, instead of taking the line apart.
 std::optional<std::string> TodoTxtLine::value(std::string_view key) const {
-  std::optional<std::string> value;
-  for (const auto word : words())
-    if (keyOf(word) == key) value = word.substr(key.size() + 1);
-  return value;
+  const std::string_view text = text_;
+  const std::size_t first = start().end;
+  const auto isBlankAt = [&](std::size_t at) { return text[at] == ' ' || text[at] == '\t'; };
+  for (std::size_t at = text.size(); at > first;) {
+    at = text.rfind(':', at - 1);
+    if (at == std::string_view::npos || at < first + key.size()) break;
+    const std::size_t begin = at - key.size();
+    if (text.substr(begin, key.size()) != key || (begin > first && !isBlankAt(begin - 1))) continue;
+    auto word = text.substr(begin, std::min(text.find_first_of(" \t", begin), text.size()) - begin);
+    const bool isLast = text.find_first_not_of(" \t", begin + word.size()) == text.npos;
+    if (isLast && word.ends_with('\r')) word.remove_suffix(1);
+    if (isKeyAndValue(word)) return std::string(word.substr(key.size() + 1));
+  }
+  return std::nullopt;
 }
 
 std::optional<std::string> TodoTxtLine::completionDate() const {
