@@ -39,6 +39,7 @@ constexpr const char* kOverrides[] = {"rc.confirmation=off",
                                       "rc._forcecolor=off",
                                       "rc.obfuscate=off",
                                       "rc.debug=off",
+                                      "rc.exit.on.missing.db=on",
                                       "rc.context=",
                                       "rc.json.array=on",
                                       "rc.json.depends.array=on",
@@ -134,7 +135,7 @@ Result<std::string> TaskProgram::run(std::vector<std::string> words, const std::
 }
 
 Result<std::string> TaskProgram::version() const {
-  auto printed = run({"_version"});
+  auto printed = run({"rc.exit.on.missing.db=off", "_version"});
   if (!printed) return printed;
   const std::string version = lastLineOf(printed.value());
   int major = 0, minor = 0;

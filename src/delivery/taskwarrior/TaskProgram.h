@@ -11,7 +11,8 @@ namespace tasklane {
 
 /// Taskwarrior's own program, `task`, found on PATH and started without a shell. It asks nothing,
 /// runs no hooks, tidies nothing up, applies no context and no defaults: what goes in and comes out
-/// is what the list holds. Errors are sentences, with the program's own words where it has some.
+/// is what the list holds. Data that are away are not begun anew, but by version(). Errors are
+/// sentences, with the program's own words where it has some.
 ///
 /// An import is one at a time, also of a process that was killed while its import goes on, by a
 /// lock that the started program holds too. One thread.
@@ -21,9 +22,10 @@ class TaskProgram {
   TaskProgram(std::string settings, std::string data)
       : settings_(std::move(settings)), data_(std::move(data)) {}
 
-  /// "2.6.2"; an error when that is too old, or when the program is none of Taskwarrior's.
+  /// "2.6.2"; an error when that is too old, or when the program is none of Taskwarrior's. Begins
+  /// settings and data that are not there.
   Result<std::string> version() const;
-  /// Where it keeps its data, asked once. The folder need not be there.
+  /// Where it keeps its data, asked once.
   Result<std::string> dataFolder() const;
 
   /// JSON of the tasks that a filter lets through, in the words of its command line.
