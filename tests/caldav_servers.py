@@ -65,15 +65,18 @@ class Server:
         except OSError:
             return False
 
+    def login(self):
+        return "Basic " + base64.b64encode(f"{self.user}:{self.password}".encode()).decode()
+
     def request(self, method, path, body="", **headers):
         """As another program would make it; the answer's status and body."""
         connection = (http.client.HTTPSConnection("127.0.0.1", self.port, timeout=60,
                                                   context=ssl.create_default_context(cafile=self.authority))
                       if self.authority else http.client.HTTPConnection("127.0.0.1", self.port, timeout=60))
         if self.user:
-            login = base64.b64encode(f"{self.user}:{self.password}".encode()).decode()
-            headers["Authorization"] = f"Basic {login}"
-        connection.request(method, path, body.encode(), {name.replace("_", "-"): text for name, text in headers.items()})
+            headers["Authorization"] = self.login()
+        connection.request(method, path, body.encode(),
+                           {name.replace("_", "-"): text for name, text in headers.items()})
         answer = connection.getresponse()
         text = answer.read().decode()
         connection.close()
@@ -110,7 +113,8 @@ class Radicale(Server):
             f"[server]\nhosts = 127.0.0.1:{self.port}\n"
             + (f"ssl = True\ncertificate = {self.certificate}.pem\nkey = {self.certificate}.key\n"
                if self.certificate else "")
-            + f"[auth]\ntype = htpasswd\nhtpasswd_filename = {self.folder}/users\nhtpasswd_encryption = plain\ndelay = 0\n"
+            + f"[auth]\ntype = htpasswd\nhtpasswd_filename = {self.folder}/users\nhtpasswd_encryption = plain\n"
+            "delay = 0\n"
             f"[storage]\nfilesystem_folder = {self.folder}/data\n[logging]\nlevel = warning\n")
         return ["radicale", "--config", str(self.folder / "config")]
 
