@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <stdlib.h>
-
 #include <array>
 #include <cmath>
 #include <filesystem>
 
 #include "appearance/TasklaneAppearance.h"
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/extension/NSBundle.h"
 
 // What the palettes promise to people: that everything is there and can be read and told apart.
@@ -18,19 +17,13 @@ class Palettes : public ::testing::Test {
  protected:
   Palettes() {
     // The folder of resources is laid out as a bundle's.
-    std::filesystem::create_directory_symlink(TASKLANE_RESOURCES, bundle_ + "/Resources");
-    NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle_));
+    std::filesystem::create_directory_symlink(TASKLANE_RESOURCES, bundle_.path() / "Resources");
+    NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle_.path()));
   }
-  ~Palettes() override {
-    NSBundle::setMainBundle(former_);
-    std::filesystem::remove_all(bundle_);
-  }
+  ~Palettes() override { NSBundle::setMainBundle(former_); }
 
  private:
-  std::string bundle_ = [] {
-    std::string folder = std::filesystem::temp_directory_path() / "tasklane-palettes-XXXXXX";
-    return std::string(mkdtemp(folder.data()));
-  }();
+  const ScratchFolder bundle_;
   std::shared_ptr<NSBundle> former_ = NSBundle::mainBundle();
 
  protected:

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -10,6 +8,7 @@
 #include <string>
 
 #include "appearance/TasklaneAppearanceKeys.h"
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/extension/NSBundle.h"
 
 namespace tasklane {
@@ -21,9 +20,6 @@ namespace tasklane {
 class TestApplication {
  public:
   TestApplication() : former_(NSBundle::mainBundle()) {
-    folder_ =
-        std::filesystem::temp_directory_path() /
-        ("tasklane-appearance-" + std::to_string(::getpid()) + "-" + std::to_string(++count_));
     const auto resources = folder_ / "Resources";
     std::filesystem::create_directories(resources / "palettes");
     std::filesystem::copy(TASKLANE_RESOURCES "/images", resources);
@@ -34,10 +30,7 @@ class TestApplication {
     writePalette("TasklaneTodayAppearance",
                  valuesOf(tasklaneTodayAppearanceKeys().subspan(keys.size()), 3));
   }
-  ~TestApplication() {
-    NSBundle::setMainBundle(former_);
-    std::filesystem::remove_all(folder_);
-  }
+  ~TestApplication() { NSBundle::setMainBundle(former_); }
   TestApplication(const TestApplication&) = delete;
   TestApplication& operator=(const TestApplication&) = delete;
 
@@ -92,9 +85,9 @@ class TestApplication {
     return {};
   }
 
-  static inline int count_ = 0;
   std::shared_ptr<NSBundle> former_;
-  std::filesystem::path folder_;
+  const ScratchFolder scratch_;
+  const std::filesystem::path& folder_ = scratch_.path();
 };
 
 }  // namespace tasklane

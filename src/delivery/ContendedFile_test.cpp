@@ -10,18 +10,14 @@
 #include <sstream>
 #include <thread>
 
+#include "foundation/base/ScratchFolderTesting.h"
+
 namespace tasklane {
 namespace {
 
 class ContendedFileTest : public testing::Test {
  protected:
-  ContendedFileTest() {
-    char pattern[] = "/tmp/tasklane-contended-XXXXXX";
-    folder_ = ::mkdtemp(pattern);
-    path_ = folder_ + "/todo.txt";
-    write(path_, "one\n");
-  }
-  ~ContendedFileTest() override { std::filesystem::remove_all(folder_); }
+  ContendedFileTest() { write(path_, "one\n"); }
 
   static void write(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
@@ -36,7 +32,8 @@ class ContendedFileTest : public testing::Test {
     ASSERT_EQ(::write(file, text.data(), text.size()), static_cast<ssize_t>(text.size()));
   }
 
-  std::string folder_, path_;
+  const ScratchFolder scratch_;
+  const std::string folder_ = scratch_.path(), path_ = folder_ + "/todo.txt";
 };
 
 TEST_F(ContendedFileTest, LosesNothingOfThoseWhoWriteMeanwhile) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/events/NSOperationQueue.h"
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/extension/NSBundle.h"
@@ -23,8 +24,6 @@ namespace tasklane {
 class ShareSheetTesting {
  public:
   ShareSheetTesting() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tasklane-XXXXXX").string();
-    folder_ = mkdtemp(pattern.data());
     const auto bundle = folder_ / "Tasklane.app";
     std::filesystem::create_directories(bundle);
     (void)NSFileManager::defaultManager().writeToFile(
@@ -40,7 +39,6 @@ class ShareSheetTesting {
     setenv("XDG_STATE_HOME", (folder_ / "state").c_str(), 1);
     NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle));
   }
-  ~ShareSheetTesting() { std::filesystem::remove_all(folder_); }
 
   /// Publishes projects and contexts by title; an identifier is "p" or "c" and the position.
   static void publish(const std::vector<std::string>& projects,
@@ -105,7 +103,8 @@ class ShareSheetTesting {
   std::shared_ptr<NSExtensionContext> context;
 
  private:
-  std::filesystem::path folder_;
+  const ScratchFolder scratch_;
+  const std::filesystem::path& folder_ = scratch_.path();
 };
 
 }  // namespace tasklane

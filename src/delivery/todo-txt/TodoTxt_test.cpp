@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "delivery/todo-txt/TodoTxtContents.h"
 #include "delivery/todo-txt/TodoTxtDestination.h"
+#include "foundation/base/ScratchFolderTesting.h"
 
 namespace tasklane {
 namespace {
@@ -18,12 +18,7 @@ constexpr double kMorning = 1795420800;  // 2026-11-23, 08:00 UTC
 
 class TodoTxtTest : public testing::Test {
  protected:
-  TodoTxtTest() {
-    ::setenv("TZ", "UTC", 1);
-    char pattern[] = "/tmp/tasklane-todo-XXXXXX";
-    folder_ = ::mkdtemp(pattern);
-  }
-  ~TodoTxtTest() override { std::filesystem::remove_all(folder_); }
+  TodoTxtTest() { ::setenv("TZ", "UTC", 1); }
 
   static DeliveryAction action(Type type, const std::string& uuid, const std::string& title = {}) {
     DeliveryAction action;
@@ -46,7 +41,8 @@ class TodoTxtTest : public testing::Test {
     return text.str();
   }
 
-  std::string folder_;
+  const ScratchFolder scratch_;
+  const std::string folder_ = scratch_.path();
 };
 
 TEST_F(TodoTxtTest, WritesEveryTitleAsOneOpenTaskAndSaysWhatItCannotKeep) {

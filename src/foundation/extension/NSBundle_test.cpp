@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/text/PreferredLanguages.h"
 
 namespace tasklane {
@@ -82,8 +83,6 @@ TEST_F(PreferredLanguages, AreServedByTheNearestTranslations) {
 class NSBundleTest : public PreferredLanguages {
  protected:
   NSBundleTest() {
-    root_ = testing::TempDir() + "bundle-XXXXXX";
-    EXPECT_TRUE(mkdtemp(root_.data()));
     write("Info.plist", "{ CFBundleIdentifier = com.example.App; }");
     write("Resources/icon.png", "icon");
     write("Resources/en.lproj/Localizable.strings", "Save = Save; Cancel = Cancel; n = (1);");
@@ -94,17 +93,15 @@ class NSBundleTest : public PreferredLanguages {
     write("PlugIns/Broken.appex/Info.plist", "{ CFBundleIdentifier = ");
     NSBundle::setMainBundle(NSBundle::bundleWithPath(root_ + "/./"));
   }
-  ~NSBundleTest() override {
-    NSBundle::setMainBundle(nullptr);
-    fs::remove_all(root_);
-  }
+  ~NSBundleTest() override { NSBundle::setMainBundle(nullptr); }
 
   void write(const std::string& path, const std::string& contents) {
     fs::create_directories(fs::path(root_ + "/" + path).parent_path());
     std::ofstream(root_ + "/" + path) << contents;
   }
 
-  std::string root_;
+  const ScratchFolder scratch_;
+  const std::string root_ = scratch_.path();
 };
 
 TEST_F(NSBundleTest, IsFoundByPathAndIdentifier) {

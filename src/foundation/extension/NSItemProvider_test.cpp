@@ -15,6 +15,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/events/NSOperationQueue.h"
 #include "foundation/extension/UTType.h"
 #include "foundation/images/TestPictures.h"
@@ -213,9 +214,8 @@ TEST(NSItemProvider, AHandlerThatFailsCostsItsAttachmentOnly) {
 }
 
 TEST(NSItemProvider, AFileIsAnAddressAndAnImageWhenItsContentsAreOne) {
-  const std::filesystem::path folder =
-      std::filesystem::path(::testing::TempDir()) / ("provider-" + std::to_string(::getpid()));
-  std::filesystem::create_directories(folder);
+  const ScratchFolder scratch;
+  const std::filesystem::path& folder = scratch.path();
   std::ofstream(folder / "photo.png") << pictures::jpeg({});
   std::ofstream(folder / "text.jpg") << "text";
   struct Case {
@@ -237,7 +237,6 @@ TEST(NSItemProvider, AFileIsAnAddressAndAnImageWhenItsContentsAreOne) {
     EXPECT_EQ(each.loads, std::holds_alternative<std::shared_ptr<const EncodedImage>>(image.item));
     EXPECT_EQ(each.loads, !image.error);
   }
-  std::filesystem::remove_all(folder);
 }
 
 TEST(NSItemProvider, AProcessMayEndWhileLoadsAreUnderWay) {

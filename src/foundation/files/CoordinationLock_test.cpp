@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/events/Interruption.h"
 
 namespace tasklane {
@@ -24,21 +25,15 @@ using Mode = CoordinationLock::Mode;
 
 class CoordinationLockTest : public ::testing::Test {
  protected:
-  CoordinationLockTest() {
-    std::string pattern = fs::temp_directory_path() / "lock-XXXXXX";
-    root_ = fs::path(mkdtemp(pattern.data()));
-    fs::create_directory(root_ / "group.test");
-    target_ = root_ / "group.test" / "queue";
-  }
+  CoordinationLockTest() { fs::create_directory(root_ / "group.test"); }
   ~CoordinationLockTest() override {
     ::unsetenv("TASKLANE_LOCK_LIMIT");
     CoordinationLock::setWaitingHook({});
-    std::error_code ignored;
-    fs::remove_all(root_, ignored);
   }
 
-  fs::path root_;
-  std::string target_;
+  const ScratchFolder scratch_;
+  const fs::path& root_ = scratch_.path();
+  const std::string target_ = root_ / "group.test" / "queue";
 };
 
 TEST_F(CoordinationLockTest, SaysWhoHoldsItAndGivesUpAtTheLimit) {

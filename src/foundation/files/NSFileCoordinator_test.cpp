@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <atomic>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -17,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/files/NSFileManager.h"
 
 namespace tasklane {
@@ -34,17 +34,7 @@ NSFileManager& files() { return NSFileManager::defaultManager(); }
 /// A group container of the test's own, gone afterwards.
 class NSFileCoordinatorTest : public ::testing::Test {
  protected:
-  NSFileCoordinatorTest() {
-    std::string pattern = fs::temp_directory_path() / "coordination-XXXXXX";
-    root_ = fs::path(mkdtemp(pattern.data())) / "group.test";
-    folder_ = root_ / "store";
-    fs::create_directories(folder_);
-    path_ = folder_ / "queue";
-  }
-  ~NSFileCoordinatorTest() override {
-    std::error_code ignored;
-    fs::remove_all(root_.parent_path(), ignored);
-  }
+  NSFileCoordinatorTest() { fs::create_directories(folder_); }
 
   NSURL url() const { return NSURL::fileURLWithPath(path_); }
 
@@ -89,9 +79,10 @@ class NSFileCoordinatorTest : public ::testing::Test {
     return status;
   }
 
-  fs::path root_;
-  fs::path folder_;
-  fs::path path_;
+  const ScratchFolder scratch_;
+  const fs::path root_ = scratch_.path() / "group.test";
+  const fs::path folder_ = root_ / "store";
+  const fs::path path_ = folder_ / "queue";
 };
 
 TEST_F(NSFileCoordinatorTest, CommitsWhatTheAccessorLeaves) {

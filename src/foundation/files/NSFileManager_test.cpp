@@ -10,6 +10,7 @@
 #include <map>
 #include <thread>
 
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/files/FileVersion.h"
 
 namespace tasklane {
@@ -26,8 +27,6 @@ NSFileManager& files() { return NSFileManager::defaultManager(); }
 class NSFileManagerTest : public ::testing::Test {
  protected:
   NSFileManagerTest() {
-    std::string pattern = fs::temp_directory_path() / "files-XXXXXX";
-    folder_ = mkdtemp(pattern.data());
     for (const char* const name : kNames) {
       const char* const value = std::getenv(name);
       values_.push_back(value ? std::optional<std::string>(value) : std::nullopt);
@@ -41,12 +40,12 @@ class NSFileManagerTest : public ::testing::Test {
         unsetenv(kNames[i]);
       }
     }
-    fs::remove_all(folder_);
   }
 
   static constexpr const char* kNames[] = {"TASKLANE_GROUP_CONTAINERS", "XDG_DATA_HOME", "HOME"};
   std::vector<std::optional<std::string>> values_;
-  fs::path folder_;
+  const ScratchFolder scratch_;
+  const fs::path& folder_ = scratch_.path();
 };
 
 TEST_F(NSFileManagerTest, WhatCannotBeLookedAtCountsAsThere) {

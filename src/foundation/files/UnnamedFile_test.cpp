@@ -10,15 +10,15 @@
 #include <iterator>
 #include <set>
 
+#include "foundation/base/ScratchFolderTesting.h"
+
 namespace tasklane {
 namespace {
 
 class UnnamedFileTest : public ::testing::Test {
  protected:
-  std::filesystem::path folder_ =
-      std::filesystem::path(::testing::TempDir()) / ("unnamed-" + std::to_string(::getpid()));
-  void SetUp() override { std::filesystem::create_directories(folder_); }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
+  const ScratchFolder scratch_;
+  const std::filesystem::path& folder_ = scratch_.path();
 
   static std::string contentsOf(const std::filesystem::path& path) {
     std::ifstream file(path);

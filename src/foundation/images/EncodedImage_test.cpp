@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/images/TestPictures.h"
 
 namespace tasklane {
@@ -282,10 +283,8 @@ TEST(EncodedImage, RefusesWhatIsNoPictureOfASaneSize) {
 
 class EncodedImageFile : public ::testing::Test {
  protected:
-  std::filesystem::path folder_ =
-      std::filesystem::path(::testing::TempDir()) / ("images-" + std::to_string(::getpid()));
-  void SetUp() override { std::filesystem::create_directories(folder_); }
-  void TearDown() override { std::filesystem::remove_all(folder_); }
+  const ScratchFolder scratch_;
+  const std::filesystem::path& folder_ = scratch_.path();
 };
 
 TEST_F(EncodedImageFile, ATubeOrAFolderIsRefusedWithoutWaiting) {

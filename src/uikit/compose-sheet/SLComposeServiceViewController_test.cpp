@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include "foundation/base/NSClassFromString.h"
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/events/Interruption.h"
 #include "foundation/events/NSOperationQueue.h"
 #include "foundation/extension/NSBundle.h"
@@ -299,9 +299,8 @@ TEST_F(SLComposeServiceViewControllerTest, AClosedSheetIsFreed) {
 
 TEST_F(SLComposeServiceViewControllerTest, AnExtensionRunsUntilItsRequestEnds) {
   const auto former = NSBundle::mainBundle();
-  const auto folder =
-      std::filesystem::path(testing::TempDir()) / ("extension-main-" + std::to_string(getpid()));
-  std::filesystem::create_directories(folder);
+  const ScratchFolder scratch;
+  const auto& folder = scratch.path();
   const auto run = [&](const std::string& className, const std::function<void()>& onLoad) {
     sheet = std::make_shared<Sheet>();
     sheet->onLoad = onLoad;
@@ -328,7 +327,6 @@ TEST_F(SLComposeServiceViewControllerTest, AnExtensionRunsUntilItsRequestEnds) {
   EXPECT_THAT(sheet->ended, ElementsAre("cancel"));
   EXPECT_EQ(run("NoSuchClass", {}), 70);
   NSBundle::setMainBundle(former);
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

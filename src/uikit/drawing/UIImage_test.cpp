@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "foundation/base/ScratchFolderTesting.h"
 #include "foundation/extension/NSBundle.h"
 #include "uikit/headless/Headless.h"
 
@@ -27,13 +28,13 @@ class UIImageTest : public testing::Test {
   ~UIImageTest() override {
     headless::reset();
     NSBundle::setMainBundle(nullptr);
-    fs::remove_all(folder_);
   }
   void write(const std::string& name, const std::string& bytes) const {
     std::ofstream(folder_ / "Resources" / name, std::ios::binary) << bytes;
   }
 
-  const fs::path folder_ = fs::path(testing::TempDir()) / ("images-" + std::to_string(getpid()));
+  const ScratchFolder scratch_;
+  const fs::path& folder_ = scratch_.path();
 };
 
 void appendNumber(std::string& bytes, std::uint32_t number) {

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "foundation/base/ScratchFolderTesting.h"
+
 namespace tasklane {
 namespace {
 
@@ -20,19 +22,17 @@ constexpr uid_t kStranger = 65534;
 class NotifyFolderTest : public ::testing::Test {
  protected:
   NotifyFolderTest() {
-    std::string pattern = (fs::temp_directory_path() / "notify-folder-XXXXXX").string();
-    root_ = mkdtemp(pattern.data());
     fs::create_directory(root_ / "shared");
     EXPECT_EQ(chmod((root_ / "shared").c_str(), 01777), 0);
   }
-  ~NotifyFolderTest() override { fs::remove_all(root_); }
 
   std::string preferred() const { return root_ / "runtime" / "notify"; }
   std::string shared() const { return root_ / "shared" / "notify"; }
   std::string last() const { return root_ / "notify"; }
   NotifyFolder folder() const { return NotifyFolder({preferred(), shared(), last()}); }
 
-  fs::path root_;
+  const ScratchFolder scratch_;
+  const fs::path& root_ = scratch_.path();
 };
 
 /// Every process of the user must come to the same place, also while a stranger keeps another one.
