@@ -145,7 +145,7 @@ void expectTiles(const std::string& bytes, std::uint32_t width, std::uint32_t he
 
 TEST(ImageCodecs, DecodeTilesOneAfterTheOther) {
   const std::string tile = heic(64, 64, false);
-  if (tile.empty()) GTEST_SKIP() << "the library cannot encode";
+  ASSERT_FALSE(tile.empty()) << "the library has lost its encoder";
   auto bytes = pictures::imageOf(gridOf(tile, {}));
   ASSERT_TRUE(bytes.ok());
   auto encoded = reencode(*bytes.value());
@@ -168,7 +168,7 @@ TEST(ImageCodecs, DecodeTilesOneAfterTheOther) {
 
 TEST(ImageCodecs, KeepColoursThatAHeaderNamesByCode) {
   const std::string tile = heic(64, 64, false);
-  if (tile.empty()) GTEST_SKIP() << "the library cannot encode";
+  ASSERT_FALSE(tile.empty()) << "the library has lost its encoder";
   const auto profileFor = [&](int primaries, int transfer) {
     const std::string nclx = box("colr", "nclx" + number(static_cast<std::uint64_t>(primaries), 2) +
                                              number(static_cast<std::uint64_t>(transfer), 2) +
@@ -242,7 +242,7 @@ TEST(ImageCodecs, KeepAPhotoInOnePieceWithinTheirMemory) {
 TEST(ImageCodecs, NoHeaderTalksThemOutOfTheirLimits) {
   // Claims to be small; the coded picture is not.
   std::string small = heic(4096, 4096, false);
-  if (small.empty()) GTEST_SKIP() << "the library cannot encode";
+  ASSERT_FALSE(small.empty()) << "the library has lost its encoder";
   const std::size_t size = small.find("ispe") + 8;
   small.replace(size, 8, number(100, 4) + number(75, 4));
   auto encoded = reencode(*pictures::imageOf(small).value());
