@@ -13,17 +13,6 @@ namespace {
 
 using Text = NSValue<std::string>;
 
-/// Items titled and represented by the words of a text; "-x" has no represented object.
-OptionPickerItemList itemsOf(const std::vector<std::string>& words) {
-  std::vector<std::shared_ptr<OptionPickerItem>> items;
-  for (const auto& word : words) {
-    auto item = std::make_shared<OptionPickerItem>(word);
-    if (word.front() != '-') item->setRepresentedObject(std::make_shared<Text>(word));
-    items.push_back(item);
-  }
-  return std::make_shared<OptionPickerItemList::element_type>(items);
-}
-
 TEST(OptionPickerItem, IsMadeInTitleOrderAndRefusesShortLists) {
   const std::vector<std::string> titles{"One", "Two"};
   const std::vector<std::string> details{"first", "second"};
@@ -63,42 +52,6 @@ TEST(OptionPickerItem, CopyLeavesTargetActionAndPickerBehind) {
   EXPECT_EQ(performed, 1);
 }
 
-TEST(OptionPickerGroup, SelectionFollowsItsRepresentedObject) {
-  struct Case {
-    std::string what;
-    std::vector<std::string> before;
-    std::int64_t selected;
-    std::vector<std::string> after;
-    std::int64_t expected;
-  };
-  const Case cases[] = {
-      {"moves with its item", {"a", "b", "c"}, 1, {"c", "b"}, 1},
-      {"is lost with its item", {"a", "b", "c"}, 1, {"a", "c"}, NSNotFound},
-      {"is lost without an object", {"-a", "-b"}, 0, {"-a", "-b"}, NSNotFound},
-      {"none stays none", {"a"}, NSNotFound, {"a"}, NSNotFound},
-      {"of two equals the earlier wins", {"a", "b"}, 1, {"b", "b"}, 0},
-      {"into nothing", {"a"}, 0, {}, NSNotFound},
-  };
-  for (const auto& c : cases) {
-    OptionPickerGroup group;
-    group.setItems(itemsOf(c.before));
-    group.setSelectedItemIndex(c.selected);
-    group.setItems(itemsOf(c.after));
-    EXPECT_EQ(group.selectedItemIndex(), c.expected) << c.what;
-  }
-}
-
-TEST(OptionPickerGroup, AnIndexOutsideTheListIsARangeError) {
-  OptionPickerGroup group;
-  EXPECT_EQ(group.selectedItem(), nullptr);
-  group.setSelectedItemIndex(0);
-  EXPECT_THROW(group.selectedItem(), std::out_of_range);
-  group.setSelectedItemIndex(NSNotFound);
-  group.setItems(itemsOf({"a"}));
-  group.setSelectedItemIndex(1);
-  EXPECT_THROW(group.selectedItem(), std::out_of_range);
-}
-
 TEST(OptionPickerGroup, ACopySharesTheItemsAndLeavesThemAlone) {
   const auto picker = std::make_shared<OptionPickerController>();
   const auto listener = std::make_shared<NSObject>();
@@ -106,7 +59,7 @@ TEST(OptionPickerGroup, ACopySharesTheItemsAndLeavesThemAlone) {
   OptionPickerGroup group;
   group.setOptionPicker(picker);
   group.setTitle("Title");
-  group.setItems(itemsOf({"a", "b"}));
+  group.setItems(OptionPickerItem::optionPickerItemsWithTitles({"a", "b"}));
   group.setSelectedItemIndex(1);
   group.setTarget(listener);
   group.setAction([&](OptionPickerGroup&) { ++performed; });

@@ -51,26 +51,6 @@ TEST(SearchableOptionPickerController, MatchesAnywhereWithoutCaseAndAccents) {
   EXPECT_EQ(search.picker->items()->size(), 4u);
 }
 
-TEST(SearchableOptionPickerController, AChoiceThatASearchHidesComesBack) {
-  Searching search;
-  auto items = itemsTitled({"Home", "Work", "Homework"});
-  for (std::size_t i = 0; i < items->size(); ++i) items->at(i)->setRepresentedObject(items->at(i));
-  search.begin(items);
-  search.picker->setSelectedItemIndex(0);
-  search.type("wo");
-  EXPECT_EQ(titlesOf(search.picker->items()), (std::vector<std::string>{"Work", "Homework"}));
-  EXPECT_EQ(search.picker->selectedItemIndex(), NSNotFound);
-  search.type("");
-  EXPECT_EQ(search.picker->selectedItemIndex(), 0);
-
-  search.type("wo");
-  search.choose(0);
-  EXPECT_EQ(search.picker->selectedItem()->title(), "Work");
-  search.picker->searchController()->setActive(false);
-  EXPECT_EQ(search.picker->selectedItemIndex(), 1) << "at its index in the full list";
-  for (std::size_t i = 0; i < items->size(); ++i) items->at(i)->setRepresentedObject(nullptr);
-}
-
 /// A picker told by its search controller's words in any order.
 class SearchModel {
  public:
