@@ -24,19 +24,9 @@ TEST(PropertyList, ComparesByTypeAndContents) {
   const PropertyList same = PropertyListDictionary{{"a", PropertyList::Array{1, "x", true}}};
   EXPECT_EQ(one, same);
   EXPECT_EQ(PropertyList(std::nan("")), PropertyList(-std::nan("")));
-  const PropertyList values[] = {PropertyList(),
-                                 PropertyList::Array{},
-                                 "",
-                                 0,
-                                 0.0,
-                                 false,
-                                 NSDate(),
-                                 PropertyList::Data{},
-                                 one,
-                                 "1",
-                                 1,
-                                 1.0,
-                                 true};
+  const std::vector<PropertyList> values = {{},       PropertyList::Array{}, "",  0,   0.0, false,
+                                            NSDate(), PropertyList::Data{},  one, "1", 1,   1.0,
+                                            true};
   for (const PropertyList& left : values)
     for (const PropertyList& right : values) EXPECT_EQ(left == right, &left == &right);
 }

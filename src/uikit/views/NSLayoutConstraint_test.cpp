@@ -8,7 +8,7 @@
 namespace tasklane {
 namespace {
 
-using Attribute = NSLayoutAttribute;
+using A = NSLayoutAttribute;
 using Relation = NSLayoutRelation;
 
 class NSLayoutConstraintTest : public testing::Test {
@@ -22,10 +22,12 @@ class NSLayoutConstraintTest : public testing::Test {
     parent->addSubview(child);
     return child;
   }
-  static std::shared_ptr<NSLayoutConstraint> activate(
-      const std::shared_ptr<UIView>& first, Attribute firstAttribute,
-      const std::shared_ptr<UIView>& second, Attribute secondAttribute, CGFloat constant = 0,
-      Relation relation = Relation::Equal, CGFloat multiplier = 1) {
+  static std::shared_ptr<NSLayoutConstraint> activate(const std::shared_ptr<UIView>& first,
+                                                      A firstAttribute,
+                                                      const std::shared_ptr<UIView>& second,
+                                                      A secondAttribute, CGFloat constant = 0,
+                                                      Relation relation = Relation::Equal,
+                                                      CGFloat multiplier = 1) {
     auto constraint = std::make_shared<NSLayoutConstraint>(first, firstAttribute, relation, second,
                                                            secondAttribute, multiplier, constant);
     constraint->setActive(true);
@@ -75,54 +77,32 @@ TEST_F(NSLayoutConstraintTest, VisualFormatsPinToEdgesAndMargins) {
 
 TEST_F(NSLayoutConstraintTest, FirstAttributesAreThePlatforms) {
   const auto child = add(root);
-  std::vector<Attribute> firsts;
+  std::vector<A> firsts;
   for (const char* format : {"H:|[x]|", "V:|[x]|", "H:|-[x]-|", "V:|-[x]-|"}) {
     for (const auto& made :
          NSLayoutConstraint::constraintsWithVisualFormat(format, {{"x", child}})) {
       firsts.push_back(made->firstAttribute());
     }
   }
-  EXPECT_THAT(firsts,
-              testing::ElementsAre(Attribute::Leading, Attribute::Trailing, Attribute::Top,
-                                   Attribute::Bottom, Attribute::Leading, Attribute::TrailingMargin,
-                                   Attribute::Top, Attribute::BottomMargin));
+  EXPECT_THAT(firsts, testing::ElementsAre(A::Leading, A::Trailing, A::Top, A::Bottom, A::Leading,
+                                           A::TrailingMargin, A::Top, A::BottomMargin));
 }
 
 TEST_F(NSLayoutConstraintTest, PinsPlaceAViewAndLeaveWhatTheyDoNotSpeakOf) {
   struct Case {
     bool superviewFirst;
-    Attribute first, second;
+    A first, second;
     CGFloat constant;
     CGRect expected, mirrored;
   };
   root->setLayoutMargins({1, 2, 3, 4});
   for (const auto& c : {
-           Case{false, Attribute::Left, Attribute::Left, 7, {7, 6, 30, 10}, {7, 6, 30, 10}},
-           Case{false,
-                Attribute::Leading,
-                Attribute::LeadingMargin,
-                7,
-                {9, 6, 30, 10},
-                {159, 6, 30, 10}},
-           Case{true,
-                Attribute::TrailingMargin,
-                Attribute::Trailing,
-                7,
-                {159, 6, 30, 10},
-                {9, 6, 30, 10}},
-           Case{false,
-                Attribute::Leading,
-                Attribute::Trailing,
-                -50,
-                {150, 6, 30, 10},
-                {20, 6, 30, 10}},
-           Case{true,
-                Attribute::BottomMargin,
-                Attribute::BottomMargin,
-                0,
-                {5, 95, 30, 10},
-                {5, 95, 30, 10}},
-           Case{false, Attribute::Top, Attribute::TopMargin, 2, {5, 3, 30, 10}, {5, 3, 30, 10}},
+           Case{false, A::Left, A::Left, 7, {7, 6, 30, 10}, {7, 6, 30, 10}},
+           Case{false, A::Leading, A::LeadingMargin, 7, {9, 6, 30, 10}, {159, 6, 30, 10}},
+           Case{true, A::TrailingMargin, A::Trailing, 7, {159, 6, 30, 10}, {9, 6, 30, 10}},
+           Case{false, A::Leading, A::Trailing, -50, {150, 6, 30, 10}, {20, 6, 30, 10}},
+           Case{true, A::BottomMargin, A::BottomMargin, 0, {5, 95, 30, 10}, {5, 95, 30, 10}},
+           Case{false, A::Top, A::TopMargin, 2, {5, 3, 30, 10}, {5, 3, 30, 10}},
        }) {
     for (const bool mirrors : {false, true}) {
       headless::setLayoutDirection(mirrors ? UIUserInterfaceLayoutDirection::RightToLeft
@@ -143,9 +123,9 @@ TEST_F(NSLayoutConstraintTest, PinsPlaceAViewAndLeaveWhatTheyDoNotSpeakOf) {
 
 TEST_F(NSLayoutConstraintTest, ChangesAndDeactivationShowInTheNextLayout) {
   const auto child = add(root);
-  const auto left = activate(child, Attribute::Left, root, Attribute::Left, 7);
-  activate(child, Attribute::Left, root, Attribute::Left, 70);
-  activate(child, Attribute::Right, root, Attribute::Right, -10);
+  const auto left = activate(child, A::Left, root, A::Left, 7);
+  activate(child, A::Left, root, A::Left, 70);
+  activate(child, A::Right, root, A::Right, -10);
   root->layoutIfNeeded();
   EXPECT_EQ(child->frame(), (CGRect{7, 0, 183, 0})) << "of two for one edge the earlier";
   left->setConstant(300);
@@ -206,7 +186,6 @@ TEST_F(NSLayoutConstraintTest, FittingSizeHasRoomForWhatIsPinned) {
 
 TEST_F(NSLayoutConstraintTest, WhatIsNoPinIsRefusedWithTheReason) {
   const auto child = add(root), sibling = add(root), deep = add(child);
-  using A = Attribute;
   EXPECT_DEATH(activate(deep, A::Left, root, A::Left), "not superview and subview");
   EXPECT_DEATH(activate(child, A::Left, sibling, A::Left), "not superview and subview");
   EXPECT_DEATH(activate(child, A::Width, nullptr, A::NotAnAttribute, 30), "no two views");
@@ -220,7 +199,7 @@ TEST_F(NSLayoutConstraintTest, WhatIsNoPinIsRefusedWithTheReason) {
 TEST_F(NSLayoutConstraintTest, FreesItsViews) {
   auto outer = std::make_shared<UIView>();
   std::weak_ptr<UIView> freed = add(outer);
-  const auto constraint = activate(freed.lock(), Attribute::Left, outer, Attribute::Left);
+  const auto constraint = activate(freed.lock(), A::Left, outer, A::Left);
   EXPECT_TRUE(constraint->isActive());
   outer.reset();
   EXPECT_TRUE(freed.expired());

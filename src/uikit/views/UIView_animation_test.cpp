@@ -25,6 +25,14 @@ class UIViewAnimationTest : public testing::Test {
   static bool waitFor(const std::function<bool()>& condition) {
     return NSRunLoop::mainRunLoop().runUntil(condition, std::chrono::seconds(60));
   }
+  void moveTo(CGFloat x, double duration, std::function<void()> completion) {
+    UIView::animateWithDuration(
+        duration,
+        [&] {
+          view->setCenter({x + 5, 5});
+        },
+        std::move(completion));
+  }
   /// Until one that is begun now, and so ends after those before it, has ended.
   static void waitForAnotherAnimation() {
     const auto otherWindow = std::make_shared<UIWindow>();
@@ -73,13 +81,13 @@ TEST_F(UIViewAnimationTest, RunsAtOnceWhereNobodyWouldSeeIt) {
     UIView::animateWithDuration(
         1,
         [&] {
-          moved.setFrame({5, 5, 5, 5});
+          moved.setCenter({5, 5});
         },
         [&] { done = true; });
     return done && moved.presentationFrame() == moved.frame();
   };
   EXPECT_TRUE(runsAtOnce(*stray));
-  view->setFrame({5, 5, 5, 5});
+  view->setCenter({5, 5});
   EXPECT_TRUE(runsAtOnce(*view)) << "nothing moves";
   headless::setAnimationsEnabled(false);
   view->setFrame({});
@@ -88,20 +96,10 @@ TEST_F(UIViewAnimationTest, RunsAtOnceWhereNobodyWouldSeeIt) {
 
 TEST_F(UIViewAnimationTest, LaterAnimationTakesOverFromWhereTheViewIsSeen) {
   std::vector<std::string> order;
-  UIView::animateWithDuration(
-      0.06,
-      [&] {
-        view->setFrame({100, 0, 10, 10});
-      },
-      [&] { order.push_back("first"); });
+  moveTo(100, 0.06, [&] { order.push_back("first"); });
   ASSERT_TRUE(waitFor([&] { return view->presentationFrame().origin.x > 0; }));
   const CGFloat seen = view->presentationFrame().origin.x;
-  UIView::animateWithDuration(
-      0.12,
-      [&] {
-        view->setFrame({0, 0, 10, 10});
-      },
-      [&] { order.push_back("second"); });
+  moveTo(0, 0.12, [&] { order.push_back("second"); });
   EXPECT_EQ(view->presentationFrame().origin.x, seen);
   ASSERT_TRUE(waitFor([&] { return order.size() == 2; }));
   EXPECT_THAT(order, ElementsAre("first", "second"));
@@ -122,7 +120,7 @@ TEST_F(UIViewAnimationTest, CompletionRunsOnceWhateverBecomesOfTheView) {
        }},
       {"moved again",
        [&] {
-         view->setFrame({7, 7, 7, 7});
+         view->setCenter({7, 7});
        }},
       {"window closed", [&] { window->close(); }},
   };
@@ -131,12 +129,7 @@ TEST_F(UIViewAnimationTest, CompletionRunsOnceWhateverBecomesOfTheView) {
     window->makeKeyAndVisible();
     view->setFrame({0, 0, 10, 10});
     int completions = 0;
-    UIView::animateWithDuration(
-        0.05,
-        [&] {
-          view->setFrame({100, 0, 10, 10});
-        },
-        [&] { ++completions; });
+    moveTo(100, 0.05, [&] { ++completions; });
     c.fate();
     EXPECT_TRUE(waitFor([&] { return completions > 0; })) << c.name;
     EXPECT_EQ(view->presentationFrame(), view->frame()) << c.name;
@@ -153,12 +146,7 @@ TEST_F(UIViewAnimationTest, CompletionMayAnimateAgain) {
   std::function<void()> next = [&] {
     stations.push_back(view->presentationFrame().origin.x);
     if (stations.size() == 3) return;
-    UIView::animateWithDuration(
-        0.03,
-        [&] {
-          view->setCenter({view->center().x + 10, 5});
-        },
-        next);
+    moveTo(view->frame().origin.x + 10, 0.03, next);
   };
   next();
   EXPECT_TRUE(waitFor([&] { return stations.size() == 3; }));
