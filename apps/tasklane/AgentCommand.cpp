@@ -11,7 +11,7 @@
 #include "common/OutOfMemory.h"
 #include "delivery/ContendedFile.h"
 #include "delivery/DeliveryLock.h"
-#include "delivery/FolderWatch.h"
+#include "delivery/FolderLookout.h"
 #include "foundation/base/FileDescriptor.h"
 #include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
@@ -76,11 +76,11 @@ class Agent {
       day_.start();
       publish();
     });
-    const int settings = settings_.watch(parentOfPath(DeliveryConfiguration::path()));
+    const int settings = settings_.watch({parentOfPath(DeliveryConfiguration::path())});
     std::shared_ptr<NSRunLoop::Source> newSettings;
     if (settings >= 0)
       newSettings = loop.addDescriptor(settings, [this] {
-        settings_.watch(parentOfPath(DeliveryConfiguration::path()));
+        settings_.watch({parentOfPath(DeliveryConfiguration::path())});
         settleThenLook();
       });
     stayOn();
@@ -187,7 +187,7 @@ class Agent {
   const Stay stay_;
   std::string configurationStamp_;  // before it is read
   std::unique_ptr<Deliverer> deliverer_;
-  FolderWatch settings_;
+  FolderLookout settings_;
   DayWatch day_;
   std::size_t waiting_ = 0;
   milliseconds pause_ = kFirstPause;

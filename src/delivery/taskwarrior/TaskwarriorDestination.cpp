@@ -295,7 +295,7 @@ Result<ListContents> TaskwarriorDestination::contents() {
 
 ListWatch TaskwarriorDestination::watch() {
   const auto files = dataFiles();
-  const int folder = files ? watch_.watch(parentOfPath(files.value().front())) : -1;
+  const int folder = files ? watch_.watch({parentOfPath(files.value().front())}) : -1;
   return {folder, folder >= 0 ? std::nullopt : std::optional(kUntilItIsBack)};
 }
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "delivery/Destination.h"
-#include "delivery/FolderWatch.h"
+#include "delivery/FolderLookout.h"
 #include "delivery/taskwarrior/TaskProgram.h"
 
 namespace tasklane {
@@ -35,7 +35,7 @@ class TaskwarriorDestination : public Destination {
 
   TaskProgram program_;
   std::string description_;
-  FolderWatch watch_{FolderWatch::Writes::Each};
+  FolderLookout watch_{FolderLookout::Changes::EachWrite};
 };
 
 }  // namespace tasklane

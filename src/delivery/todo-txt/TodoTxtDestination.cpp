@@ -266,7 +266,7 @@ Result<ListContents> TodoTxtDestination::contents() {
 
 ListWatch TodoTxtDestination::watch() {
   const auto target = pathWithLinksFollowed(file_.path());
-  const int folder = target ? watch_.watch(parentOfPath(target.value())) : -1;
+  const int folder = target ? watch_.watch({parentOfPath(target.value())}) : -1;
   const auto stamp = file_.stamp();
   const bool isThere = folder >= 0 && stamp && stamp.value();
   return {folder, isThere ? std::nullopt : std::optional(kUntilItIsBack)};

@@ -8,7 +8,7 @@
 
 #include "delivery/ContendedFile.h"
 #include "delivery/Destination.h"
-#include "delivery/FolderWatch.h"
+#include "delivery/FolderLookout.h"
 #include "delivery/todo-txt/TodoTxtContents.h"
 
 namespace tasklane {
@@ -47,7 +47,7 @@ class TodoTxtDestination : public Destination {
   void removeFiles(const DeliveryAction& action) const;
 
   ContendedFile file_;
-  FolderWatch watch_;
+  FolderLookout watch_;
 };
 
 }  // namespace tasklane

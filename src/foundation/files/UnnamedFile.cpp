@@ -8,8 +8,6 @@
 #include <cstdlib>
 #include <utility>
 
-#include "foundation/base/FileSystem.h"
-
 namespace tasklane {
 
 namespace {
@@ -80,6 +78,11 @@ Result<void> UnnamedFile::readAt(std::uint64_t offset, void* into, std::size_t c
   return {};
 }
 
+void UnnamedFile::startFlush() {
+  // Only flush() has to succeed.
+  (void)::sync_file_range(fileDescriptor_, 0, 0, SYNC_FILE_RANGE_WRITE);
+}
+
 Result<void> UnnamedFile::flush() {
   if (flushed_) return {};
   if (::fsync(fileDescriptor_) < 0)
@@ -88,7 +91,7 @@ Result<void> UnnamedFile::flush() {
   return {};
 }
 
-Result<void> UnnamedFile::linkToPath(const std::string& path) {
+Result<void> UnnamedFile::linkToPath(const std::string& path, Flush folder) {
   if (auto flushed = flush(); !flushed.ok()) return flushed;
   const int linked = hiddenPath_.empty() ? linkDescriptor(fileDescriptor_, path)
                                          : ::link(hiddenPath_.c_str(), path.c_str());
@@ -101,6 +104,7 @@ Result<void> UnnamedFile::linkToPath(const std::string& path) {
     ::unlink(hiddenPath_.c_str());
     hiddenPath_.clear();
   }
+  if (folder == Flush::No) return {};
   const auto flushed = flushFolder(parentOfPath(path));
   if (!flushed) ::unlink(path.c_str());
   return flushed;

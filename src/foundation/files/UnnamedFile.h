@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "foundation/base/NSError.h"
+#include "foundation/base/FileSystem.h"
 
 namespace tasklane {
 
@@ -29,14 +29,19 @@ class UnnamedFile {
   /// All of the bytes at a position, or an error.
   Result<void> readAt(std::uint64_t offset, void* into, std::size_t count) const;
 
+  /// Has the system begin to write it to the disk. Flushing many files takes much less when all of
+  /// them are on their way.
+  void startFlush();
+
   /// Waits until what it holds is on the disk. It takes long for a photo, so whoever prepares one
   /// on a thread of its own does it there, and giving it a name is then quick.
   Result<void> flush();
 
   /// Flushes it to disk, where flush() has not, and gives it a path on the same file system, never
   /// replacing: an error of kind Exists when there is something at the path already (the file then
-  /// still has no name). The path's folder is flushed too, so that the name survives a power cut.
-  Result<void> linkToPath(const std::string& path);
+  /// still has no name). The path's folder is flushed too, so that the name survives a power cut,
+  /// or not, where the caller does it once for many.
+  Result<void> linkToPath(const std::string& path, Flush folder = Flush::Yes);
 
  private:
   UnnamedFile(int fileDescriptor, std::string folder, std::string hiddenPath);

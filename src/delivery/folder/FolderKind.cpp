@@ -1,0 +1,35 @@
+#include "delivery/DestinationKinds.h"
+#include "delivery/folder/FolderDestination.h"
+
+namespace tasklane {
+
+namespace {
+
+Result<std::unique_ptr<Destination>> makeFolderOfTasks(const DestinationKind::Options& options) {
+  const auto value = [&](const char* name) {
+    const auto found = options.find(name);
+    return found == options.end() ? std::string() : found->second;
+  };
+  std::string folder = value("folder");
+  if (!folder.starts_with("/"))
+    return NSError{NSError::Kind::Unsupported, "destination.folder must be a whole path"};
+  while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
+  return std::unique_ptr<Destination>(
+      std::make_unique<FolderDestination>(std::move(folder), value("list")));
+}
+
+}  // namespace
+
+DestinationKind folderKind() {
+  return {.name = "folder",
+          .description =
+              "A folder of tasks that calendar programs share: a folder for each list, "
+              "a file for each task",
+          .place = "folder",
+          .placeIsRequired = true,
+          .placeIsPath = true,
+          .otherOptions = {{"list", "The list for new tasks; without it the first"}},
+          .make = makeFolderOfTasks};
+}
+
+}  // namespace tasklane
