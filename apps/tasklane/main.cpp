@@ -8,6 +8,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -43,23 +44,14 @@ std::vector<std::string> reversedArguments(int argc, char** argv) {
   return arguments;
 }
 
-/// The command line's shape: every command with its options and what it does.
+/// The command line's shape: every command with its options and what it does. Setting them all up
+/// takes longer than most commands do: when the first argument names one, only that one is.
 class CommandLine {
  public:
-  CommandLine() {
-    app_.require_subcommand(0, 1);
-    addShare();
-    addQueue();
-    addLists();
-    addPublish();
-    addItemActions();
-    addPalette();
-    addCheck();
-    addDelivery();
-  }
-
   ExitCode run(int argc, char** argv) {
     try {
+      app_.require_subcommand(0, 1);
+      addCommands(argc > 1 ? argv[1] : "");
       parse(argc, argv);
       finishOutput();
       return ExitCode::Done;
@@ -87,6 +79,27 @@ class CommandLine {
     }
     if (app_.get_subcommands().empty())
       throw Failure{ExitCode::Usage, "Say what to do; `tasklane --help` shows what there is."};
+  }
+
+  void addCommands(std::string_view wanted) {
+    static constexpr struct {
+      std::string_view name;
+      void (CommandLine::*add)();
+    } kCommands[] = {
+        {"share", &CommandLine::addShare},           {"queue", &CommandLine::addQueue},
+        {"catalogue", &CommandLine::addCatalogue},   {"today", &CommandLine::addToday},
+        {"paths", &CommandLine::addPaths},           {"watch", &CommandLine::addWatch},
+        {"publish", &CommandLine::addPublish},       {"complete", &CommandLine::addComplete},
+        {"uncomplete", &CommandLine::addUncomplete}, {"flag", &CommandLine::addFlag},
+        {"unflag", &CommandLine::addUnflag},         {"palette", &CommandLine::addPalette},
+        {"check", &CommandLine::addCheck},           {"connect", &CommandLine::addConnect},
+        {"deliver", &CommandLine::addDeliver},       {"agent", &CommandLine::addAgent},
+        {"status", &CommandLine::addStatus},         {"receipts", &CommandLine::addReceipts},
+        {"retry", &CommandLine::addRetry},           {"undo", &CommandLine::addUndo}};
+    const bool isOne = std::any_of(std::begin(kCommands), std::end(kCommands),
+                                   [&](const auto& command) { return command.name == wanted; });
+    for (const auto& command : kCommands)
+      if (!isOne || command.name == wanted) (this->*command.add)();
   }
 
   OutputFormat format() const { return json_ ? OutputFormat::JSON : OutputFormat::Text; }
@@ -123,21 +136,27 @@ class CommandLine {
         ->callback(takeQueue);
   }
 
-  void addLists() {
+  void addCatalogue() {
     auto* catalogue = add("catalogue", "Show the published projects or contexts", [this] {
       printCatalogue(name_ == "projects" ? Catalogue::Projects : Catalogue::Contexts, format());
     });
     addName(catalogue, {"projects", "contexts"});
     addJSONFlag(catalogue);
+  }
 
+  void addToday() {
     auto* today = add("today", "Show the published items that are for today", [this] {
       printToday(all_ ? TodaySelection::All : TodaySelection::Shown, format());
     });
     today->add_flag("--all", all_, "Show all published items");
     addJSONFlag(today);
+  }
 
+  void addPaths() {
     addJSONFlag(add("paths", "Show where everything lies", [this] { printPaths(format()); }));
+  }
 
+  void addWatch() {
     auto* watched = add("watch", "Print a line for each announced change",
                         [this] { watch(name_, hasCount_ ? std::optional(count_) : std::nullopt); });
     addName(watched, {"actions", "containers", "items"});
@@ -154,12 +173,14 @@ class CommandLine {
         ->required();
   }
 
-  void addItemActions() {
+  void addComplete() {
     addItemAction("complete", "Complete a published item", TLXExternalAction::completeItem);
-    addItemAction("uncomplete", "Make it incomplete again", TLXExternalAction::uncompleteItem);
-    addItemAction("flag", "Flag a published item", TLXExternalAction::flagItem);
-    addItemAction("unflag", "Remove its flag", TLXExternalAction::unflagItem);
   }
+  void addUncomplete() {
+    addItemAction("uncomplete", "Make it incomplete again", TLXExternalAction::uncompleteItem);
+  }
+  void addFlag() { addItemAction("flag", "Flag a published item", TLXExternalAction::flagItem); }
+  void addUnflag() { addItemAction("unflag", "Remove its flag", TLXExternalAction::unflagItem); }
 
   void addPalette() {
     auto* palette = app_.add_subcommand("palette", "Work on the palettes of the appearance");
@@ -176,11 +197,13 @@ class CommandLine {
     addJSONFlag(command);
   }
 
-  void addDelivery() {
+  void addConnect() {
     auto* connecting = app_.add_subcommand("connect", "Say where saved items go");
     connecting->require_subcommand(1);
-    for (const auto& kind : destinationKinds()) addConnect(*connecting, kind);
+    for (const auto& kind : destinationKinds()) addDestination(*connecting, kind);
+  }
 
+  void addDeliver() {
     auto* delivering = add("deliver", "Carry out what is queued, and publish the list", [this] {
       if (background_) return runAgent(Stay::Briefly);
       deliver(dryRun_ ? DeliverMode::DryRun : DeliverMode::Tell, format());
@@ -189,20 +212,34 @@ class CommandLine {
     delivering->add_flag("--background", background_,
                          "Stay some seconds and say nothing; for other programs");
     addJSONFlag(delivering);
+  }
 
+  void addAgent() {
     add("agent", "Stay, and deliver and publish whenever something changes",
         [] { runAgent(Stay::ForGood); });
+  }
+
+  void addStatus() {
     addJSONFlag(add("status", "Say what waits and why, and where items go",
                     [this] { printStatus(format()); }));
+  }
+
+  void addReceipts() {
     addJSONFlag(
         add("receipts", "Show what was delivered where", [this] { printReceipts(format()); }));
+  }
+
+  void addRetry() {
     add("retry", "Put what was set aside back into the queue, and deliver", retrySetAside);
+  }
+
+  void addUndo() {
     auto* undoing = add("undo", "Take back the newest saved item, or the one named",
                         [this] { undo(name_.empty() ? std::nullopt : std::optional(name_)); });
     undoing->add_option("UUID", name_, "The item's identifier");
   }
 
-  void addConnect(CLI::App& connecting, const DestinationKind& kind) {
+  void addDestination(CLI::App& connecting, const DestinationKind& kind) {
     auto* command = connecting.add_subcommand(kind.name, kind.description);
     command->callback([this, name = kind.name] { connect(name, options_); });
     const auto add = [this, command](const std::string& flag, const std::string& option,
