@@ -58,8 +58,13 @@ void ShareViewController::viewDidLoad() {
   setTitle("Tasklane");
   if (const auto post = postItem()) post->setTitle(extensionString("Save"));
   if (!initialText_.empty()) textView()->setText(initialText_);
-  wearPalette();
   followCatalogue();
+}
+
+void ShareViewController::viewWillAppear(bool animated) {
+  // Not sooner: a sheet that is posted without being shown needs no palette.
+  if (!std::exchange(wearsPalette_, true)) wearPalette();
+  SLComposeServiceViewController::viewWillAppear(animated);
 }
 
 void ShareViewController::followCatalogue() {

@@ -36,6 +36,7 @@ class ShareViewController : public SLComposeServiceViewController {
   void beginRequestWithExtensionContext(
       const std::shared_ptr<NSExtensionContext>& context) override;
   void viewDidLoad() override;
+  void viewWillAppear(bool animated) override;
   bool isContentValid() override { return true; }
   void didSelectPost() override;
   void didSelectCancel() override;
@@ -155,6 +156,7 @@ class ShareViewController : public SLComposeServiceViewController {
   std::vector<std::shared_ptr<SLComposeThumbnail>> photos_;
   std::shared_ptr<std::atomic<int>> outstandingLoads_ = std::make_shared<std::atomic<int>>(0);
   bool showsThumbnails_ = true;
+  bool wearsPalette_ = false;
   std::string noteText_;
   std::shared_ptr<NoteViewController> noteController_;
   NSNotificationCenter::Token catalogueObservation_;

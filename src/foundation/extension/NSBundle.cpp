@@ -65,7 +65,9 @@ std::string applicationAround(const fs::path& path) {
 struct NSBundle::State {
   std::optional<PropertyList> info;
   std::optional<std::vector<std::string>> languages;  // that have a folder
-  std::map<std::string, PropertyList> tables;         // by path
+  std::optional<std::vector<std::string>> preferred;  // that the folders are of
+  std::vector<std::string> folders;
+  std::map<std::string, PropertyList> tables;  // by path
 
   const PropertyList& table(const std::string& path) {
     const auto known = tables.find(path);
@@ -77,14 +79,17 @@ struct NSBundle::State {
   }
 
   /// The folders of the person's languages, best first, each with a slash at its end.
-  std::vector<std::string> languageFolders(const std::string& resources) {
+  const std::vector<std::string>& languageFolders(const std::string& resources) {
+    auto now = preferredLanguages();
+    if (preferred == now) return folders;
+    preferred = std::move(now);
+    folders.clear();
     if (!languages) {
       languages.emplace();
       for (const fs::path name : namesIn(resources))
         if (name.extension() == ".lproj") languages->push_back(name.stem());
     }
-    std::vector<std::string> folders;
-    for (const std::string& language : matchingLanguages(*languages, preferredLanguages()))
+    for (const std::string& language : matchingLanguages(*languages, *preferred))
       folders.push_back(resources + language + ".lproj/");
     return folders;
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <string_view>
 
 namespace tasklane {
@@ -76,12 +77,14 @@ std::vector<std::string> preferredLanguages() {
 
 std::vector<std::string> matchingLanguages(const std::vector<std::string>& available,
                                            const std::vector<std::string>& preferred) {
+  std::vector<Language> parsed;
+  std::transform(available.begin(), available.end(), std::back_inserter(parsed), parse);
   std::vector<std::string> matching;
   const auto add = [&](auto serves) {
-    for (const std::string& name : available)
-      if (serves(parse(name)) &&
-          std::find(matching.begin(), matching.end(), name) == matching.end())
-        matching.push_back(name);
+    for (std::size_t i = 0; i < available.size(); ++i)
+      if (serves(parsed[i]) &&
+          std::find(matching.begin(), matching.end(), available[i]) == matching.end())
+        matching.push_back(available[i]);
   };
   std::vector<std::string> wanted = preferred;
   wanted.push_back("en");
