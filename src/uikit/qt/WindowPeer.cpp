@@ -1,6 +1,8 @@
 #include "uikit/qt/WindowPeer.h"
 
 #include <QCloseEvent>
+#include <QGuiApplication>
+#include <QImage>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QScreen>
@@ -24,6 +26,17 @@ constexpr int kFrameRoom = 40;
 /// At a fractional scale a size comes back from the desktop rounded.
 bool isAbout(const QSize& a, const QSize& b) {
   return std::abs(a.width() - b.width()) <= 1 && std::abs(a.height() - b.height()) <= 1;
+}
+
+/// Draws to nowhere what the first frame will show: glyphs are rasterised while the window manager
+/// frames the window, which takes it longer, instead of after it. Other desktops ask for the frame
+/// at once.
+void drawAhead(QWidget& widget) {
+  if (QGuiApplication::platformName() != QLatin1String("xcb")) return;
+  const double scale = widget.devicePixelRatioF();
+  QImage image(widget.size() * scale, QImage::Format_RGB32);
+  image.setDevicePixelRatio(scale);
+  widget.render(&image, {}, {}, QWidget::DrawChildren);
 }
 }  // namespace
 
@@ -112,6 +125,7 @@ void WindowPeer::show(Visibility visibility) {
   if (visibility == Visibility::Shown) {
     widget->raise();
     widget->activateWindow();
+    drawAhead(*widget);
   }
 }
 
