@@ -7,6 +7,7 @@ target_compile_options(tasklane_options INTERFACE
   $<$<CONFIG:Debug>:-O1>)
 target_include_directories(tasklane_options INTERFACE ${CMAKE_SOURCE_DIR}/src)
 if(TASKLANE_SANITIZE)
+  target_compile_definitions(tasklane_options INTERFACE TASKLANE_SANITIZED)
   target_compile_options(tasklane_options INTERFACE
     -fsanitize=${TASKLANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(tasklane_options INTERFACE -fsanitize=${TASKLANE_SANITIZE})

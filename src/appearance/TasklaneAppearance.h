@@ -46,27 +46,30 @@ class TasklaneAppearance : public KAAppearance, public StatusCircleAppearance {
   static const KFEnumNameTable& KeyboardAppearanceEnumNameTable();
 
   // The keys. A colour is none, and any other value 0, where the palette's list has none.
-#define TASKLANE_KEY(group, name, type) TASKLANE_PROPERTY_##type(name)
-#define TASKLANE_PROPERTY(Result, Stored, name)                                         \
-  Result name() const {                                                                 \
+#define TASKLANE_KEY(group, name, type) TASKLANE_PROPERTY_##type(name, )
+#define TASKLANE_ASKED_KEY(group, name, type) TASKLANE_PROPERTY_##type(name, override)
+#define TASKLANE_PROPERTY(Result, Stored, name, specifier)                              \
+  Result name() const specifier {                                                       \
     return valueAtIndex<Stored>(static_cast<std::size_t>(TasklaneAppearanceKey::name)); \
   }
-#define TASKLANE_PROPERTY_Color(name) \
-  TASKLANE_PROPERTY(const std::optional<UIColor>&, std::optional<UIColor>, name)
-#define TASKLANE_PROPERTY_Number(name) TASKLANE_PROPERTY(double, double, name)
-#define TASKLANE_PROPERTY_Size(name) TASKLANE_PROPERTY(CGSize, CGSize, name)
-#define TASKLANE_PROPERTY_EdgeInsets(name) TASKLANE_PROPERTY(UIEdgeInsets, UIEdgeInsets, name)
-#define TASKLANE_PROPERTY_Boolean(name) TASKLANE_PROPERTY(bool, bool, name)
-#define TASKLANE_PROPERTY_Image(name)                                           \
-  std::shared_ptr<UIImage> name() const {                                       \
+#define TASKLANE_PROPERTY_Color(name, specifier) \
+  TASKLANE_PROPERTY(const std::optional<UIColor>&, std::optional<UIColor>, name, specifier)
+#define TASKLANE_PROPERTY_Number(name, specifier) TASKLANE_PROPERTY(double, double, name, specifier)
+#define TASKLANE_PROPERTY_Size(name, specifier) TASKLANE_PROPERTY(CGSize, CGSize, name, specifier)
+#define TASKLANE_PROPERTY_EdgeInsets(name, specifier) \
+  TASKLANE_PROPERTY(UIEdgeInsets, UIEdgeInsets, name, specifier)
+#define TASKLANE_PROPERTY_Boolean(name, specifier) TASKLANE_PROPERTY(bool, bool, name, specifier)
+#define TASKLANE_PROPERTY_Image(name, specifier)                                \
+  std::shared_ptr<UIImage> name() const specifier {                             \
     return imageAtIndex(static_cast<std::size_t>(TasklaneAppearanceKey::name)); \
   }
-#define TASKLANE_PROPERTY_Enum(name)                                                        \
-  UI##name name() const {                                                                   \
+#define TASKLANE_PROPERTY_Enum(name, specifier)                                             \
+  UI##name name() const specifier {                                                         \
     return static_cast<UI##name>(                                                           \
         valueAtIndex<std::int64_t>(static_cast<std::size_t>(TasklaneAppearanceKey::name))); \
   }
-  TASKLANE_APPEARANCE_KEYS(TASKLANE_KEY)
+  TASKLANE_OWN_APPEARANCE_KEYS(TASKLANE_KEY)
+  TASKLANE_STATUS_CIRCLE_KEYS(TASKLANE_ASKED_KEY)
 
   /// The eight colours in this palette's shades, and the sections' colours taken from them. A
   /// subclass that has none of its own ends the process when it is asked.
@@ -133,6 +136,7 @@ class TasklaneTodayAppearance : public TasklaneDarkAppearance {
 };
 
 #undef TASKLANE_KEY
+#undef TASKLANE_ASKED_KEY
 #undef TASKLANE_PROPERTY
 #undef TASKLANE_PROPERTY_Color
 #undef TASKLANE_PROPERTY_Number

@@ -9,7 +9,9 @@
 /// may define. Accessors, checks and documentation are made from this table. A key's spelling is
 /// part of the lists' format. Lengths are points, times seconds.
 // clang-format off
-#define TASKLANE_APPEARANCE_KEYS(KEY)                                                              \
+
+/// Those that only palettes know.
+#define TASKLANE_OWN_APPEARANCE_KEYS(KEY)                                                          \
   KEY(General, ScrollViewIndicatorStyle, Enum)                                                     \
   KEY(General, BarStyle, Enum)                                                                     \
   KEY(General, StatusBarStyle, Enum)                                                               \
@@ -127,23 +129,6 @@
   KEY(ProgressController, ProgressControllerFullScreenBezelBackgroundColor, Color)                 \
   KEY(StatusCircle, StatusCircleButtonWidth, Number)                                               \
   KEY(StatusCircle, StatusCircleButtonHeight, Number)                                              \
-  KEY(StatusCircle, StatusCirclePressingGradientCenterColor, Color)                                \
-  KEY(StatusCircle, StatusCirclePressingGradientEdgeColor, Color)                                  \
-  KEY(StatusCircle, StatusCircleHoverTintColor, Color)                                             \
-  KEY(StatusCircle, StatusCircleNormalColor, Color)                                                \
-  KEY(StatusCircle, StatusCircleOverdueColor, Color)                                               \
-  KEY(StatusCircle, StatusCircleDueSoonColor, Color)                                               \
-  KEY(StatusCircle, StatusCircleFlaggedColor, Color)                                               \
-  KEY(StatusCircle, StatusCircleEdgeStrokeColor, Color)                                            \
-  KEY(StatusCircle, StatusCircleRepeatDotColor, Color)                                             \
-  KEY(StatusCircle, StatusCircleCheckMarkColor, Color)                                             \
-  KEY(StatusCircle, StatusCircleDesaturatedBackgroundColor, Color)                                 \
-  KEY(StatusCircle, StatusCircleRepeatDotDiameterRatio, Number)                                    \
-  KEY(StatusCircle, StatusCircleRepeatDotSpacingRatio, Number)                                     \
-  KEY(StatusCircle, StatusCircleRingInsetRatio, Number)                                            \
-  KEY(StatusCircle, StatusCircleCenterHoleInsetRatio, Number)                                      \
-  KEY(StatusCircle, StatusCirclePressingGradientFlatCenterRadiusRatio, Number)                     \
-  KEY(StatusCircle, StatusCirclePressingGradientInsetRatio, Number)                                \
   KEY(TaskBubble, TaskBubbleSize, Size)                                                            \
   KEY(TaskBubble, TaskBubbleHighlightedCellRimColor, Color)                                        \
   KEY(Nearby, NearbyWarningBackgroundColor, Color)                                                 \
@@ -196,10 +181,34 @@
   KEY(HomeScreen, HomeScreenEditingMaxDraggingTileLingeringTilt, Number)                           \
   KEY(HomeScreen, HomeScreenEditingMaxDraggingTileDraggingTilt, Number)                            \
   KEY(TodayExtension, TodayExtensionTopMargin, Number)                                             \
-  KEY(TodayExtension, TodayExtensionBottomMargin, Number)                                          \
+  KEY(TodayExtension, TodayExtensionBottomMargin, Number)
+
+/// Those that StatusCircleAppearance asks for.
+#define TASKLANE_STATUS_CIRCLE_KEYS(KEY)                                                           \
+  KEY(StatusCircle, StatusCirclePressingGradientCenterColor, Color)                                \
+  KEY(StatusCircle, StatusCirclePressingGradientEdgeColor, Color)                                  \
+  KEY(StatusCircle, StatusCircleHoverTintColor, Color)                                             \
+  KEY(StatusCircle, StatusCircleNormalColor, Color)                                                \
+  KEY(StatusCircle, StatusCircleOverdueColor, Color)                                               \
+  KEY(StatusCircle, StatusCircleDueSoonColor, Color)                                               \
+  KEY(StatusCircle, StatusCircleFlaggedColor, Color)                                               \
+  KEY(StatusCircle, StatusCircleEdgeStrokeColor, Color)                                            \
+  KEY(StatusCircle, StatusCircleRepeatDotColor, Color)                                             \
+  KEY(StatusCircle, StatusCircleCheckMarkColor, Color)                                             \
+  KEY(StatusCircle, StatusCircleDesaturatedBackgroundColor, Color)                                 \
+  KEY(StatusCircle, StatusCircleRepeatDotDiameterRatio, Number)                                    \
+  KEY(StatusCircle, StatusCircleRepeatDotSpacingRatio, Number)                                     \
+  KEY(StatusCircle, StatusCircleRingInsetRatio, Number)                                            \
+  KEY(StatusCircle, StatusCircleCenterHoleInsetRatio, Number)                                      \
+  KEY(StatusCircle, StatusCirclePressingGradientFlatCenterRadiusRatio, Number)                     \
+  KEY(StatusCircle, StatusCirclePressingGradientInsetRatio, Number)                                \
   KEY(FlagDogEar, FlagDogEarSizeRatio, Number)                                                     \
   KEY(FlagDogEar, FlagDogEarXOriginRatio, Number)                                                  \
   KEY(FlagDogEar, FlagDogEarYOriginRatio, Number)
+
+#define TASKLANE_APPEARANCE_KEYS(KEY)                                                              \
+  TASKLANE_OWN_APPEARANCE_KEYS(KEY)                                                                \
+  TASKLANE_STATUS_CIRCLE_KEYS(KEY)
 
 #define TASKLANE_TODAY_APPEARANCE_KEYS(KEY)                                                        \
   KEY(TodayItemCell, TodayItemCellSelectionColor, Color)                                           \

@@ -21,10 +21,11 @@ Result<std::unique_ptr<Destination>> makeDestination(const std::string& kind,
                                                      const DestinationKind::Options& options) {
   for (const auto& known : destinationKinds()) {
     if (kind != known.name) continue;
-    for (const auto& [name, value] : options) {
+    for (const auto& option : options) {
+      const std::string& name = option.first;
       const bool isKnown = (known.place && name == known.place) ||
                            std::any_of(known.otherOptions.begin(), known.otherOptions.end(),
-                                       [&](const auto& option) { return name == option.name; });
+                                       [&](const auto& other) { return name == other.name; });
       if (!isKnown)
         return NSError{NSError::Kind::Unsupported,
                        "a destination of the kind \"" + kind + "\" has no setting " + name};

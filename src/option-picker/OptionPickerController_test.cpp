@@ -297,7 +297,7 @@ TEST(OptionPickerController, SizesToItsRowsWithAFloor) {
   OnScreen<OptionPickerController> screen;
   screen.picker->setOptionGroups(
       std::make_shared<const std::vector<std::shared_ptr<OptionPickerGroup>>>());
-  EXPECT_EQ(screen.picker->sizeThatFits({1000, 1000}), CGSize(200, 0));
+  EXPECT_EQ(screen.picker->sizeThatFits({1000, 1000}), (CGSize{200, 0}));
 
   OnScreen<OptionPickerController> filled;
   filled.picker->setItems(itemsTitled({std::string(60, 'w'), "short"}));

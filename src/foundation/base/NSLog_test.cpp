@@ -27,8 +27,8 @@ TEST(NSLog, WritesTextAsItIsAndControlCharactersHarmless) {
       {std::string("a\0b", 3), "a\\x00b\n"},
       {"", "\n"},
   };
-  for (const auto& [text, line] : cases) {
-    EXPECT_EQ(console([&] { NSLog(text); }), line);
+  for (const auto& each : cases) {
+    EXPECT_EQ(console([&] { NSLog(each.text); }), each.line);
   }
 }
 
@@ -51,16 +51,16 @@ TEST(Logger, WritesLinesUpToItsLevel) {
     int level;
   } cases[] = {{"", 0},  {"A=1", 1}, {"B=1", 0}, {"AB=2,A=3", 3},
                {"A", 0}, {"A=", 0},  {"A=x", 0}, {",,A=2,", 2}};
-  for (const auto& [variable, level] : cases) {
-    setenv("TASKLANE_LOG", variable, 1);
+  for (const auto& each : cases) {
+    setenv("TASKLANE_LOG", each.variable, 1);
     const Logger logger("A");
     std::string expected;
-    for (int line = 1; line <= level; ++line) expected += std::to_string(line) + "\n";
+    for (int line = 1; line <= each.level; ++line) expected += std::to_string(line) + "\n";
     EXPECT_EQ(console([&] {
                 for (int line = 1; line <= 4; ++line) logger.log(line, std::to_string(line));
               }),
               expected)
-        << variable;
+        << each.variable;
   }
   unsetenv("TASKLANE_LOG");
 }

@@ -56,7 +56,8 @@ TEST(PropertyList, CopiesShareContentsAndAreIndependentOfTheOriginal) {
   PropertyList original = PropertyList::Array{"a long enough string to be on the heap"};
   const PropertyList copy = original;
   EXPECT_EQ(copy.array(), original.array());
-  original = original;  // NOLINT: on purpose
+  const PropertyList& itself = original;
+  original = itself;
   const PropertyList moved = std::move(original);
   original = 7;
   EXPECT_EQ(copy, moved);

@@ -5,18 +5,18 @@
 namespace tasklane {
 
 void KBRequestConcreteImplementation(std::string_view className, std::string_view operation,
-                                     std::string_view label, int labelLine,
-                                     const std::source_location& where) {
+                                     std::string_view label, int labelLine, const char* file,
+                                     int line) {
   assertionFailed(
       stringWithFormat("%@ needs a concrete implementation of %@", {className, operation}), label,
-      labelLine, where.file_name(), static_cast<int>(where.line()));
+      labelLine, file, line);
 }
 
 void KBRejectUnusedImplementation(std::string_view className, std::string_view operation,
-                                  std::string_view label, int labelLine,
-                                  const std::source_location& where) {
+                                  std::string_view label, int labelLine, const char* file,
+                                  int line) {
   assertionFailed(stringWithFormat("%@ does not implement %@", {className, operation}), label,
-                  labelLine, where.file_name(), static_cast<int>(where.line()));
+                  labelLine, file, line);
 }
 
 }  // namespace tasklane

@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <initializer_list>
 #include <memory>
 
 #include <seccomp.h>
@@ -22,7 +23,7 @@ namespace tasklane {
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef TASKLANE_SANITIZED
 constexpr bool kSanitized = true;
 #else
 constexpr bool kSanitized = false;
@@ -88,27 +89,32 @@ struct ReleaseFilter {
 };
 using Filter = std::unique_ptr<void, ReleaseFilter>;
 
+/// That a call's argument has just these of the mask's bits.
+constexpr scmp_arg_cmp bits(unsigned int argument, std::uint64_t mask, std::uint64_t set) {
+  return {argument, SCMP_CMP_MASKED_EQ, mask, set};
+}
+
+int allow(scmp_filter_ctx filter, int call, std::initializer_list<scmp_arg_cmp> conditions = {}) {
+  return seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, call,
+                                static_cast<unsigned int>(conditions.size()), conditions.begin());
+}
+
 /// Memory of its own, or a file that it has: never executable, never shared without a file (which
 /// no limit would count).
 int allowMapping(scmp_filter_ctx filter) {
   constexpr std::uint64_t kType = MAP_PRIVATE | MAP_SHARED;
-  int failure = seccomp_rule_add(filter, SCMP_ACT_ALLOW, SCMP_SYS(mmap), 2,
-                                 SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0),
-                                 SCMP_A3(SCMP_CMP_MASKED_EQ, kType, MAP_PRIVATE));
+  const scmp_arg_cmp notExecutable = bits(2, PROT_EXEC, 0);
+  int failure = allow(filter, SCMP_SYS(mmap), {notExecutable, bits(3, kType, MAP_PRIVATE)});
   if (failure == 0)
-    failure = seccomp_rule_add(filter, SCMP_ACT_ALLOW, SCMP_SYS(mmap), 2,
-                               SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0),
-                               SCMP_A3(SCMP_CMP_MASKED_EQ, kType | MAP_ANONYMOUS, MAP_SHARED));
-  if (failure == 0)
-    failure = seccomp_rule_add(filter, SCMP_ACT_ALLOW, SCMP_SYS(mprotect), 1,
-                               SCMP_A2(SCMP_CMP_MASKED_EQ, PROT_EXEC, 0));
+    failure =
+        allow(filter, SCMP_SYS(mmap), {notExecutable, bits(3, kType | MAP_ANONYMOUS, MAP_SHARED)});
+  if (failure == 0) failure = allow(filter, SCMP_SYS(mprotect), {notExecutable});
   return failure;
 }
 
 int allowThreads(scmp_filter_ctx filter) {
   constexpr std::uint64_t kThread = CLONE_THREAD | CLONE_VM;
-  const int failure = seccomp_rule_add(filter, SCMP_ACT_ALLOW, SCMP_SYS(clone), 1,
-                                       SCMP_A0(SCMP_CMP_MASKED_EQ, kThread, kThread));
+  const int failure = allow(filter, SCMP_SYS(clone), {bits(0, kThread, kThread)});
   // What it is asked for lies in memory, where no filter looks; the library knows the older one
   // too.
   return failure != 0 ? failure
@@ -138,14 +144,12 @@ Result<void> installFilter() {
       SCMP_SYS(setitimer),
   };
   for (const int call : allowed) {
-    if (const int failure = seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, call, 0); failure != 0)
-      return cannotConfine(-failure);
+    if (const int failure = allow(filter.get(), call); failure != 0) return cannotConfine(-failure);
   }
   // The sanitisers try through a pipe whether memory can be read, and look at their threads.
   if (kSanitized &&
-      (seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(sched_getaffinity), 0) != 0 ||
-       seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(pipe), 0) != 0 ||
-       seccomp_rule_add(filter.get(), SCMP_ACT_ALLOW, SCMP_SYS(pipe2), 0) != 0))
+      (allow(filter.get(), SCMP_SYS(sched_getaffinity)) != 0 ||
+       allow(filter.get(), SCMP_SYS(pipe)) != 0 || allow(filter.get(), SCMP_SYS(pipe2)) != 0))
     return cannotConfine(EINVAL);
   if (const int failure = allowMapping(filter.get()); failure != 0) return cannotConfine(-failure);
   if (const int failure = allowThreads(filter.get()); failure != 0) return cannotConfine(-failure);
