@@ -21,6 +21,10 @@ inline double median(std::vector<double> values) {
   return *middle;
 }
 
+inline double least(const std::vector<double>& values) {
+  return values.empty() ? std::nan("") : *std::min_element(values.begin(), values.end());
+}
+
 /// One line: name, figure, unit and, where there is one, the ratio to the other figure and whose
 /// that is.
 inline void report(const std::string& name, double figure, const std::string& unit,
@@ -37,6 +41,7 @@ struct Candidate {
   std::function<void()> run;
   std::vector<double> milliseconds{};  // filled by measure()
   double median() const { return bench::median(milliseconds); }
+  double least() const { return bench::least(milliseconds); }
 };
 
 /// What is measured: time that passes, or the processor's time that this process takes, which a
