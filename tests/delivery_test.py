@@ -163,6 +163,14 @@ class Sheet(DeliveryTest):
                 wait_for("its line", lambda: any(f" {title} uuid:" in line for line in self.lines()), 60)
 
 
+    def test_waits_from_the_agents_start_on(self):
+        with Desktop() as desktop:
+            self.environment |= {name: desktop.environment[name] for name in ("DISPLAY", "XDG_RUNTIME_DIR")}
+            self.environment["TASKLANE_STANDBY"] = "1"
+            self.agent()
+            wait_for("the sheet's process", (pathlib.Path(desktop.environment["XDG_RUNTIME_DIR"]) / "tasklane-sheet").exists)
+
+
 class Waiting(DeliveryTest):
     def expect_waiting(self, uuid):
         self.run_program("deliver", code=75)
@@ -270,6 +278,8 @@ class TakenBack(DeliveryTest):
         self.run_program("check", "--repair")
         self.assertTrue(photo.exists())
         self.list.write_bytes(self.list.read_bytes() + b"Back again uuid:U-1\n")
+        self.run_program("retry", "no/uuid", code=65)
+        self.assertEqual(len(self.run_json("status", "--json")["setAside"]), 3)
         self.run_program("retry", code=65)
         self.assertEqual(self.lines()[-2][:2], "x ")
         aside = self.run_json("status", "--json")["setAside"]
@@ -322,6 +332,27 @@ class ExactlyOnce(DeliveryTest):
         os.replace(self.list.with_name("stale"), self.list)
         self.arrive([uuid])
         self.assert_once([uuid])
+
+    def test_after_an_older_version_came_back_late(self):
+        """It may be the person's doing, so it is told, and delivered again by hand alone."""
+        self.connect()
+        old = self.list.read_bytes()
+        uuids = [self.post(title, "--image", SAMPLES / "photo.jpg") for title in ("lost", "archived", "kept", "taken back")]
+        self.run_program("deliver")
+        self.run_program("undo", uuids[3])
+        lost, archived, kept = self.lines()[-4:-1]
+        wait_for("the end of looking after", lambda:
+                 time.time() - (self.shared / "receipts.jsonl").stat().st_mtime > 6)
+        self.list.write_bytes(old + kept.encode() + b"\n")
+        self.list.with_name("done.txt").write_text("x 2026-11-23 " + archived + "\n")
+        self.run_program("deliver")
+        self.assertEqual(self.run_json("status", "--json")["missing"], [{"uuid": uuids[0], "title": "lost"}])
+        self.assertIn(f"tasklane retry {uuids[0]}", self.run_program("status"))
+        for told in ("Delivered again", "It is in the list"):
+            self.assertIn(told, self.run_program("retry", uuids[0]))
+        self.assertEqual(self.lines()[-2], lost)
+        self.assertEqual(self.run_json("status", "--json")["missing"], [])
+        self.run_program("retry", uuids[3], code=65)
 
     @unittest.skipUnless(shutil.which("todo-txt"), "todotxt-cli is not installed")
     def test_beside_todo_sh(self):

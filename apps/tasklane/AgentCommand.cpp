@@ -3,12 +3,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <ctime>
 #include <utility>
 
 #include "Command.h"
 #include "DeliveryCommands.h"
 #include "common/OutOfMemory.h"
+#include "common/Standby.h"
 #include "delivery/ContendedFile.h"
 #include "delivery/DeliveryLock.h"
 #include "delivery/FolderLookout.h"
@@ -18,6 +20,7 @@
 #include "foundation/events/Interruption.h"
 #include "foundation/events/NSNotificationCenter.h"
 #include "foundation/events/NSRunLoop.h"
+#include "foundation/extension/NSBundle.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {
@@ -31,6 +34,8 @@ constexpr milliseconds kLongestPause = std::chrono::minutes(10);
 /// Programs that write a list often write it several times in a row.
 constexpr milliseconds kListSettles{20};
 constexpr milliseconds kOthersDeliver{50};
+/// A sheet's process that waits, started, leaves after an hour.
+constexpr milliseconds kUntilNextStandby = std::chrono::hours(1) + std::chrono::minutes(1);
 /// Longer than what was delivered has to be looked after.
 constexpr milliseconds kBriefly = Deliverer::kLookedAfter + std::chrono::seconds(2);
 
@@ -84,6 +89,7 @@ class Agent {
         settleThenLook();
       });
     stayOn();
+    if (stay_ == Stay::ForGood) keepSheetWaiting();
     deliver();
     if (!Interruption::happened()) loop.run();
   }
@@ -116,6 +122,16 @@ class Agent {
     } catch (const Failure& failure) {
       NSLog("tasklane: " + failure.sentence + " The former settings hold on.");
     }
+  }
+
+  /// So that the first sheet of a login is there as fast as the others, which have it started.
+  void keepSheetWaiting() {
+    const char* x11 = std::getenv("DISPLAY");
+    const char* wayland = std::getenv("WAYLAND_DISPLAY");
+    const std::string program = NSBundle::mainBundle()->builtInPlugInsPath() + "/Share.appex/share";
+    if (((x11 && *x11) || (wayland && *wayland)) && ::access(program.c_str(), X_OK) == 0)
+      standby::startProcess(program, standby::currentEnvironment());
+    standby_ = NSRunLoop::mainRunLoop().addTimer(kUntilNextStandby, [this] { keepSheetWaiting(); });
   }
 
   /// What waits for a list that is away does not keep it.
@@ -193,7 +209,7 @@ class Agent {
   milliseconds pause_ = kFirstPause;
   std::string publishingProblem_;
   int watched_ = -1;
-  std::shared_ptr<NSRunLoop::Source> soon_, again_, settled_, listSource_, look_, leave_;
+  std::shared_ptr<NSRunLoop::Source> soon_, again_, settled_, listSource_, look_, leave_, standby_;
 };
 
 }  // namespace

@@ -80,6 +80,93 @@ std::vector<DeliveryReceipts::Receipt> newestReceipts(std::optional<std::size_t>
   return receipts.value();
 }
 
+void deliverAgain(const std::string& uuid) {
+  const auto receipt = receiptOfTask(uuid);
+  const auto deliverer = makeDeliverer();
+  requireConnected(*deliverer, receipt);
+  const auto outcome = inTurn([&] { return deliverer->deliverAgain(receipt.action); });
+  if (!outcome) fail("Not delivered", outcome.error());
+  const std::string text = oneLine(outcome.value().text);
+  if (outcome.value().kind != DeliveryOutcome::Kind::Delivered)
+    throw Failure{ExitCode::Busy, "Not delivered: " + text + "."};
+  (void)inTurn([&] { return deliverer->publish(); });
+  print((outcome.value().isRepetition ? "It is in the list: " : "Delivered again: ") + text +
+        ".\n");
+  finishNews("It is done, but could not be printed; `tasklane status` shows how things stand.");
+}
+
+/// How things stand.
+struct Status {
+  std::string destination;
+  bool agentRuns = false;
+  std::vector<Deliverer::Preview> waiting;
+  std::string problem, since;
+  PropertyList::Array aside;
+  std::vector<DeliveryAction> missing;
+  std::optional<DeliveryReceipts::Receipt> last;
+};
+
+Status currentStatus() {
+  const auto deliverer = makeDeliverer();
+  const auto* state = Deliverer::statePresenter()->plist().get();
+  Status status{deliverer->destination().description(),
+                DeliveryLock::isHeld(DeliveryLock::Of::Agent),
+                deliverer->preview(),
+                textAt(state, "problem"),
+                textAt(state, "since"),
+                setAside(),
+                {},
+                {}};
+  // Where the list cannot be looked at, the problem says so.
+  if (auto missing = deliverer->missing()) status.missing = std::move(missing).value();
+  for (auto& receipt : newestReceipts({}))
+    if (receipt.type != DeliveryReceipts::kTakenBack) status.last = std::move(receipt);
+  return status;
+}
+
+json JSONFromStatus(const Status& status) {
+  json waiting = json::array(), aside = json::array(), missing = json::array();
+  for (const auto& preview : status.waiting)
+    waiting.push_back({{"action", nameOfEntry(preview.entry)}, {"losses", preview.losses}});
+  for (const auto& entry : status.aside)
+    aside.push_back({{"action", nameOfEntry(entry)},
+                     {"reason", textAt(&entry, "reason")},
+                     {"since", textAt(&entry, "since")}});
+  for (const auto& action : status.missing)
+    missing.push_back({{"uuid", action.uuid}, {"title", action.title}});
+  return {{"destination", status.destination},
+          {"agentRuns", status.agentRuns},
+          {"waiting", waiting},
+          {"problem", status.problem},
+          {"since", status.since},
+          {"setAside", aside},
+          {"missing", missing},
+          {"last", status.last ? JSONFromReceipt(*status.last) : json()}};
+}
+
+void printAsText(const Status& status) {
+  print("Items go to " + oneLine(status.destination) + ".\n");
+  print(status.agentRuns ? "The agent runs.\n"
+                         : "The agent does not run; each save delivers by itself.\n");
+  if (!status.problem.empty())
+    print("Not delivered since " + status.since + ": " + oneLine(status.problem) + ".\n");
+  print(status.waiting.empty() ? "Nothing waits.\n"
+                               : std::to_string(status.waiting.size()) + " waiting:\n");
+  for (const auto& preview : status.waiting) {
+    print("  " + nameOfEntry(preview.entry) + "\n");
+    for (const auto& loss : preview.losses) print("      " + oneLine(loss) + "\n");
+  }
+  for (const auto& entry : status.aside)
+    print("Set aside since " + textAt(&entry, "since") + ": " + nameOfEntry(entry) + ", because " +
+          oneLine(textAt(&entry, "reason")) + ".\n");
+  for (const auto& action : status.missing)
+    print("No longer in the list: \"" + oneLine(action.title) +
+          "\"; removed there, or lost to a program that wrote an older version back. `tasklane "
+          "retry " +
+          oneLine(action.uuid) + "` delivers it again.\n");
+  if (status.last) print("Last delivered: " + lineOfReceipt(*status.last));
+}
+
 }  // namespace
 
 bool waitForOthers(std::chrono::steady_clock::time_point since) {
@@ -133,45 +220,8 @@ void deliver(DeliverMode mode, OutputFormat format) {
 void printStatus(OutputFormat format) {
   requireContainer();
   requireReadable(*TLXExternalAction::presenter());
-  const auto deliverer = makeDeliverer();
-  const auto previews = deliverer->preview();
-  const auto* state = Deliverer::statePresenter()->plist().get();
-  const auto aside = setAside();
-  auto last = newestReceipts({});
-  std::erase_if(last,
-                [](const auto& receipt) { return receipt.type == DeliveryReceipts::kTakenBack; });
-  if (format == OutputFormat::JSON) {
-    json waiting = json::array();
-    for (const auto& preview : previews)
-      waiting.push_back({{"action", nameOfEntry(preview.entry)}, {"losses", preview.losses}});
-    json set = json::array();
-    for (const auto& entry : aside)
-      set.push_back({{"action", nameOfEntry(entry)},
-                     {"reason", textAt(&entry, "reason")},
-                     {"since", textAt(&entry, "since")}});
-    return printJSON({{"destination", deliverer->destination().description()},
-                      {"agentRuns", DeliveryLock::isHeld(DeliveryLock::Of::Agent)},
-                      {"waiting", waiting},
-                      {"problem", textAt(state, "problem")},
-                      {"since", textAt(state, "since")},
-                      {"setAside", set},
-                      {"last", last.empty() ? json() : JSONFromReceipt(last.back())}});
-  }
-  print("Items go to " + oneLine(deliverer->destination().description()) + ".\n");
-  print(DeliveryLock::isHeld(DeliveryLock::Of::Agent)
-            ? "The agent runs.\n"
-            : "The agent does not run; each save delivers by itself.\n");
-  if (const auto problem = textAt(state, "problem"); !problem.empty())
-    print("Not delivered since " + textAt(state, "since") + ": " + oneLine(problem) + ".\n");
-  print(previews.empty() ? "Nothing waits.\n" : std::to_string(previews.size()) + " waiting:\n");
-  for (const auto& preview : previews) {
-    print("  " + nameOfEntry(preview.entry) + "\n");
-    for (const auto& loss : preview.losses) print("      " + oneLine(loss) + "\n");
-  }
-  for (const auto& entry : aside)
-    print("Set aside since " + textAt(&entry, "since") + ": " + nameOfEntry(entry) + ", because " +
-          oneLine(textAt(&entry, "reason")) + ".\n");
-  if (!last.empty()) print("Last delivered: " + lineOfReceipt(last.back()));
+  const Status status = currentStatus();
+  format == OutputFormat::JSON ? printJSON(JSONFromStatus(status)) : printAsText(status);
 }
 
 void printReceipts(OutputFormat format) {
@@ -187,11 +237,12 @@ void printReceipts(OutputFormat format) {
   if (format == OutputFormat::JSON) printJSON(list);
 }
 
-void retrySetAside() {
+void retry(const std::optional<std::string>& uuid) {
   requireContainer();
   OutOfMemory::changeHasSteps();
-  const auto retried = inTurn(Deliverer::retry);
+  const auto retried = inTurn([&] { return Deliverer::retry(uuid); });
   if (!retried) fail("Nothing was put back", retried.error());
+  if (uuid && retried.value() == 0) return deliverAgain(*uuid);
   print(std::to_string(retried.value()) + " put back into the queue.\n");
   deliver(DeliverMode::Tell, OutputFormat::Text);
 }

@@ -46,8 +46,15 @@ auto inTurn(const Work& work) {
 void printStatus(OutputFormat format);
 void printReceipts(OutputFormat format);
 
-/// Puts what was set aside back into the queue and delivers.
-void retrySetAside();
+/// Puts what was set aside back into the queue and delivers; with a uuid that entry alone, or the
+/// task that was delivered and is no longer in the list.
+void retry(const std::optional<std::string>& uuid);
+
+/// The newest receipt of a new task that was not taken back, or that of the uuid; throws where
+/// there is none.
+DeliveryReceipts::Receipt receiptOfTask(const std::optional<std::string>& uuid);
+/// Throws unless what a receipt is about lies in the list that is connected.
+void requireConnected(Deliverer& deliverer, const DeliveryReceipts::Receipt& receipt);
 
 /// Takes back the newest saved item or the one with the uuid, wherever it lies.
 void undo(const std::optional<std::string>& uuid);

@@ -36,7 +36,14 @@ std::optional<DeliveryAction> takeOutOfQueue(const std::optional<std::string>& u
   return taken;
 }
 
-DeliveryReceipts::Receipt receiptToUndo(const std::optional<std::string>& uuid) {
+void sayTakenBack(const std::string& title) {
+  print("Taken back: \"" + oneLine(title) + "\".\n");
+  finishNews("It was taken back, but that could not be printed.");
+}
+
+}  // namespace
+
+DeliveryReceipts::Receipt receiptOfTask(const std::optional<std::string>& uuid) {
   auto receipts = Deliverer::receipts().receipts();
   if (!receipts) throw Failure{ExitCode::BadData, receipts.error().description + "."};
   std::set<std::string> undone;
@@ -54,12 +61,13 @@ DeliveryReceipts::Receipt receiptToUndo(const std::optional<std::string>& uuid) 
                      : "Nothing was saved that could be taken back."};
 }
 
-void sayTakenBack(const std::string& title) {
-  print("Taken back: \"" + oneLine(title) + "\".\n");
-  finishNews("It was taken back, but that could not be printed.");
+void requireConnected(Deliverer& deliverer, const DeliveryReceipts::Receipt& receipt) {
+  if (receipt.destination == deliverer.destination().description()) return;
+  throw Failure{ExitCode::BadData, "\"" + oneLine(receipt.action.title) + "\" was delivered to " +
+                                       oneLine(receipt.destination) +
+                                       ", which is not connected any more (" +
+                                       oneLine(receipt.where) + ")."};
 }
-
-}  // namespace
 
 void undo(const std::optional<std::string>& uuid) {
   requireContainer();
@@ -70,13 +78,9 @@ void undo(const std::optional<std::string>& uuid) {
   if (!lock) fail("Nothing was taken back", lock.error());
   if (const auto taken = takeOutOfQueue(uuid)) return sayTakenBack(taken->title);
 
-  const auto receipt = receiptToUndo(uuid);
+  const auto receipt = receiptOfTask(uuid);
   const auto deliverer = makeDeliverer();
-  if (receipt.destination != deliverer->destination().description())
-    throw Failure{ExitCode::BadData, "\"" + oneLine(receipt.action.title) + "\" was delivered to " +
-                                         oneLine(receipt.destination) +
-                                         ", which is not connected any more (" +
-                                         oneLine(receipt.where) + ")."};
+  requireConnected(*deliverer, receipt);
   const auto outcome = deliverer->destination().takeBack(receipt.action);
   switch (outcome.kind) {
     case DeliveryOutcome::Kind::Delivered: {

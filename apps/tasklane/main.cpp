@@ -230,7 +230,10 @@ class CommandLine {
   }
 
   void addRetry() {
-    add("retry", "Put what was set aside back into the queue, and deliver", retrySetAside);
+    auto* retrying =
+        add("retry", "Try again what was set aside, or the one named; also one that the list lost",
+            [this] { retry(name_.empty() ? std::nullopt : std::optional(name_)); });
+    retrying->add_option("UUID", name_, "The item's identifier");
   }
 
   void addUndo() {

@@ -241,16 +241,39 @@ std::vector<Deliverer::Preview> Deliverer::preview() const {
   return previews;
 }
 
-Result<std::size_t> Deliverer::retry() {
+Result<std::vector<DeliveryAction>> Deliverer::missing() {
+  auto delivered = receipts().newTasksOfLast(kTold, destination_->description());
+  if (delivered.empty()) return delivered;
+  const auto gone = destination_->missing(delivered);
+  if (!gone) return gone.error();
+  const std::set<std::string> uuids(gone.value().begin(), gone.value().end());
+  std::erase_if(delivered, [&](const auto& action) { return !uuids.contains(action.uuid); });
+  return delivered;
+}
+
+Result<DeliveryOutcome> Deliverer::deliverAgain(const DeliveryAction& action) {
+  const auto lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
+  if (!lock) return lock.error();
+  auto outcome = destination_->carryOut({action}, [](std::size_t) {}).front();
+  if (outcome.kind != Kind::Delivered || outcome.isRepetition) return outcome;
+  const auto noted = receipts().append({{DeliveryReceipts::kNewTask, Clock::now(),
+                                         destination_->description(), outcome.text, action}});
+  if (!noted) return noted.error();
+  return outcome;
+}
+
+Result<std::size_t> Deliverer::retry(const std::optional<std::string>& uuid) {
   const auto lock = DeliveryLock::take(DeliveryLock::Of::Delivery);
   if (!lock) return lock.error();
   const auto aside = entriesInSharedFile(kSetAsideFileName);
   if (!aside) return aside.error();
-  if (aside.value().empty()) return std::size_t{0};
+  PropertyList::Array chosen = aside.value();
+  std::erase_if(chosen, [&](const auto& entry) { return uuid && uuidOfEntry(entry) != *uuid; });
+  if (chosen.empty()) return std::size_t{0};
   // Into the queue first: what is in both is delivered once, by its uuid.
   TLXExternalAction::changeEntries([&](const PropertyList::Array& queued) {
     auto all = queued;
-    for (const auto& entry : aside.value()) {
+    for (const auto& entry : chosen) {
       PropertyListDictionary back{{"type", typeOf(entry)}};
       if (const auto* info = entry.valueForKey("info")) back.set("info", *info);
       all.emplace_back(std::move(back));
@@ -259,10 +282,11 @@ Result<std::size_t> Deliverer::retry() {
   });
   const auto& queued = TLXExternalAction::presenter()->lastChange();
   if (!queued) return queued.error();
-  const auto emptied = changeSharedEntries(setAsidePresenter(),
-                                           [](PropertyList::Array& entries) { entries.clear(); });
-  if (!emptied) return emptied.error();
-  return aside.value().size();
+  const auto removed = changeSharedEntries(setAsidePresenter(), [&](PropertyList::Array& entries) {
+    entries = entriesWithout(entries, chosen);
+  });
+  if (!removed) return removed.error();
+  return chosen.size();
 }
 
 }  // namespace tasklane

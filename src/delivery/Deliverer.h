@@ -27,11 +27,13 @@ namespace tasklane {
 /// A program that had read the list before and writes it back afterwards takes a new task out
 /// without knowing of it. So new tasks are looked after for kLookedAfter: each delivery within that
 /// time carries them out again, which changes nothing where the list still has them. Whoever has
-/// delivered therefore stays for so long and delivers again when the list changes. Afterwards a
-/// task that is missing was removed by a person.
+/// delivered therefore stays for so long and delivers again when the list changes. Afterwards
+/// nobody can tell such a loss from a task that a person has deleted, so it is not written again
+/// but told: missing() names what is gone within kTold, and deliverAgain() delivers one of them.
 class Deliverer {
  public:
   static constexpr std::chrono::seconds kLookedAfter{5};
+  static constexpr std::chrono::seconds kTold = std::chrono::hours(24);
 
   Deliverer(std::unique_ptr<Destination> destination, DeliveryConfiguration configuration);
 
@@ -67,8 +69,14 @@ class Deliverer {
   static const std::shared_ptr<TLXPlistPresenter>& statePresenter();
   static DeliveryReceipts& receipts();
 
-  /// Puts what was set aside back at the end of the queue; how many. Busy as above.
-  static Result<std::size_t> retry();
+  /// New tasks of the last time that the list has no trace of any more.
+  Result<std::vector<DeliveryAction>> missing();
+  /// Delivers a new task once more, where it is missing. Busy as above.
+  Result<DeliveryOutcome> deliverAgain(const DeliveryAction& action);
+
+  /// Puts what was set aside, or of that the entries with a uuid, back at the end of the queue; how
+  /// many. Busy as above.
+  static Result<std::size_t> retry(const std::optional<std::string>& uuid);
 
  private:
   class Batch;

@@ -120,6 +120,13 @@ class Destination {
 
   virtual ListWatch watch() = 0;
 
+  /// Which of new tasks that were delivered here the list has no trace of any more, neither open
+  /// nor completed nor archived, by their uuids. For lists that other programs can overwrite
+  /// without knowing of a task; elsewhere a task that is gone was removed by a person.
+  virtual Result<std::vector<std::string>> missing(const std::vector<DeliveryAction>&) {
+    return std::vector<std::string>();
+  }
+
   /// Takes a delivered new task out of the list again, if it lies there unchanged: Delivered. Where
   /// it has been changed since, or is gone: Refused, saying so.
   virtual DeliveryOutcome takeBack(const DeliveryAction& action) = 0;

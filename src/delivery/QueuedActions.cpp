@@ -25,17 +25,17 @@ std::optional<ListContainer> containerAt(const PropertyList& info, const std::st
   return ListContainer{id, name.empty() ? id : name, std::nullopt};
 }
 
-std::string uuidOf(const PropertyList& entry) {
+}  // namespace
+
+std::string uuidOfEntry(const PropertyList& entry) {
   const auto* info = entry.valueForKey("info");
   return info ? textAt(*info, "uuid") : std::string();
 }
 
-}  // namespace
-
 std::optional<DeliveryAction> deliveryActionOfEntry(const PropertyList& entry) {
   DeliveryAction action;
   action.type = TLXExternalAction::actionFromPropertyList(entry)->type();
-  action.uuid = uuidOf(entry);
+  action.uuid = uuidOfEntry(entry);
   if (action.uuid.empty() || action.type == TLXExternalActionType::Unknown) return std::nullopt;
   const PropertyList& info = *entry.valueForKey("info");
   action.moment = Clock::now();
@@ -65,10 +65,10 @@ std::optional<DeliveryAction> deliveryActionOfEntry(const PropertyList& entry) {
 PropertyList::Array entriesWithout(const PropertyList::Array& entries,
                                    const PropertyList::Array& gone) {
   std::unordered_multimap<std::string, const PropertyList*> goneByUUID;
-  for (const auto& entry : gone) goneByUUID.emplace(uuidOf(entry), &entry);
+  for (const auto& entry : gone) goneByUUID.emplace(uuidOfEntry(entry), &entry);
   PropertyList::Array left;
   for (const auto& entry : entries) {
-    const auto [first, last] = goneByUUID.equal_range(uuidOf(entry));
+    const auto [first, last] = goneByUUID.equal_range(uuidOfEntry(entry));
     const auto found = std::find_if(
         first, last, [&](const auto& candidate) { return *candidate.second == entry; });
     if (found == last) {

@@ -12,6 +12,9 @@ namespace tasklane {
 /// here. Attachments that are missing are left out.
 std::optional<DeliveryAction> deliveryActionOfEntry(const PropertyList& entry);
 
+/// Empty when it has none.
+std::string uuidOfEntry(const PropertyList& entry);
+
 /// The entries without those that are gone: of entries that are alike one is left out for each gone
 /// one, the oldest first.
 PropertyList::Array entriesWithout(const PropertyList::Array& entries,

@@ -272,6 +272,20 @@ ListWatch TodoTxtDestination::watch() {
   return {folder, isThere ? std::nullopt : std::optional(kUntilItIsBack)};
 }
 
+Result<std::vector<std::string>> TodoTxtDestination::missing(
+    const std::vector<DeliveryAction>& delivered) {
+  const auto text = file_.read();
+  if (!text) return text.error();
+  const auto archive = archived();  // after the list, as carryOut() does
+  if (!archive) return archive.error();
+  const TodoTxtContents contents(text.value().value_or(""));
+  std::vector<std::string> uuids;
+  for (const auto& action : delivered)
+    if (!contents.indexOf(action.uuid) && !archive.value().contains(action.uuid))
+      uuids.push_back(action.uuid);
+  return uuids;
+}
+
 DeliveryOutcome TodoTxtDestination::takeBack(const DeliveryAction& action) {
   DeliveryOutcome outcome;
   const auto changed = file_.change([&](const std::string& text) -> std::optional<std::string> {

@@ -32,6 +32,7 @@ class TodoTxtDestination : public Destination {
   Result<std::optional<std::string>> stamp() override;
   Result<ListContents> contents() override;
   ListWatch watch() override;
+  Result<std::vector<std::string>> missing(const std::vector<DeliveryAction>& delivered) override;
   DeliveryOutcome takeBack(const DeliveryAction& action) override;
 
  private:
