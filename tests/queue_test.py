@@ -79,35 +79,6 @@ class Queue(ProgramTest):
             self.assertEqual(plistlib.loads(kept.read_bytes()), contents)
             self.assertEqual([action["info"]["uuid"] for action in self.actions()], ["DUE"])
 
-    def test_survives_a_full_disk(self):
-        self.publish("items", items(filler="x"))
-        big = {"type": "new", "info": {"uuid": "big", "title": "x" * 60000}}
-        path = self.shared / "actions.plist"
-        path.write_bytes(plistlib.dumps({"actions": [big]}))
-        before = path.read_bytes()
-        self.run_program("flag", "ROOT", file_limit=40000, code=74)
-        self.assertIn("Error writing plist data to file://", self.error)
-        self.assertEqual(path.read_bytes(), before)
-        self.assertEqual(self.names_in(self.shared), ["actions.plist", "items.plist"])
-        self.run_program("flag", "ROOT")
-        self.assertEqual(len(self.actions()), 2)
-
-    def test_loses_nothing_to_others(self):
-        published = [{"uuid": f"{i}"} for i in range(80)]
-        self.publish("items", {"items": published})
-
-        def flag(start):
-            for i in range(start, 80, 8):
-                self.run_program("flag", i)
-
-        threads = [threading.Thread(target=flag, args=(start,)) for start in range(8)]
-        for thread in threads:
-            thread.start()
-        for thread in threads:
-            thread.join()
-        self.assertEqual({action["info"]["uuid"] for action in self.actions()},
-                         {item["uuid"] for item in published})
-
     def test_is_taken_in_one_step(self):
         photo = (SAMPLES / "photo.jpg").read_bytes()
         self.attachments.mkdir(parents=True)

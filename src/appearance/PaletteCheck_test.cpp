@@ -16,13 +16,6 @@ std::vector<std::string> complaints(const std::string& path) {
   return complaintsAboutPaletteAtPath(path).value();
 }
 
-TEST(PaletteCheck, FindsNothingInTheProjectsPalettes) {
-  for (const char* name :
-       {"TasklaneDefaultAppearance", "TasklaneDarkAppearance", "TasklaneTodayAppearance"})
-    EXPECT_THAT(complaints(TASKLANE_RESOURCES "/palettes/" + std::string(name) + ".plist"),
-                IsEmpty());
-}
-
 TEST(PaletteCheck, FindsEverythingAtOnce) {
   const TestApplication application;
   application.writePalette("TasklaneTodayAppearance", R"(
@@ -85,14 +78,6 @@ TEST(PaletteCheck, FindsWhatIsOfTheRightTypeAndStillWrong) {
     else
       EXPECT_THAT(found, IsEmpty()) << entries;
   }
-}
-
-TEST(PaletteCheck, NamesTheFileThatCannotBeRead) {
-  const TestApplication application;
-  application.writePalette("Broken", "<key>BarStyle</key>");
-  for (const std::string& path :
-       {application.pathOfPalette("Broken"), application.pathOfPalette("Missing")})
-    EXPECT_THAT(complaintsAboutPaletteAtPath(path).error().description, HasSubstr(path));
 }
 
 }  // namespace
