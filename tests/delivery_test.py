@@ -194,6 +194,29 @@ class Waiting(DeliveryTest):
         self.assert_once([uuid])
         self.assertNotIn("Not delivered", self.run_program("status"))
 
+    def test_for_a_disk_that_is_unmounted(self):
+        self.connect()
+        disk = self.list.parent.with_name("disk")
+        self.list.parent.rename(disk)
+        self.list.parent.mkdir()
+        bind = ["mount", "--bind", disk, self.list.parent]
+        if subprocess.run(bind, capture_output=True).returncode:
+            self.skipTest("mounting takes root")
+        self.addCleanup(subprocess.run, ["umount", "-l", self.list.parent], check=True)
+        self.agent()
+        uuids = []
+        for _ in range(2):
+            uuids.append(self.post("there"))
+            self.arrive(uuids)
+            wait_for("an empty queue", lambda: not self.actions())
+            subprocess.run(["umount", self.list.parent], check=True)
+            uuids.append(self.post("while it is away"))
+            wait_for("the reason", lambda: "is not there" in self.run_json("status", "--json")["problem"])
+            subprocess.run(bind, check=True)
+            self.arrive(uuids)
+        wait_for("an empty queue", lambda: not self.actions())
+        self.assert_once(uuids)
+
     def mount(self, folder):
         folder.mkdir(parents=True, exist_ok=True)
         if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=256k", "tmpfs", folder], capture_output=True).returncode:

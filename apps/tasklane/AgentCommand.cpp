@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -39,7 +40,7 @@ constexpr milliseconds kUntilNextStandby = std::chrono::hours(1) + std::chrono::
 /// Longer than what was delivered has to be looked after.
 constexpr milliseconds kBriefly = Deliverer::kLookedAfter + std::chrono::seconds(2);
 
-/// Readable at the next midnight, and when the system's clock was set.
+/// Readable at the next midnight, when the system's clock was set, and after sleep.
 class DayWatch {
  public:
   DayWatch() : timer_(::timerfd_create(CLOCK_REALTIME, TFD_CLOEXEC | TFD_NONBLOCK)) { start(); }
@@ -79,7 +80,9 @@ class Agent {
     const auto stop = loop.addDescriptor(Interruption::descriptor(), [&] { loop.stop(); });
     const auto newDay = loop.addDescriptor(day_.fileDescriptor(), [this] {
       day_.start();
-      publish();
+      // The clock is set after sleep too, when the list may be in reach again.
+      pause_ = kFirstPause;
+      deliver();
     });
     const int settings = settings_.watch({parentOfPath(DeliveryConfiguration::path())});
     std::shared_ptr<NSRunLoop::Source> newSettings;
@@ -170,6 +173,8 @@ class Agent {
 
   void publish() {
     const auto published = deliverer_->publish();
+    // A long list takes memory that is of no use until the next change.
+    if (published && published.value()) ::malloc_trim(0);
     const std::string problem = published ? "" : published.error().description;
     const bool isBusy = !published && published.error().kind == NSError::Kind::Busy;
     if (!isBusy && std::exchange(publishingProblem_, problem) != problem && !problem.empty())

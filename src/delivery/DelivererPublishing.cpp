@@ -38,6 +38,11 @@ PropertyList itemRecord(const TLXExternalItem& item) {
   return PropertyList(std::move(record));
 }
 
+/// A presenter for one change: what a long list's file holds is not to stay in memory afterwards.
+std::shared_ptr<TLXPlistPresenter> presenterFor(const std::optional<NSURL>& url) {
+  return TLXPlistPresenter::makeWithURL(url);
+}
+
 bool isInContainer(const char* name) {
   const auto url = TLXPlistPresenter::sharedFileURL(name);
   return url && NSFileManager::defaultManager().fileExistsAtPath(url->path());
@@ -67,8 +72,8 @@ Result<bool> Deliverer::publish() {
 
   const auto contents = destination_->contents();
   if (!contents) return contents.error();
-  auto written =
-      changeSharedDictionary(TLXContainers::presenter(), [&](PropertyListDictionary& catalogue) {
+  auto written = changeSharedDictionary(
+      presenterFor(TLXContainers::sharedContainersURL()), [&](PropertyListDictionary& catalogue) {
         catalogue = {};
         addContainers(catalogue, contents.value().projects, "projects", "orderedProjectIDs");
         addContainers(catalogue, contents.value().contexts, "contexts", "orderedContextIDs");
@@ -77,13 +82,14 @@ Result<bool> Deliverer::publish() {
 
   PropertyList::Array items;
   for (const auto& item : contents.value().items) items.push_back(itemRecord(*item));
-  written = changeSharedDictionary(TLXExternalItem::presenter(), [&](PropertyListDictionary& file) {
-    file = PropertyListDictionary{
-        {"items", std::move(items)},
-        {"dueSoonInterval", configuration_.dueSoonInterval},
-        {"contentCategories", configuration_.todayContentCategories},
-        {"usesCustomPerspective", configuration_.todayUsesCustomPerspective}};
-  });
+  written = changeSharedDictionary(
+      presenterFor(TLXExternalItem::sharedItemsURL()), [&](PropertyListDictionary& file) {
+        file = PropertyListDictionary{
+            {"items", std::move(items)},
+            {"dueSoonInterval", configuration_.dueSoonInterval},
+            {"contentCategories", configuration_.todayContentCategories},
+            {"usesCustomPerspective", configuration_.todayUsesCustomPerspective}};
+      });
   if (!written) return written.error();
   written = changeSharedDictionary(state, [&](PropertyListDictionary& noted) {
     noted.set("publishedStamp", settingsText() + contents.value().stamp);

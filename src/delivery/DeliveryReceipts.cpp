@@ -161,7 +161,8 @@ Result<std::vector<DeliveryReceipts::Receipt>> DeliveryReceipts::receipts(
 std::vector<DeliveryAction> DeliveryReceipts::newTasksOfLast(std::chrono::seconds time,
                                                              const std::string& destination) const {
   std::vector<DeliveryAction> tasks;
-  const NSDate start = Clock::now() - time;
+  const NSDate now = Clock::now();
+  const NSDate start = now - time;
   struct stat status {};
   if (::stat(path_.c_str(), &status) != 0 ||
       NSDate(NSTimeInterval(static_cast<double>(status.st_mtime))) < start)
@@ -177,6 +178,7 @@ std::vector<DeliveryAction> DeliveryReceipts::newTasksOfLast(std::chrono::second
     rest = rest.substr(0, begin);
     if (!receipt) continue;
     if (receipt->when < start) break;
+    if (receipt->when > now + time) continue;  // of a clock that was wrong
     // The newest one says how it is now.
     const bool isHere = receipt->destination == destination;
     const bool isKind = receipt->type == kNewTask || receipt->type == kTakenBack;
