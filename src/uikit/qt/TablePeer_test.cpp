@@ -9,6 +9,14 @@
 namespace tasklane::qt {
 namespace {
 
+void turnWheel(QWidget* over, int degrees) {
+  const QPointF middle = over->rect().center();
+  QWheelEvent event(middle, over->mapToGlobal(middle), {}, {0, degrees * 8}, Qt::NoButton,
+                    Qt::NoModifier, Qt::NoScrollPhase, false);
+  QApplication::sendEvent(over, &event);
+  UpdateQueue::shared().flush();
+}
+
 class TablePeerTest : public ::testing::Test {
  protected:
   QWidget* viewport() const {
@@ -23,13 +31,6 @@ class TablePeerTest : public ::testing::Test {
     const CGPoint offset = list->tableView()->contentOffset();
     return QPointF(rect.midX() - offset.x, rect.midY() - offset.y).toPoint();
   }
-  void wheel(int degrees) const {
-    const QPointF middle = viewport()->rect().center();
-    QWheelEvent event(middle, viewport()->mapToGlobal(middle), {}, {0, degrees * 8}, Qt::NoButton,
-                      Qt::NoModifier, Qt::NoScrollPhase, false);
-    QApplication::sendEvent(viewport(), &event);
-    UpdateQueue::shared().flush();
-  }
 
   std::shared_ptr<ListScreen> list = std::make_shared<ListScreen>(100000);
   ShownWindow shown{list};
@@ -37,13 +38,13 @@ class TablePeerTest : public ::testing::Test {
 
 TEST_F(TablePeerTest, RowWidgetsStandWhereTheViewSaysAndFollowTheWheel) {
   EXPECT_TRUE(rowWidget(1)->geometry().contains(middleOfRow(1)));
-  wheel(-15);
+  turnWheel(viewport(), -15);
   const double offset = list->tableView()->contentOffset().y;
   EXPECT_GT(offset, 0);
   EXPECT_TRUE(rowWidget(2)->geometry().contains(middleOfRow(2)));
-  wheel(15);
+  turnWheel(viewport(), 15);
   EXPECT_EQ(list->tableView()->contentOffset().y, 0);
-  wheel(15);
+  turnWheel(viewport(), 15);
   EXPECT_EQ(list->tableView()->contentOffset().y, 0);
 }
 
@@ -107,11 +108,7 @@ TEST(TablePeer, TheWheelShowsTheSearchFieldAlsoAboveFewRows) {
     UpdateQueue::shared().flush();
     const auto* peer = ViewPeer::of(std::static_pointer_cast<UIView>(list->tableView()));
     const auto wheel = [&](int degrees) {
-      const QPointF middle = peer->container()->rect().center();
-      QWheelEvent event(middle, peer->container()->mapToGlobal(middle), {}, {0, degrees * 8},
-                        Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
-      QApplication::sendEvent(peer->container(), &event);
-      UpdateQueue::shared().flush();
+      turnWheel(peer->container(), degrees);
       return list->tableView()->contentOffset().y;
     };
     EXPECT_EQ(wheel(30), 0) << rows;
