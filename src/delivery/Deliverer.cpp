@@ -161,7 +161,8 @@ Result<Deliverer::Summary> Deliverer::deliver(const Progress& progress) {
 
   Batch batch(destination_->description());
   for (const auto& entry : entries.value()) batch.addEntry(entry);
-  batch.addLookedAfter(receipts().newTasksOfLast(kLookedAfter, destination_->description()));
+  if (destination_->canBeWrittenBack())
+    batch.addLookedAfter(receipts().newTasksOfLast(kLookedAfter, destination_->description()));
   if (!batch.actions.empty())
     batch.add(destination_->carryOut(batch.actions, [&](std::size_t done) {
       if (progress) progress(done, batch.actions.size());

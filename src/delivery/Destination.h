@@ -101,6 +101,10 @@ class Destination {
   /// and must not become another one by itself later.
   virtual std::map<std::string, std::string> choices() const { return {}; }
 
+  /// Whether a program that has read the list may write it back later without what was delivered
+  /// meanwhile, so that new tasks have to be looked after (see Deliverer).
+  virtual bool canBeWrittenBack() const { return true; }
+
   /// Carries actions out, in their order, and answers how each ended, in the same order. What is
   /// Delivered is on the disk or the server for good. An action whose uuid the list has already
   /// carried out changes nothing and is Delivered again: any call may be the repetition of one that

@@ -8,6 +8,7 @@
 #include "delivery/caldav/CalendarAttachments.h"
 #include "delivery/vtodo/CalendarText.h"
 #include "foundation/base/FileSystem.h"
+#include "foundation/base/NSLog.h"
 
 namespace tasklane {
 
@@ -177,7 +178,7 @@ Result<std::optional<std::string>> CalDAVDestination::stamp() {
   if (const auto found = findLists(); !found) return found.error();
   auto state = account_.state();
   account_.keepCopy();
-  if (state) state = dayText(NSDate(tasklane::Clock::now())) + "\n" + *state;
+  if (state) state = dayText(tasklane::Clock::now()) + " " + settings_.list + "\n" + *state;
   return state;
 }
 
@@ -197,9 +198,11 @@ Result<ListContents> CalDAVDestination::contents() {
                     {}};
     for (const auto& [address, resource] : list.resources) {
       if (resource.uid.empty()) continue;
-      // One that cannot be read does not hide the others.
       auto tasks = tasksOfCalendar(resource.text, *values.value());
-      if (!tasks) continue;
+      if (!tasks) {
+        NSLog("tasklane: passed over " + address + ": " + tasks.error().description);
+        continue;
+      }
       for (auto& task : tasks.value()) all.tasks.push_back(std::move(task));
     }
     lists.push_back(std::move(all));

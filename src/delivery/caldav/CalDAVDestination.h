@@ -30,6 +30,8 @@ class CalDAVDestination : public Destination {
   std::string description() const override;
   Result<std::vector<ListContainer>> lists() override;
   std::map<std::string, std::string> choices() const override;
+  /// Whoever changes a task on the server names the version that it knows.
+  bool canBeWrittenBack() const override { return false; }
   std::vector<DeliveryOutcome> carryOut(const std::vector<DeliveryAction>& actions,
                                         const Progress& progress) override;
   std::vector<std::string> losses(const DeliveryAction& action) const override;

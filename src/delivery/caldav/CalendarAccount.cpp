@@ -266,8 +266,9 @@ Result<void> CalendarAccount::fetch(const std::string& list, const Changes& chan
 }
 
 CalendarCopy::List* CalendarAccount::listOfAddress(const std::string& address) {
+  const std::string folder = address.substr(0, address.rfind('/') + 1);
   const auto found = std::find_if(copy_.lists.begin(), copy_.lists.end(), [&](const auto& list) {
-    return address.starts_with(list.properties.address);
+    return list.properties.address == folder;
   });
   return found == copy_.lists.end() ? nullptr : &*found;
 }

@@ -69,6 +69,7 @@ class CalendarAccount {
   std::optional<Result<Changes>> changesByToken(const CalendarCopy::List& list);
   Result<Changes> changesByComparison(const CalendarCopy::List& list);
   Result<void> fetch(const std::string& list, const Changes& changes, Resources& resources);
+  /// Of a list or of a task in it.
   CalendarCopy::List* listOfAddress(const std::string& address);
 
   Settings settings_;

@@ -71,9 +71,7 @@ std::optional<std::string> resolvedAddress(const std::string& base, const std::s
   // Names and passwords within an address come from whoever wrote it, not from the person.
   for (const auto unwanted : {CURLUPART_FRAGMENT, CURLUPART_USER, CURLUPART_PASSWORD})
     curl_url_set(url.get(), unwanted, nullptr, 0);
-  const std::string path = part(url, CURLUPART_PATH);
-  curl_url_set(url.get(), CURLUPART_PATH, withUniformEscapes(path).c_str(), 0);
-  return part(url, CURLUPART_URL, CURLU_NO_DEFAULT_PORT);
+  return withUniformEscapes(part(url, CURLUPART_URL, CURLU_NO_DEFAULT_PORT));
 }
 
 std::string hostOfAddress(const std::string& address) {
