@@ -33,10 +33,9 @@ std::vector<std::optional<std::string>> titles(std::size_t count) {
   return all;
 }
 
-void run(std::size_t count, int rounds) {
-  const auto texts = titles(count);
-  const std::vector<std::optional<std::string_view>> all(texts.begin(), texts.end());
-  const std::string name = std::to_string(count) + " titles";
+using Titles = std::vector<std::optional<std::string_view>>;
+
+void fold(const std::string& name, const Titles& all, int rounds) {
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<icu::Transliterator> transliterator(
       icu::Transliterator::createInstance("NFD; [:M:] Remove; NFC; Lower", UTRANS_FORWARD, status));
@@ -56,12 +55,14 @@ void run(std::size_t count, int rounds) {
                    },
                    {}}},
                  rounds, bench::Time::Processor);
+}
 
+void search(const std::string& name, const Titles& all, int rounds) {
   const FoldedTitles folded(all);
   std::string buffer;
   for (const auto& title : all) buffer += stringByFolding(*title) + '\n';
   for (const std::string wanted : {"cafe", "e", "zzz"}) {
-    const int repeat = count < 50000 ? 50 : 5;
+    const int repeat = all.size() < 50000 ? 50 : 5;
     bench::compare({{name + ": search '" + wanted + "'",
                      [&] {
                        for (int i = 0; i < repeat; ++i)
@@ -85,6 +86,14 @@ void run(std::size_t count, int rounds) {
                      {}}},
                    rounds, bench::Time::Processor);
   }
+}
+
+void run(std::size_t count, int rounds) {
+  const auto texts = titles(count);
+  const Titles all(texts.begin(), texts.end());
+  const std::string name = std::to_string(count) + " titles";
+  fold(name, all, rounds);
+  search(name, all, rounds);
 }
 
 }  // namespace

@@ -58,9 +58,7 @@ PropertyList items() {
   return PropertyListDictionary{{"items", items}};
 }
 
-void run(const std::string& name, const std::string& xml, int rounds) {
-  const PropertyList value = NSPropertyListSerialization::propertyListWithData(xml).value().plist;
-  bench::report(name + ", size as XML", static_cast<double>(xml.size()) / 1e6, "MB");
+void readXML(const std::string& name, const std::string& xml, int rounds) {
   const auto length = static_cast<std::uint32_t>(xml.size());
 
   bench::compare({{name + ": read XML",
@@ -83,9 +81,9 @@ void run(const std::string& name, const std::string& xml, int rounds) {
                    },
                    {}}},
                  rounds, bench::Time::Processor);
+}
 
-  plist_t theirs = nullptr;
-  plist_from_xml(xml.data(), length, &theirs);
+void writeXML(const std::string& name, const PropertyList& value, plist_t theirs, int rounds) {
   bench::compare({{name + ": write XML",
                    [&] {
                      const auto written = NSPropertyListSerialization::dataWithPropertyList(value);
@@ -101,7 +99,9 @@ void run(const std::string& name, const std::string& xml, int rounds) {
                    },
                    {}}},
                  rounds, bench::Time::Processor);
+}
 
+void readBinary(const std::string& name, plist_t theirs, int rounds) {
   char* binary = nullptr;
   std::uint32_t binaryLength = 0;
   plist_to_bin(theirs, &binary, &binaryLength);
@@ -121,6 +121,16 @@ void run(const std::string& name, const std::string& xml, int rounds) {
                    {}}},
                  rounds, bench::Time::Processor);
   std::free(binary);
+}
+
+void run(const std::string& name, const std::string& xml, int rounds) {
+  bench::report(name + ", size as XML", static_cast<double>(xml.size()) / 1e6, "MB");
+  readXML(name, xml, rounds);
+  const PropertyList value = NSPropertyListSerialization::propertyListWithData(xml).value().plist;
+  plist_t theirs = nullptr;
+  plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &theirs);
+  writeXML(name, value, theirs, rounds);
+  readBinary(name, theirs, rounds);
   plist_free(theirs);
 }
 

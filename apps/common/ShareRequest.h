@@ -44,7 +44,7 @@ struct ShareRequest {
 
   /// Reads a document. Relative file names are taken from the given folder. An error names the
   /// place, as "/items/0/attachments/2/url": of kind Corrupt for what is wrong with the document.
-  static Result<ShareRequest> requestFromJSON(std::string_view json, const std::string& folder);
+  static Result<ShareRequest> requestFromJSON(std::string_view text, const std::string& folder);
   /// The document, for another process; text that is no UTF-8 arrives with U+FFFD in it.
   std::string JSON() const;
 

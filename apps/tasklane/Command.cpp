@@ -67,6 +67,11 @@ std::string oneLine(std::string_view text) {
   return line;
 }
 
+std::string textAt(const PropertyList* plist, const char* key) {
+  const auto* value = plist ? plist->valueForKey(key) : nullptr;
+  return value && value->string() ? *value->string() : std::string();
+}
+
 json JSONFromItem(const PropertyList& item) {
   json object = JSONFromPlist(item);
   if (!object.is_object()) return object;

@@ -40,6 +40,9 @@ void printJSON(const nlohmann::json& value);
 /// the direction of the text after them are blanks, invalid UTF-8 is U+FFFD.
 std::string oneLine(std::string_view text);
 
+/// The text that a dictionary has for the key; empty where there is no dictionary or no such text.
+std::string textAt(const PropertyList* plist, const char* key);
+
 /// An item's dictionary, or another value, as JSON. Dates of an item, which are texts with an
 /// offset, are told as moments too: "due" by "dueDate", in RFC 3339 and UTC.
 nlohmann::json JSONFromItem(const PropertyList& item);

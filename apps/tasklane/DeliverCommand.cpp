@@ -21,11 +21,6 @@ namespace {
 constexpr std::chrono::milliseconds kPauseForOthers{50};
 constexpr std::chrono::seconds kLongestForOthers{10};
 
-std::string textAt(const PropertyList* plist, const char* key) {
-  const auto* value = plist ? plist->valueForKey(key) : nullptr;
-  return value && value->string() ? *value->string() : std::string();
-}
-
 PropertyList::Array setAside() {
   const auto& presenter = Deliverer::setAsidePresenter();
   const auto* entries = presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;

@@ -16,11 +16,6 @@ const PropertyList* valueAt(const PropertyList& plist, const char* key) {
   return plist.valueForKey(key);
 }
 
-std::string textAt(const PropertyList* plist, const char* key) {
-  const auto* value = plist ? plist->valueForKey(key) : nullptr;
-  return value && value->string() ? *value->string() : std::string();
-}
-
 /// "new          Buy milk  (Errands, Town, 2 attachments)  UUID"
 std::string lineOfEntry(const PropertyList& entry) {
   const auto* info = valueAt(entry, "info");

@@ -149,6 +149,45 @@ Matrix adaptationFrom(const Vector& white) {
   return inverse(kCones) * scaled;
 }
 
+/// From red, green and blue light to the light that one sees, before any adaptation.
+Matrix seenLight(const Primaries& places, const Vector& white) {
+  Matrix matrix{};
+  const double* corners[] = {places.red, places.green, places.blue};
+  for (std::size_t i = 0; i < 3; ++i)
+    for (std::size_t k = 0; k < 3; ++k) matrix[k][i] = colorAt(corners[i][0], corners[i][1])[k];
+  const Vector shares = inverse(matrix) * white;
+  for (Vector& row : matrix)
+    for (std::size_t i = 0; i < 3; ++i) row[i] *= shares[i];
+  return matrix;
+}
+
+using Tag = std::pair<const char*, std::string>;
+
+/// The profile's file: its header, the list of its tags, and their contents.
+std::string profileOf(const std::vector<Tag>& tags) {
+  std::string list = bigEndian(static_cast<std::uint32_t>(tags.size() + 2), 4), contents;
+  const std::size_t start = 128 + 4 + (tags.size() + 2) * 12;
+  const auto entry = [&](const char* name, std::size_t offset, std::size_t size) {
+    list += name + bigEndian(static_cast<std::uint32_t>(offset), 4) +
+            bigEndian(static_cast<std::uint32_t>(size), 4);
+  };
+  for (const auto& [name, tag] : tags) {
+    entry(name, start + contents.size(), tag.size());
+    contents += tag;
+  }
+  // All three share one curve, the last of the tags.
+  const std::size_t curve = tags.back().second.size();
+  for (const char* name : {"gTRC", "bTRC"}) entry(name, start + contents.size() - curve, curve);
+  std::string header = bigEndian(static_cast<std::uint32_t>(start + contents.size()), 4) +
+                       bigEndian(0, 4) + bigEndian(0x04300000, 4) + "mntrRGB XYZ ";
+  header.resize(36);
+  header += "acsp";
+  header.resize(68);
+  for (const double part : kProfileWhite) header += fixedPoint(part);
+  header.resize(128);
+  return header + list + contents;
+}
+
 std::optional<CodedColors> colorsOf(heif_color_profile_nclx* nclx, const heif_error& error) {
   if (error.code != heif_error_Ok || nclx == nullptr) return std::nullopt;
   const CodedColors colors{static_cast<int>(nclx->color_primaries),
@@ -179,15 +218,8 @@ std::string colorProfileOf(const CodedColors& colors) {
   if ((colors.primaries == 1 || colors.primaries == 2) && usual) return {};
   const Primaries places = primariesOf(colors.primaries);
   const Vector white = colorAt(places.white[0], places.white[1]);
-  Matrix matrix{};
-  const double* corners[] = {places.red, places.green, places.blue};
-  for (std::size_t i = 0; i < 3; ++i)
-    for (std::size_t k = 0; k < 3; ++k) matrix[k][i] = colorAt(corners[i][0], corners[i][1])[k];
-  const Vector shares = inverse(matrix) * white;
-  for (Vector& row : matrix)
-    for (std::size_t i = 0; i < 3; ++i) row[i] *= shares[i];
   const Matrix adaptation = adaptationFrom(white);
-  matrix = adaptation * matrix;
+  const Matrix matrix = adaptation * seenLight(places, white);
 
   std::string adapted = "sf32" + bigEndian(0, 4);
   for (const Vector& row : adaptation)
@@ -195,36 +227,14 @@ std::string colorProfileOf(const CodedColors& colors) {
   const auto column = [&matrix](std::size_t i) {
     return colorTag({matrix[0][i], matrix[1][i], matrix[2][i]});
   };
-  const std::vector<std::pair<const char*, std::string>> tags = {
-      {"desc", textTag("Colours of the picture")},
-      {"cprt", textTag("None")},
-      {"wtpt", colorTag(kProfileWhite)},
-      {"chad", adapted},
-      {"rXYZ", column(0)},
-      {"gXYZ", column(1)},
-      {"bXYZ", column(2)},
-      {"rTRC", curveTag(colors.transfer)}};
-  std::string list = bigEndian(static_cast<std::uint32_t>(tags.size() + 2), 4), contents;
-  const std::size_t start = 128 + 4 + (tags.size() + 2) * 12;
-  const auto entry = [&](const char* name, std::size_t offset, std::size_t size) {
-    list += name + bigEndian(static_cast<std::uint32_t>(offset), 4) +
-            bigEndian(static_cast<std::uint32_t>(size), 4);
-  };
-  for (const auto& [name, tag] : tags) {
-    entry(name, start + contents.size(), tag.size());
-    contents += tag;
-  }
-  // All three share one curve, the last of the tags.
-  const std::size_t curve = tags.back().second.size();
-  for (const char* name : {"gTRC", "bTRC"}) entry(name, start + contents.size() - curve, curve);
-  std::string header = bigEndian(static_cast<std::uint32_t>(start + contents.size()), 4) +
-                       bigEndian(0, 4) + bigEndian(0x04300000, 4) + "mntrRGB XYZ ";
-  header.resize(36);
-  header += "acsp";
-  header.resize(68);
-  for (const double part : kProfileWhite) header += fixedPoint(part);
-  header.resize(128);
-  return header + list + contents;
+  return profileOf({{"desc", textTag("Colours of the picture")},
+                    {"cprt", textTag("None")},
+                    {"wtpt", colorTag(kProfileWhite)},
+                    {"chad", adapted},
+                    {"rXYZ", column(0)},
+                    {"gXYZ", column(1)},
+                    {"bXYZ", column(2)},
+                    {"rTRC", curveTag(colors.transfer)}});
 }
 
 }  // namespace tasklane
