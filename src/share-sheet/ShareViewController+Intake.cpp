@@ -142,13 +142,13 @@ void ShareViewController::_addWebInfoFromProvider(const std::shared_ptr<NSItemPr
 }
 
 void ShareViewController::_addURLFromProvider(const std::shared_ptr<NSItemProvider>& provider,
-                                              FallbackHandler fallbackHandler) {
-  addURL(provider, nullptr, std::move(fallbackHandler));
+                                              const FallbackHandler& fallbackHandler) {
+  addURL(provider, nullptr, fallbackHandler);
 }
 
 void ShareViewController::addURL(const std::shared_ptr<NSItemProvider>& provider,
                                  const std::shared_ptr<SLComposeThumbnail>& place,
-                                 FallbackHandler fallbackHandler) {
+                                 const FallbackHandler& fallbackHandler) {
   provider->loadItemForTypeIdentifier(
       kUTTypeURL, [load = beginLoad(), provider, place, fallbackHandler](
                       const NSItemProviderItem& item, const std::optional<NSError>& error) {

@@ -83,7 +83,7 @@ class ShareViewController : public SLComposeServiceViewController {
   void _addWebInfoFromProvider(const std::shared_ptr<NSItemProvider>& provider);
   /// A file address, or none, goes to the fallback, on the loading thread.
   void _addURLFromProvider(const std::shared_ptr<NSItemProvider>& provider,
-                           FallbackHandler fallbackHandler);
+                           const FallbackHandler& fallbackHandler);
   void _addImageAttachmentFromProvider(const std::shared_ptr<NSItemProvider>& provider,
                                        const std::string& withType);
   void _addTextFileAttachmentFromProvider(const std::shared_ptr<NSItemProvider>& provider,
@@ -122,7 +122,8 @@ class ShareViewController : public SLComposeServiceViewController {
   Load beginLoad();
   void addProvider(const std::shared_ptr<NSItemProvider>& provider);
   void addURL(const std::shared_ptr<NSItemProvider>& provider,
-              const std::shared_ptr<SLComposeThumbnail>& place, FallbackHandler fallbackHandler);
+              const std::shared_ptr<SLComposeThumbnail>& place,
+              const FallbackHandler& fallbackHandler);
   PhotoLoad announcePhoto();
   static void loadPhoto(const std::shared_ptr<NSItemProvider>& provider, const std::string& type,
                         const PhotoLoad& load);

@@ -175,7 +175,7 @@ class TaskwarriorDestination::Batch {
   bool hasBrokenText_ = false;
 };
 
-TaskwarriorDestination::TaskwarriorDestination(std::string settings, std::string data)
+TaskwarriorDestination::TaskwarriorDestination(const std::string& settings, const std::string& data)
     : program_(settings, data),
       description_("Taskwarrior" + (settings.empty() ? "" : " with the settings " + settings) +
                    (data.empty() ? "" : " in " + data)) {}

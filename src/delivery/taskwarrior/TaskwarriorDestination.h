@@ -15,7 +15,7 @@ namespace tasklane {
 class TaskwarriorDestination : public Destination {
  public:
   /// The settings file and the data folder are whole paths, or empty: those of the person then.
-  TaskwarriorDestination(std::string settings, std::string data);
+  TaskwarriorDestination(const std::string& settings, const std::string& data);
 
   std::string description() const override { return description_; }
   Result<std::vector<ListContainer>> lists() override;

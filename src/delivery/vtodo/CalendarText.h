@@ -32,7 +32,7 @@ class CalendarText {
 
     bool is(std::string_view other) const { return isSameName(name, other); }
     /// The value of a parameter, without the quotation marks; the first of several.
-    std::optional<std::string> parameter(std::string_view name) const;
+    std::optional<std::string> parameter(std::string_view wanted) const;
   };
 
   struct Component {

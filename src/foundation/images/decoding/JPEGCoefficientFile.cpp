@@ -72,7 +72,7 @@ JBLOCKARRAY JPEGCoefficientFile::access(j_common_ptr info, jvirt_barray_ptr hand
 }
 
 bool JPEGCoefficientFile::moveWindow(Array& array, JDIMENSION startRow, JDIMENSION rows) {
-  const auto keep = [this](Result<void> result) {
+  const auto keep = [this](const Result<void>& result) {
     if (!result.ok()) failure_ = result.error();
     return result.ok();
   };

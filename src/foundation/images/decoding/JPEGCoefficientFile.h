@@ -55,7 +55,7 @@ class JPEGCoefficientFile {
                                   JDIMENSION blocksPerRow, JDIMENSION rows,
                                   JDIMENSION maximumAccess);
   static void realize(j_common_ptr info);
-  static JBLOCKARRAY access(j_common_ptr info, jvirt_barray_ptr array, JDIMENSION startRow,
+  static JBLOCKARRAY access(j_common_ptr info, jvirt_barray_ptr handle, JDIMENSION startRow,
                             JDIMENSION rows, boolean writable);
   /// Each is false when the disk fails; what they hold is safe from the library's jumps.
   bool makeFile();

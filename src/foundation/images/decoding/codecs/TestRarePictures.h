@@ -117,7 +117,8 @@ inline std::string tiff(const TIFFShape& shape) {
   TIFFSetField(file, TIFFTAG_ROWSPERSTRIP, shape.rowsPerStrip);
   TIFFSetField(file, TIFFTAG_ORIENTATION, shape.orientation);
   const bool separate = shape.planes == PLANARCONFIG_SEPARATE;
-  for (std::uint16_t plane = 0; plane < (separate ? 3 : 1); ++plane) {
+  const std::uint16_t planes = separate ? 3 : 1;
+  for (std::uint16_t plane = 0; plane < planes; ++plane) {
     for (std::uint32_t y = 0; y < shape.height; ++y) {
       std::vector<std::uint8_t> row;
       for (std::uint32_t x = 0; x < shape.width; ++x) {
