@@ -1,13 +1,16 @@
 #!/usr/bin/env python3
-"""Delivery to a todo.txt file beside what it is compared with, in one run: delivery_bench.py TASKLANE."""
+"""Delivery to a todo.txt file and to Taskwarrior beside what it is compared with, in one run: delivery_bench.py TASKLANE."""
+import json
 import os
 import pathlib
 import plistlib
+import shutil
 import statistics
 import subprocess
 import sys
 import tempfile
 import time
+import uuid
 
 TASKLANE = os.path.abspath(sys.argv[1])
 LINES = b"".join(b"2026-01-01 Task number %d +project uuid:OLD-%d\n" % (i, i) for i in range(10000))
@@ -21,6 +24,28 @@ def timed(work):
 
 def report(what, ours, other, theirs):
     print(f"{what}: {ours:.1f} ms; {other}: {theirs:.1f} ms; ratio {ours / theirs:.2f}")
+
+
+def compare_with_import(home, run, queue, publish):
+    task = ["task", "rc.confirmation=off", "rc.hooks=off", "rc.gc=off", "rc.verbose=nothing"]
+
+    def begin():
+        shutil.rmtree(home / ".task", ignore_errors=True)
+        (home / ".taskrc").write_text("data.location=~/.task\n")
+        run(TASKLANE, "connect", "taskwarrior")
+
+    wholes, imports = [], []
+    for _ in range(5):
+        begin()
+        entries = queue(1000)
+        wholes.append(timed(lambda: run(TASKLANE, "deliver")))
+        published = min(publish()[0] for _ in range(3))
+        begin()
+        (home / "tasks.json").write_text(json.dumps([{"uuid": entry["uuid"].lower(), "description": entry["title"]}
+                                                     for entry in entries]))
+        imports.append(timed(lambda: run(*task, "import", home / "tasks.json")))
+    report("1,000 tasks into Taskwarrior, without publishing them afterwards", min(wholes) - published, "task import",
+           min(imports))
 
 
 def main(folder):
@@ -50,8 +75,8 @@ def main(folder):
             start = time.perf_counter()
             output = subprocess.run(post, env=environment, check=True, capture_output=True).stdout
             posted = time.perf_counter()
-            uuid = output.split(b'"uuid": "')[1].split(b'"')[0]
-            while uuid not in todo.read_bytes():
+            key = output.split(b'"uuid": "')[1].split(b'"')[0]
+            while key not in todo.read_bytes():
                 pass
             waits.append((time.perf_counter() - posted) * 1000)
             whole.append((time.perf_counter() - start) * 1000)
@@ -65,13 +90,24 @@ def main(folder):
         agent.terminate()
         agent.wait()
 
-    def drain(count):
+    def queue(count):
         (shared / "receipts.jsonl").unlink(missing_ok=True)  # nothing of before is looked after
+        entries = [{"uuid": str(uuid.uuid4()).upper(), "title": f"Task {i}"} for i in range(count)]
+        (shared / "actions.plist").write_bytes(plistlib.dumps({"actions": [{"type": "new", "info": info} for info in entries]}))
+        return entries
+
+    def drain(count):
         todo.write_bytes(LINES)
-        (shared / "actions.plist").write_bytes(plistlib.dumps({"actions": [
-            {"type": "new", "info": {"uuid": f"{count}-{time.time_ns()}-{i}", "title": f"Task {i}"}}
-            for i in range(count)]}))
+        queue(count)
         return timed(lambda: run(TASKLANE, "deliver"))
+
+    def publish():
+        """Milliseconds and peak megabytes."""
+        (shared / "items.plist").unlink(missing_ok=True)
+        start = time.perf_counter()
+        process = subprocess.Popen([TASKLANE, "deliver"], env=environment, stdout=subprocess.DEVNULL)
+        usage = os.wait4(process.pid, 0)[2]
+        return (time.perf_counter() - start) * 1000, usage.ru_maxrss / 1024
 
     def rewrite():
         contents = todo.read_bytes()
@@ -82,12 +118,20 @@ def main(folder):
 
     for count in (2500, 5000, 10000):
         print(f"draining {count} into 10,000 lines: {min(drain(count) for _ in range(3)):.1f} ms")
-    report("draining 10,000", min(drain(10000) for _ in range(3)), "reading and durably writing the list alone",
-           min(timed(rewrite) for _ in range(5)))
+    whole = min(drain(10000) for _ in range(5))
     (shared / "receipts.jsonl").unlink()
+    published = min(publish()[0] for _ in range(5))
+    report("draining 10,000, without publishing the 20,000 afterwards", whole - published,
+           "reading and durably writing the list alone", min(timed(rewrite) for _ in range(5)))
     todo.write_bytes(LINES)
-    report("publishing 10,000 tasks", timed(lambda: run(TASKLANE, "deliver")), "nothing new",
+    measured = [publish() for _ in range(5)]
+    report("publishing 10,000 tasks", min(duration for duration, _ in measured), "nothing new",
            min(timed(lambda: run(TASKLANE, "deliver")) for _ in range(5)))
+    print(f"its peak memory: {max(memory for _, memory in measured):.1f} MB")
+    todo.write_bytes(LINES[:1000])
+    if shutil.which("task"):
+        compare_with_import(home, run, queue, publish)
+        run(TASKLANE, "connect", "todo.txt", todo)
     # Last, because who delivers in the background stays for a while.
     alone = statistics.median(timed(lambda: run(*post)) for _ in range(30))
     environment["TASKLANE_DELIVERY"] = "1"

@@ -164,6 +164,11 @@ Result<std::string> TaskProgram::exportTasks(std::vector<std::string> filter) co
   return run(std::move(filter));
 }
 
+Result<std::string> TaskProgram::uuids(std::vector<std::string> filter) const {
+  filter.emplace_back("_uuids");
+  return run(std::move(filter));
+}
+
 Result<std::optional<FileDescriptor>> TaskProgram::takeTurn() {
   const std::string folder = dataFolderOfUser();
   const auto made = NSFileManager::defaultManager().createDirectoryAtPath(folder, true);

@@ -31,9 +31,12 @@ class TaskProgram {
   /// JSON of the tasks that a filter lets through, in the words of its command line.
   Result<std::string> exportTasks(std::vector<std::string> filter) const;
 
+  /// The uuids of tasks, one a line: half the work of exporting them.
+  Result<std::string> uuids(std::vector<std::string> filter) const;
+
   /// The right to import, which goes with an import's process; none while another has it.
   static Result<std::optional<FileDescriptor>> takeTurn();
-  /// All of the tasks, or an error. Not flushed to disk.
+  /// All of the tasks, or an error.
   Result<void> importTasks(const std::string& json, const FileDescriptor& turn) const;
 
  private:

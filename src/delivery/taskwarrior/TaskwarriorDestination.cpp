@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <ctime>
 #include <map>
+#include <sstream>
 #include <utility>
 
 #include "delivery/TaskFiles.h"
@@ -72,6 +73,10 @@ class TaskwarriorDestination::Batch {
       if (auto uuid = taskwarrior::uuidOf(action.uuid)) uuids.push_back(std::move(*uuid));
     if (uuids.empty()) return {};
     if (uuids.size() > kFewTasks) uuids.clear();
+    const bool areAllNew = std::all_of(actions_.begin(), actions_.end(), [](const auto& action) {
+      return action.type == TLXExternalActionType::New;
+    });
+    if (areAllNew) return readIdentifiers(program, std::move(uuids));
     auto found = exported(program, std::move(uuids));
     if (!found) return found.error();
     hasBrokenText_ = found.value().hasBrokenText;
@@ -79,6 +84,16 @@ class TaskwarriorDestination::Batch {
       auto uuid = taskwarrior::uuidOf(task["uuid"].get<std::string>());
       known_.emplace(std::move(*uuid), std::move(task));
     }
+    return {};
+  }
+
+  /// Of new tasks nothing but their presence counts.
+  Result<void> readIdentifiers(const TaskProgram& program, std::vector<std::string> filter) {
+    const auto lines = program.uuids(std::move(filter));
+    if (!lines) return lines.error();
+    std::istringstream text(lines.value());
+    for (std::string line; std::getline(text, line);)
+      if (auto uuid = taskwarrior::uuidOf(line)) known_.emplace(std::move(*uuid), Task());
     return {};
   }
 
@@ -187,6 +202,7 @@ Result<std::vector<ListContainer>> TaskwarriorDestination::lists() {
   const auto folder = program_.dataFolder();
   if (!folder) return folder.error();
   if (const auto tried = exported(program_, {"limit:1"}); !tried) return tried.error();
+  if (const auto flushed = flushFolder(folder.value()); !flushed) return flushed.error();
   return std::vector<ListContainer>{
       {folder.value(), "Taskwarrior " + version.value(), std::nullopt}};
 }
@@ -227,15 +243,16 @@ Result<void> TaskwarriorDestination::checkPlace(std::size_t bytes) const {
   return {};
 }
 
+/// Not every version flushes what it has written; where it has, this costs nothing.
 Result<void> TaskwarriorDestination::flush() const {
   const auto files = dataFiles();
   if (!files) return files.error();
   for (const auto& path : files.value()) {
     const FileDescriptor file = openFile(path, O_RDONLY);
-    if (file && uninterrupted([&] { return ::fsync(file.get()); }) != 0)
+    if (file && uninterrupted([&] { return ::fdatasync(file.get()); }) != 0)
       return NSError::fromErrno(errno, "cannot flush " + path);
   }
-  return flushFolder(parentOfPath(files.value().front()));
+  return {};
 }
 
 std::vector<DeliveryOutcome> TaskwarriorDestination::carryOut(
