@@ -10,6 +10,7 @@
 #include "foundation/files/CoordinationLock.h"
 #include "share-sheet/ShareSheetTesting.h"
 #include "uikit/controls/UIButton.h"
+#include "view-utilities/UIView+TasklaneExtensions.h"
 
 namespace tasklane {
 namespace {
@@ -20,12 +21,6 @@ using ::testing::IsEmpty;
 using ::testing::Not;
 
 constexpr const char* kPhoto = TASKLANE_RESOURCES "/sample/photo.jpg";
-
-template <class View>
-void collect(const std::shared_ptr<UIView>& root, std::vector<std::shared_ptr<View>>& found) {
-  if (auto view = std::dynamic_pointer_cast<View>(root)) found.push_back(view);
-  for (const auto& subview : root->subviews()) collect(subview, found);
-}
 
 /// What becomes of an entry that could not be saved, and of what has not been loaded yet.
 class UnsavedTest : public ::testing::Test, public ShareSheetTesting {
@@ -56,21 +51,17 @@ class UnsavedTest : public ::testing::Test, public ShareSheetTesting {
     return shared;
   }
   static std::string notice(ShareViewController& sheet) {
-    std::vector<std::shared_ptr<SLComposeNoticeView>> views;
-    collect(sheet.view(), views);
+    const auto views = subviewsOfClass<SLComposeNoticeView>(sheet.view());
     if (views.size() != 1 || views[0]->isHidden()) return "";
     return std::static_pointer_cast<UILabel>(views[0]->subviews()[0])->text().value_or("");
   }
   static void press(ShareViewController& sheet, const std::string& title) {
-    std::vector<std::shared_ptr<UIButton>> buttons;
-    collect(sheet.view(), buttons);
-    for (const auto& button : buttons)
+    for (const auto& button : subviewsOfClass<UIButton>(sheet.view()))
       if (button->title() == title) return button->press();
     FAIL() << "there is no button " << title;
   }
   static std::vector<std::string> places(ShareViewController& sheet) {
-    std::vector<std::shared_ptr<SLComposeThumbnailsView>> views;
-    collect(sheet.view(), views);
+    const auto views = subviewsOfClass<SLComposeThumbnailsView>(sheet.view());
     std::vector<std::string> texts;
     for (const auto& place : views.at(0)->subviews())
       texts.push_back(place->accessibilityLabel().value_or("") + "; " +
