@@ -14,7 +14,8 @@ import threading
 import time
 import unittest
 
-from delivery_test import KILLS, DeliveryTest, Waiting
+import delivery_test
+from delivery_test import KILLS, DeliveryTest
 from desktop import wait_for
 from program import PROGRAM, SAMPLES
 
@@ -163,7 +164,9 @@ class TakenBack(FolderTest):
 
 
 class WaitingForAFolder(FolderTest):
-    mount, fill, expect_waiting = Waiting.mount, Waiting.fill, Waiting.expect_waiting
+    mount = delivery_test.Waiting.mount
+    fill = delivery_test.Waiting.fill
+    expect_waiting = delivery_test.Waiting.expect_waiting
 
     def test_that_is_away(self):
         self.connect()

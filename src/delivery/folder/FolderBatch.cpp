@@ -17,7 +17,7 @@ namespace {
 using Kind = DeliveryOutcome::Kind;
 
 /// How many files are flushed together.
-constexpr std::size_t kGroup = 64;
+constexpr std::size_t kGroup = 256;
 constexpr const char* kAttachments = "/.attachments";
 
 }  // namespace
@@ -77,7 +77,6 @@ Result<std::shared_ptr<UnnamedFile>> FolderBatch::write(const std::string& list,
   giveToOwnerOfFolder(file.value()->fileDescriptor(), list);
   if (const auto written = file.value()->write(text.data(), text.size()); !written)
     return written.error();
-  file.value()->startFlush();
   return file;
 }
 
@@ -103,7 +102,11 @@ std::optional<DeliveryOutcome> FolderBatch::begin(std::size_t index, const Deliv
 }
 
 void FolderBatch::finishBegun() {
-  for (const auto& begun : std::exchange(begun_, {})) {
+  const auto all = std::exchange(begun_, {});
+  std::vector<std::shared_ptr<UnnamedFile>> files;
+  for (const auto& begun : all) files.push_back(begun.file);
+  UnnamedFile::flushTogether(files);
+  for (const auto& begun : all) {
     const auto linked = begun.file->linkToPath(begun.path, Flush::No);
     const bool isThere = !linked && linked.error().kind == NSError::Kind::Exists;
     if (linked || isThere) {
@@ -175,12 +178,15 @@ Result<void> FolderBatch::storeNext(const CalendarChange::Next& next, const std:
 const std::unordered_map<std::string, std::string>& FolderBatch::pathsByUID() {
   if (pathsByUID_) return *pathsByUID_;
   pathsByUID_.emplace();
-  for (const auto& list : lists_)
-    (void)TaskFolder::readTaskFiles(list, [&](const std::string& name, std::string text) {
+  std::string marks;
+  for (const auto& list : lists_) {
+    const auto reader = [&](const std::string& name, std::string text) {
       const auto tasks = tasksOfCalendar(std::move(text), values_);
       if (!tasks) return;
       for (const auto& task : tasks.value()) pathsByUID_->emplace(task.uid, list.path + "/" + name);
-    });
+    };
+    (void)TaskFolder::readTaskFiles(list, reader, marks);
+  }
   return *pathsByUID_;
 }
 

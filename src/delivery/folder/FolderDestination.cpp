@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <utility>
 
 #include "delivery/ContendedFile.h"
@@ -18,33 +19,35 @@ namespace tasklane {
 namespace {
 
 using Kind = DeliveryOutcome::Kind;
-using List = TaskFolder::List;
 
 /// How long to wait before a folder that is not there is looked for again.
 constexpr std::chrono::seconds kUntilItIsBack{5};
 
-bool isCalled(const List& list, const std::string& name) {
-  return list.container.title == name || list.container.id == name;
-}
-
 }  // namespace
 
 FolderDestination::FolderDestination(std::string path, std::string listForNew)
-    : folder_(std::move(path)), listForNew_(std::move(listForNew)) {}
+    : folder_(std::move(path)), nameForNew_(std::move(listForNew)) {}
 
-Result<std::vector<List>> FolderDestination::orderedLists() const {
+FolderDestination::Lists::const_iterator FolderDestination::listForNew(const Lists& lists) const {
+  if (nameForNew_.empty()) return lists.begin();
+  return std::find_if(lists.begin(), lists.end(), [&](const TaskFolder::List& list) {
+    return list.container.title == nameForNew_ || list.container.id == nameForNew_;
+  });
+}
+
+Result<FolderDestination::Lists> FolderDestination::orderedLists() const {
   auto lists = folder_.lists();
-  if (!lists || listForNew_.empty()) return lists;
-  const auto found = std::find_if(lists.value().begin(), lists.value().end(),
-                                  [&](const List& list) { return isCalled(list, listForNew_); });
-  if (found != lists.value().end()) {
+  if (!lists) return lists;
+  const auto first = listForNew(lists.value()) - lists.value().cbegin();
+  if (first != static_cast<std::ptrdiff_t>(lists.value().size())) {
+    const auto found = lists.value().begin() + first;
     std::rotate(lists.value().begin(), found, found + 1);
     return lists;
   }
   std::string names;
   for (const auto& list : lists.value())
     names += (names.empty() ? "" : ", ") + list.container.title;
-  return NSError{NSError::Kind::FileNotFound, "there is no list \"" + listForNew_ + "\" in " +
+  return NSError{NSError::Kind::FileNotFound, "there is no list \"" + nameForNew_ + "\" in " +
                                                   folder_.path() + "; there are: " + names};
 }
 
@@ -95,40 +98,42 @@ std::vector<std::string> FolderDestination::losses(const DeliveryAction& action)
   return losses;
 }
 
+/// What was completed yesterday is not published any more today.
+std::string FolderDestination::wholeStamp(const std::string& stamp) const {
+  return dayText(Clock::now()) + " " + stamp + " " + nameForNew_;
+}
+
 Result<std::optional<std::string>> FolderDestination::stamp() {
   const auto stamp = folder_.stamp();
   if (!stamp) return stamp.error();
-  // What was completed yesterday is not published any more today.
-  return std::optional(dayText(Clock::now()) + " " + stamp.value() + " " + listForNew_);
+  return std::optional(wholeStamp(stamp.value()));
 }
 
 Result<ListContents> FolderDestination::contents() {
   const auto values = CalendarValues::shared();
   if (!values) return values.error();
-  const auto before = stamp();
-  if (!before) return before.error();
   const auto found = folder_.lists();
   if (!found) return found.error();
-  const auto ordered = orderedLists();
-  const std::string inbox = ordered ? ordered.value().front().path : std::string();
+  const auto inbox = listForNew(found.value());
   std::vector<ListOfTasks> lists;
-  for (const auto& list : found.value()) {
-    lists.push_back({list.container, list.path == inbox, {}});
-    auto& tasks = lists.back().tasks;
-    const auto read =
-        TaskFolder::readTaskFiles(list, [&](const std::string& name, std::string text) {
-          auto inFile = tasksOfCalendar(std::move(text), *values.value());
-          if (!inFile) {
-            NSLog("tasklane: passed over " + list.path + "/" + name + ": " +
-                  inFile.error().description);
-            return;
-          }
-          std::move(inFile.value().begin(), inFile.value().end(), std::back_inserter(tasks));
-        });
+  std::string marks;
+  for (auto list = found.value().begin(); list != found.value().end(); ++list) {
+    lists.push_back({list->container, list == inbox, {}});
+    const auto reader = [&](const std::string& name, std::string text) {
+      auto tasks = tasksOfCalendar(std::move(text), *values.value());
+      if (tasks) {
+        std::move(tasks.value().begin(), tasks.value().end(),
+                  std::back_inserter(lists.back().tasks));
+      } else {
+        NSLog("tasklane: passed over " + list->path + "/" + name + ": " +
+              tasks.error().description);
+      }
+    };
+    const auto read = TaskFolder::readTaskFiles(*list, reader, marks);
     if (!read) return read.error();
   }
   ListContents contents = contentsOfLists(std::move(lists));
-  contents.stamp = *before.value();
+  contents.stamp = wholeStamp(TaskFolder::stampOfMarks(marks));
   return contents;
 }
 

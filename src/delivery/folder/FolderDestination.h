@@ -33,11 +33,14 @@ class FolderDestination : public Destination {
   DeliveryOutcome takeBack(const DeliveryAction& action) override;
 
  private:
+  using Lists = std::vector<TaskFolder::List>;
+  Lists::const_iterator listForNew(const Lists& lists) const;
+  std::string wholeStamp(const std::string& stamp) const;
   /// The list for new tasks first.
-  Result<std::vector<TaskFolder::List>> orderedLists() const;
+  Result<Lists> orderedLists() const;
 
   TaskFolder folder_;
-  std::string listForNew_;
+  std::string nameForNew_;
   std::string chosen_;  // the list for new tasks that lists() has found
   FolderLookout lookout_{FolderLookout::Changes::ClosedFilesAndNewFolders};
 };

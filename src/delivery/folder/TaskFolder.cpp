@@ -56,12 +56,42 @@ struct OpenList {
   }
 };
 
-/// The contents of a file, read at once where it is as small as they usually are.
-Result<std::string> contentsOf(int folder, const std::string& name, std::string& buffer) {
+/// What tells a file's contents from others.
+void addMark(std::string& marks, const std::string& name, const struct stat& status) {
+  char numbers[96];
+  const int length = std::snprintf(numbers, sizeof numbers, " %llx %llx %llx.%lx\n",
+                                   static_cast<unsigned long long>(status.st_ino),
+                                   static_cast<unsigned long long>(status.st_size),
+                                   static_cast<unsigned long long>(status.st_mtim.tv_sec),
+                                   static_cast<unsigned long>(status.st_mtim.tv_nsec));
+  marks.append(name).append(numbers, static_cast<std::size_t>(length));
+}
+
+/// Nothing for a file that is not there.
+void addMark(std::string& marks, int folder, const std::string& name) {
+  struct stat status {};
+  if (::fstatat(folder, name.c_str(), &status, 0) == 0) addMark(marks, name, status);
+}
+
+void addMarkOfList(std::string& marks, int folder, const std::string& path) {
+  marks += path + "\n";
+  addMark(marks, folder, kNameFile);
+}
+
+/// The contents of a file, read at once where it is as small as they usually are, and its mark from
+/// before that.
+Result<std::string> contentsOf(int folder, const std::string& name, std::string& buffer,
+                               std::string& marks) {
   const FileDescriptor file(uninterrupted([&] {
     return ::openat(folder, name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
   }));
-  if (!file) return NSError::fromErrno(errno, "cannot open " + name);
+  if (!file) {
+    const int reason = errno;
+    addMark(marks, folder, name);
+    return NSError::fromErrno(reason, "cannot open " + name);
+  }
+  struct stat status {};
+  if (::fstat(file.get(), &status) == 0) addMark(marks, name, status);
   const auto count =
       uninterrupted([&] { return ::read(file.get(), buffer.data(), buffer.size()); });
   if (count < 0) return NSError::fromErrno(errno, "cannot read " + name);
@@ -70,19 +100,6 @@ Result<std::string> contentsOf(int folder, const std::string& name, std::string&
   auto more = readAll(file.get(), name);
   if (!more) return more.error();
   return contents + more.value();
-}
-
-/// What tells a file's contents from others; nothing when it is not there.
-void addStamp(std::string& text, int folder, const std::string& name) {
-  struct stat status {};
-  if (::fstatat(folder, name.c_str(), &status, 0) != 0) return;
-  char numbers[96];
-  const int length = std::snprintf(numbers, sizeof numbers, " %llx %llx %llx.%lx\n",
-                                   static_cast<unsigned long long>(status.st_ino),
-                                   static_cast<unsigned long long>(status.st_size),
-                                   static_cast<unsigned long long>(status.st_mtim.tv_sec),
-                                   static_cast<unsigned long>(status.st_mtim.tv_nsec));
-  text.append(name).append(numbers, static_cast<std::size_t>(length));
 }
 
 }  // namespace
@@ -108,12 +125,14 @@ Result<std::vector<TaskFolder::List>> TaskFolder::lists() const {
   return lists;
 }
 
-Result<void> TaskFolder::readTaskFiles(const List& list, const Reader& reader) {
+Result<void> TaskFolder::readTaskFiles(const List& list, const Reader& reader, std::string& marks) {
   const auto open = OpenList::open(list.path);
   if (!open) return open.error();
+  const int folder = open.value().folder.get();
+  addMarkOfList(marks, folder, list.path);
   std::string buffer(kUsualSize, '\0');
   for (const auto& name : open.value().names) {
-    auto contents = contentsOf(open.value().folder.get(), name, buffer);
+    auto contents = contentsOf(folder, name, buffer, marks);
     if (contents) {
       reader(name, std::move(contents).value());
     } else if (contents.error().kind != NSError::Kind::FileNotFound) {
@@ -137,16 +156,19 @@ std::optional<std::string> TaskFolder::find(const std::vector<List>& lists,
 Result<std::string> TaskFolder::stamp() const {
   const auto found = lists();
   if (!found) return found.error();
-  std::string text;
+  std::string marks;
   for (const auto& list : found.value()) {
     const auto open = OpenList::open(list.path);
     if (!open) return open.error();
-    text += list.path + "\n";
     const int folder = open.value().folder.get();
-    addStamp(text, folder, kNameFile);
-    for (const auto& name : open.value().names) addStamp(text, folder, name);
+    addMarkOfList(marks, folder, list.path);
+    for (const auto& name : open.value().names) addMark(marks, folder, name);
   }
-  return stableHashText(text) + stableHashText(text + "\n");
+  return stampOfMarks(marks);
+}
+
+std::string TaskFolder::stampOfMarks(const std::string& marks) {
+  return stableHashText(marks) + stableHashText(marks + "\n");
 }
 
 }  // namespace tasklane

@@ -31,15 +31,18 @@ class TaskFolder {
   Result<std::vector<List>> lists() const;
 
   /// Gives a function the contents of each task file of a list, in the order of their names; what
-  /// is gone meanwhile is passed over, and what cannot be read, which the console is told.
+  /// is gone meanwhile is passed over, and what cannot be read, which the console is told. Adds to
+  /// the marks what tells that which was read from what lies there later.
   using Reader = std::function<void(const std::string& name, std::string contents)>;
-  static Result<void> readTaskFiles(const List& list, const Reader& reader);
+  static Result<void> readTaskFiles(const List& list, const Reader& reader, std::string& marks);
 
   /// The path of the file of a name in the first list that has one.
   static std::optional<std::string> find(const std::vector<List>& lists, const std::string& name);
 
   /// Changes whenever a list or a file has come, gone, or been written.
   Result<std::string> stamp() const;
+  /// The stamp at the moment when all lists were read, from their marks.
+  static std::string stampOfMarks(const std::string& marks);
 
  private:
   std::string path_;

@@ -6,12 +6,14 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <map>
 #include <utility>
 
 namespace tasklane {
 
 namespace {
 
+constexpr std::size_t kWorthFlushingTheDisk = 32;
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 
 /// Links an open file without a name. The direct way needs a capability, the way round over /proc
@@ -78,9 +80,16 @@ Result<void> UnnamedFile::readAt(std::uint64_t offset, void* into, std::size_t c
   return {};
 }
 
-void UnnamedFile::startFlush() {
-  // Only flush() has to succeed.
-  (void)::sync_file_range(fileDescriptor_, 0, 0, SYNC_FILE_RANGE_WRITE);
+void UnnamedFile::flushTogether(const std::vector<std::shared_ptr<UnnamedFile>>& files) {
+  if (files.size() < kWorthFlushingTheDisk) return;
+  std::map<dev_t, bool> disks;  // whether it was flushed
+  for (const auto& file : files) {
+    struct stat status {};
+    if (::fstat(file->fileDescriptor_, &status) != 0) continue;
+    const auto [disk, isNew] = disks.emplace(status.st_dev, false);
+    if (isNew) disk->second = ::syncfs(file->fileDescriptor_) == 0;
+    file->flushed_ = disk->second;
+  }
 }
 
 Result<void> UnnamedFile::flush() {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "foundation/base/FileSystem.h"
 
@@ -29,9 +30,10 @@ class UnnamedFile {
   /// All of the bytes at a position, or an error.
   Result<void> readAt(std::uint64_t offset, void* into, std::size_t count) const;
 
-  /// Has the system begin to write it to the disk. Flushing many files takes much less when all of
-  /// them are on their way.
-  void startFlush();
+  /// Flushes several in far less time than each would take, where they are so many that it is worth
+  /// flushing whatever else has been written to their disks. Any that this fails for are not
+  /// flushed.
+  static void flushTogether(const std::vector<std::shared_ptr<UnnamedFile>>& files);
 
   /// Waits until what it holds is on the disk. It takes long for a photo, so whoever prepares one
   /// on a thread of its own does it there, and giving it a name is then quick.
