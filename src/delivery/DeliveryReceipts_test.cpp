@@ -2,8 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
+
+#include "foundation/base/ScratchFolderTesting.h"
 
 namespace tasklane {
 namespace {
@@ -14,12 +15,6 @@ constexpr double kNow = 1795420800;  // 2026-11-23, 08:00 UTC
 
 class DeliveryReceiptsTest : public testing::Test {
  protected:
-  DeliveryReceiptsTest() {
-    char pattern[] = "/tmp/tasklane-receipts-XXXXXX";
-    folder_ = ::mkdtemp(pattern);
-  }
-  ~DeliveryReceiptsTest() override { std::filesystem::remove_all(folder_); }
-
   static DeliveryReceipts::Receipt receipt(const std::string& uuid, double age,
                                            const char* type = DeliveryReceipts::kNewTask,
                                            const char* destination = "here") {
@@ -31,8 +26,9 @@ class DeliveryReceiptsTest : public testing::Test {
     return receipt;
   }
 
-  std::string folder_;
-  DeliveryReceipts receipts_{folder_ + "/receipts.jsonl"};
+  const ScratchFolder folder_;
+  const std::string path_ = folder_.path() / "receipts.jsonl";
+  DeliveryReceipts receipts_{path_};
 };
 
 TEST_F(DeliveryReceiptsTest, KeepEveryText) {
@@ -43,7 +39,7 @@ TEST_F(DeliveryReceiptsTest, KeepEveryText) {
   full.action.project = ListContainer{"i", "\"", {}};
   full.action.attachments = {"/a/1.jpg", "/a/ü \".png"};
   ASSERT_TRUE(receipts_.append({full, receipt("U-2", 0)}));
-  std::ofstream(folder_ + "/receipts.jsonl", std::ios::app) << "{\"uuid\":\"torn";
+  std::ofstream(path_, std::ios::app) << "{\"uuid\":\"torn";
   ASSERT_TRUE(receipts_.append({receipt("U-3", 0, DeliveryReceipts::kTakenBack)}));
   const auto read = receipts_.receipts().value();
   ASSERT_EQ(read.size(), 3u);

@@ -7,6 +7,7 @@
 
 #include "delivery/taskwarrior/TaskwarriorDestination.h"
 #include "delivery/taskwarrior/TaskwarriorTasks.h"
+#include "foundation/base/ScratchFolderTesting.h"
 
 namespace tasklane {
 namespace {
@@ -22,8 +23,6 @@ const std::string kUUID = "0F2A1B3C-1111-4222-8333-00000000000";
 class TaskwarriorTest : public testing::Test {
  protected:
   TaskwarriorTest() {
-    char pattern[] = "/tmp/tasklane-taskwarrior-XXXXXX";
-    folder_ = ::mkdtemp(pattern);
     for (const char* name : {"HOME", "XDG_DATA_HOME"}) set(name, folder_);
     for (const char* name : {"TASKRC", "TASKDATA"}) ::unsetenv(name);
     set("TZ", "UTC");
@@ -35,7 +34,6 @@ class TaskwarriorTest : public testing::Test {
                                            "context=work\nuda.size.type=numeric\n";
     EXPECT_TRUE(taskwarrior_.lists());
   }
-  ~TaskwarriorTest() override { std::filesystem::remove_all(folder_); }
   void SetUp() override {
     if (!isThere_) GTEST_SKIP() << "taskwarrior is not installed";
   }
@@ -68,7 +66,8 @@ class TaskwarriorTest : public testing::Test {
     return taskwarrior::tasksOfExport(text.value()).value().tasks;
   }
 
-  std::string folder_;
+  const ScratchFolder scratch_;
+  const std::string folder_ = scratch_.path();
   bool isThere_ = false;
   TaskwarriorDestination taskwarrior_{{}, {}};
 };
