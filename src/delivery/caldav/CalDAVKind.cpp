@@ -107,7 +107,7 @@ DestinationKind calDAVKind() {
            {"list", "The list for new tasks, by its title or address"},
            {"ca-file", "PEM certificates of the authorities to trust, for a server of one's own"},
            {"every", "Seconds between two looks of the agent at the server; otherwise 120"},
-           {"patience", "Seconds to wait for an answer; otherwise 30"}},
+           {"patience", "Seconds to wait for an answer; otherwise 60"}},
       .make = makeCalDAV};
 }
 

@@ -55,7 +55,7 @@ class WebDAVClient {
     /// PEM certificates of the authorities to trust in place of the system's; empty for those.
     std::string authoritiesFile;
     /// How long a server may say nothing.
-    std::chrono::seconds patience{30};
+    std::chrono::seconds patience{60};
     /// Once it is readable, all waits end; -1 for none.
     int interruption = -1;
   };
