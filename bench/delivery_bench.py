@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Delivery to a todo.txt file and to Taskwarrior beside what it is compared with, in one run: delivery_bench.py TASKLANE."""
+"""Delivery to a todo.txt file, to Taskwarrior and to a calendar server beside what it is compared with, in one run:
+delivery_bench.py TASKLANE."""
 import json
 import os
 import pathlib
@@ -46,6 +47,57 @@ def compare_with_import(home, run, queue, publish):
         imports.append(timed(lambda: run(*task, "import", home / "tasks.json")))
     report("1,000 tasks into Taskwarrior, without publishing them afterwards", min(wholes) - published, "task import",
            min(imports))
+
+
+VDIRSYNCER = """[general]
+status_path = "{home}/vdirsyncer"
+[pair p]
+a = "local"
+b = "remote"
+collections = [["p", "theirs", "theirs"]]
+[storage local]
+type = "filesystem"
+path = "{home}"
+fileext = ".ics"
+[storage remote]
+type = "caldav"
+url = "{url}/ana/"
+username = "ana"
+password.fetch = ["command", "cat", "{home}/secret"]
+item_types = ["VTODO"]
+"""
+TASK = "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//x//y//EN\r\nBEGIN:VTODO\r\nUID:{0}\r\n" \
+    "DTSTAMP:20260101T000000Z\r\nSUMMARY:Task {0}\r\nSTATUS:NEEDS-ACTION\r\nEND:VTODO\r\nEND:VCALENDAR\r\n"
+
+
+def compare_with_vdirsyncer(home, run, queue, count=1000):
+    """The server stores one task at a time, so that its own share is the most of all three."""
+    sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests"))
+    os.environ.setdefault("TASKLANE", TASKLANE)
+    from caldav_servers import Radicale
+    server = Radicale(home / "radicale").start()
+    try:
+        for name in ("ours", "theirs", "bare"):
+            server.make_list(name, name)
+        (home / "secret").write_text(server.password + "\n")
+        (home / "secret").chmod(0o600)
+        (home / "theirs").mkdir()
+        for i in range(count):
+            (home / f"theirs/T-{i}.ics").write_text(TASK.format(f"T-{i}"))
+        (home / "vdir").write_text(VDIRSYNCER.format(home=home, url=server.url))
+        run("vdirsyncer", "-verror", "-c", home / "vdir", "discover")
+        theirs = timed(lambda: run("vdirsyncer", "-verror", "-c", home / "vdir", "sync"))
+        run(TASKLANE, "connect", "caldav", server.url, "--user", "ana", "--password-file", home / "secret",
+            "--list", "ours")
+        queue(count)
+        ours = timed(lambda: run(TASKLANE, "deliver"))
+        bare = timed(lambda: [server.request("PUT", f"/ana/bare/T-{i}.ics", TASK.format(f"T-{i}"),
+                                             Content_Type="text/calendar", If_None_Match="*") for i in range(count)])
+        assert len(server.uids("ours")) == len(server.uids("theirs")) == count
+    finally:
+        server.stop()
+    report(f"{count} tasks to Radicale", ours, "vdirsyncer", theirs)
+    report(f"{count} tasks to Radicale", ours, "as many bare requests, one after the other", bare)
 
 
 def main(folder):
@@ -131,6 +183,9 @@ def main(folder):
     todo.write_bytes(LINES[:1000])
     if shutil.which("task"):
         compare_with_import(home, run, queue, publish)
+        run(TASKLANE, "connect", "todo.txt", todo)
+    if shutil.which("radicale") and shutil.which("vdirsyncer"):
+        compare_with_vdirsyncer(home, run, queue)
         run(TASKLANE, "connect", "todo.txt", todo)
     # Last, because who delivers in the background stays for a while.
     alone = statistics.median(timed(lambda: run(*post)) for _ in range(30))
