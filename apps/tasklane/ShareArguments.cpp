@@ -28,6 +28,12 @@ std::string isScale(const std::string& text) {
   return "\"" + text + "\" is no number from 0.5 to 8";
 }
 
+bool isGiven(const CLI::Option& option) { return option.count() > 0; }
+
+std::optional<std::string> textOf(const CLI::Option& option) {
+  return isGiven(option) ? std::optional(option.results().front()) : std::nullopt;
+}
+
 }  // namespace
 
 ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
@@ -42,21 +48,21 @@ ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
   item_ = command.add_flag("--item")->description("Begins the next input item");
   command.add_option("--request", requestFile_, "A JSON request instead, from a file or - (stdin)");
   command.add_flag("--post", post_, "Save without showing the sheet");
-  command.add_option("--project", project_, "With --post: the project, by its title");
-  command.add_option("--context", context_, "With --post: the context, by its title");
-  command.add_option("--note", note_, "With --post: the note, instead of the shared one");
-  auto* snapshot =
-      command.add_option("--snapshot", snapshot_, "Only draw the sheet into this PNG file");
-  command.add_option("--scale", scale_, "Pixels per point of that picture, 0.5 to 8")
-      ->needs(snapshot)
-      ->check(isScale);
+  project_ = addText("--project", "With --post: the project, by its title");
+  context_ = addText("--context", "With --post: the context, by its title");
+  note_ = addText("--note", "With --post: the note, instead of the shared one");
+  snapshot_ = addText("--snapshot", "Only draw the sheet into this PNG file");
+  scale_ = addText("--scale", "Pixels per point of that picture, 0.5 to 8")
+               ->needs(snapshot_)
+               ->check(isScale);
+}
+
+CLI::Option* ShareArguments::addText(const std::string& name, const std::string& description) {
+  return command_.add_option(name, description)->type_name("TEXT")->expected(1);
 }
 
 CLI::Option* ShareArguments::addOrdered(const std::string& name, const std::string& description) {
-  return command_.add_option(name, description)
-      ->type_name("TEXT")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  return addText(name, description)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 ShareRequest ShareArguments::requestFromOptions() const {
@@ -112,10 +118,9 @@ ShareRequest ShareArguments::request() const {
 }
 
 void ShareArguments::run() {
-  const auto given = [&](const char* name) { return command_.count(name) > 0; };
-  for (const char* option : {"--project", "--context", "--note"})
-    if (given(option) && !post_) throw usage(std::string(option) + " goes only with --post.");
-  if (post_ && given("--snapshot")) throw usage("--snapshot does not go together with --post.");
+  for (const CLI::Option* option : {project_, context_, note_})
+    if (isGiven(*option) && !post_) throw usage(option->get_name() + " goes only with --post.");
+  if (post_ && isGiven(*snapshot_)) throw usage("--snapshot does not go together with --post.");
 
   const auto shared = request();
   const auto items = shared.inputItems();
@@ -123,15 +128,11 @@ void ShareArguments::run() {
     throw Failure{exitCodeForInputError(items.error()),
                   "This cannot be shared: " + items.error().description + "."};
   requireContainer();
-  const auto optional = [&](const char* name, const std::string& value) {
-    return given(name) ? std::optional(value) : std::nullopt;
-  };
   std::optional<SnapshotOptions> snapshot;
-  if (given("--snapshot")) snapshot = {snapshot_, optional("--scale", scale_)};
+  if (const auto file = textOf(*snapshot_)) snapshot = {*file, textOf(*scale_)};
   if (!post_) openSheet(shared, snapshot);
   for (const auto& sentence : shared.warnings()) NSLog("tasklane: " + oneLine(sentence) + ".");
-  postWithoutWindow(items.value(), {optional("--project", project_),
-                                    optional("--context", context_), optional("--note", note_)});
+  postWithoutWindow(items.value(), {textOf(*project_), textOf(*context_), textOf(*note_)});
 }
 
 }  // namespace tasklane

@@ -21,6 +21,8 @@ class ShareArguments {
   void run();
 
  private:
+  CLI::Option* addText(const std::string& name, const std::string& description);
+  /// May be repeated.
   CLI::Option* addOrdered(const std::string& name, const std::string& description);
   ShareRequest requestFromOptions() const;
   ShareRequest request() const;
@@ -34,12 +36,12 @@ class ShareArguments {
   CLI::Option* selection_;
   CLI::Option* image_;
   CLI::Option* file_;
+  CLI::Option* project_;
+  CLI::Option* context_;
+  CLI::Option* note_;
+  CLI::Option* snapshot_;
+  CLI::Option* scale_;
   std::string requestFile_;
-  std::string snapshot_;
-  std::string scale_;
-  std::string project_;
-  std::string context_;
-  std::string note_;
   bool post_ = false;
 };
 

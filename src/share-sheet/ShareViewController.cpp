@@ -137,9 +137,13 @@ Result<void> ShareViewController::postContent() {
 
 void ShareViewController::queueItem(const std::vector<std::string>& attachments) {
   PropertyListDictionary info;
-  info.set("title", contentText());
-  addChoice(info, *projectConfigItem(), TLXContainers::uniqueIDForProjectNamed, "project");
-  addChoice(info, *contextConfigItem(), TLXContainers::uniqueIDForContextNamed, "context");
+  // A sheet that was not shown has no text area to be filled first, and no rows where none was
+  // asked for: making them takes longer than the rest.
+  info.set("title", isViewLoaded() ? contentText() : initialText_);
+  if (!configItems_.empty()) {
+    addChoice(info, *projectConfigItem(), TLXContainers::uniqueIDForProjectNamed, "project");
+    addChoice(info, *contextConfigItem(), TLXContainers::uniqueIDForContextNamed, "context");
+  }
   if (!attachments.empty()) {
     info.set("attachments", PropertyList::Array(attachments.begin(), attachments.end()));
   }
