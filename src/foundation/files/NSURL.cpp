@@ -38,9 +38,10 @@ std::string percentEncoded(std::string_view text) {
 std::string percentDecoded(std::string_view text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const int high = i + 2 < text.size() ? plist::hexDigit(text[i + 1]) : -1;
+    const bool mayBe = text[i] == '%' && i + 2 < text.size();
+    const int high = mayBe ? plist::hexDigit(text[i + 1]) : -1;
     const int low = high >= 0 ? plist::hexDigit(text[i + 2]) : -1;
-    const bool encoded = text[i] == '%' && low >= 0;
+    const bool encoded = low >= 0;
     out += encoded ? static_cast<char>(high * 16 + low) : text[i];
     if (encoded) i += 2;
   }
