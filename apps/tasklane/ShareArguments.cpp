@@ -118,6 +118,7 @@ ShareRequest ShareArguments::request() const {
 }
 
 void ShareArguments::run() {
+  if (!post_) readSheetAhead();
   for (const CLI::Option* option : {project_, context_, note_})
     if (isGiven(*option) && !post_) throw usage(option->get_name() + " goes only with --post.");
   if (post_ && isGiven(*snapshot_)) throw usage("--snapshot does not go together with --post.");

@@ -13,6 +13,11 @@ namespace tasklane {
 /// The request of a JSON file, or of standard input for "-".
 ShareRequest requestFromFile(const std::string& file);
 
+/// Has the programs that a sheet needs read from the disk in one go, where they are not in memory.
+/// They would be read piece by piece otherwise, as they come to be executed, each waited for, which
+/// makes the first sheet of a login later by a tenth.
+void readSheetAhead();
+
 /// A picture of the sheet, instead of the sheet.
 struct SnapshotOptions {
   std::string file;
