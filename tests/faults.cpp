@@ -166,6 +166,7 @@ void* __libc_calloc(std::size_t, std::size_t);
 void* __libc_realloc(void*, std::size_t);
 void* __libc_memalign(std::size_t, std::size_t);
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): theirs are reserved names
 void* malloc(std::size_t size) { return allocationFails() ? nullptr : __libc_malloc(size); }
 void* calloc(std::size_t count, std::size_t size) {
   return allocationFails() ? nullptr : __libc_calloc(count, size);
@@ -182,6 +183,7 @@ int posix_memalign(void** into, std::size_t alignment, std::size_t size) {
   *into = memory;
   return 0;
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 int __libc_start_main(int (*main)(int, char**, char**), int argc, char** argv, void (*init)(),
                       void (*fini)(), void (*loaderFini)(), void* stackEnd) {

@@ -148,21 +148,24 @@ class RowsModel {
         group->setItems(randomItems());
         picker.tableView()->reloadData();
         break;
-      default: {
-        GroupList groups(1 + below(2));
-        for (auto& made : groups) {
-          made = std::make_shared<OptionPickerGroup>();
-          made->setTitle(below(3) == 0 ? std::nullopt : std::optional<std::string>("Section"));
-          made->setItems(randomItems());
-        }
-        picker.setOptionGroups(std::make_shared<const GroupList>(groups));
-      }
+      default:
+        picker.setOptionGroups(std::make_shared<const GroupList>(randomGroups()));
     }
     expectWhatIsShown();
   }
 
  private:
   std::size_t below(std::size_t limit) { return random_() % limit; }
+
+  GroupList randomGroups() {
+    GroupList groups(1 + below(2));
+    for (auto& made : groups) {
+      made = std::make_shared<OptionPickerGroup>();
+      made->setTitle(below(3) == 0 ? std::nullopt : std::optional<std::string>("Section"));
+      made->setItems(randomItems());
+    }
+    return groups;
+  }
 
   OptionPickerItemList randomItems() {
     std::vector<std::shared_ptr<OptionPickerItem>> items;

@@ -40,7 +40,7 @@ class UnsavedTest : public ::testing::Test, public ShareSheetTesting {
     return sheet;
   }
   static std::shared_ptr<NSExtensionItem> withPhoto(const std::string& title,
-                                                    std::shared_future<void> when = {}) {
+                                                    const std::shared_future<void>& when = {}) {
     auto shared = item(title);
     auto provider = std::make_shared<NSItemProvider>();
     provider->registerItemForTypeIdentifier(kUTTypeImage, [when]() -> Result<NSItemProviderItem> {

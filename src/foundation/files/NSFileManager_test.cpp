@@ -50,7 +50,7 @@ class NSFileManagerTest : public ::testing::Test {
 
 TEST_F(NSFileManagerTest, WhatCannotBeLookedAtCountsAsThere) {
   fs::create_symlink("loop", folder_ / "loop");
-  std::ofstream(folder_ / "file");
+  const std::ofstream file(folder_ / "file");
   const std::map<std::string, bool> cases = {
       {"loop", true}, {"file", true}, {"none", false}, {"file/none", false}};
   for (const auto& [name, isThere] : cases)
