@@ -137,10 +137,11 @@ TEST_F(TLXExternalActionTest, MakesTheAttachmentFolderOnce) {
   const std::string path = TLXExternalAction::sharedAttachmentPath();
   EXPECT_TRUE(path.ends_with("/group.com.kestrelworks.Tasklane/attachments"));
   EXPECT_TRUE(std::filesystem::is_directory(path));
-  std::filesystem::remove(path);
+  const std::string aside = path + "-aside";  // with what other tests have put there
+  std::filesystem::rename(path, aside);
   EXPECT_EQ(TLXExternalAction::sharedAttachmentPath(), path);
   EXPECT_FALSE(std::filesystem::exists(path));
-  std::filesystem::create_directory(path);
+  std::filesystem::rename(aside, path);
 }
 
 TEST_F(TLXExternalActionTest, LosesNothingWhenManyProcessesAdd) {

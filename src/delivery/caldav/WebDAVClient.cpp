@@ -16,7 +16,10 @@ Result<std::unique_ptr<WebDAVClient>> WebDAVClient::make(Settings settings) {
 Result<std::string> WebDAVClient::addressOfMailDomain(const std::string& domain) {
   const auto ask = frameworkFunction("webdav", "tasklane_address_of_mail_domain");
   if (!ask) return ask.error();
-  return reinterpret_cast<Result<std::string> (*)(const std::string&)>(ask.value())(domain);
+  Result<std::string> address{std::string()};
+  reinterpret_cast<void (*)(const std::string&, Result<std::string>&)>(ask.value())(domain,
+                                                                                    address);
+  return address;
 }
 
 WebDAVResponse WebDAVClient::send(const WebDAVRequest& request) {

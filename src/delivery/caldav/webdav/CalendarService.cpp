@@ -116,12 +116,12 @@ Result<std::string> addressOfMailDomain(const std::string& domain, std::string_v
   return address;
 }
 
-extern "C" __attribute__((visibility("default"))) Result<std::string>
-tasklane_address_of_mail_domain(const std::string& domain) {
+extern "C" __attribute__((visibility("default"))) void tasklane_address_of_mail_domain(
+    const std::string& domain, Result<std::string>& address) {
   const std::string service = "_caldavs._tcp." + domain;
   const std::string servers = answerOfDNS(service, ns_t_srv);
-  return addressOfMailDomain(domain, servers,
-                             servers.empty() ? "" : answerOfDNS(service, ns_t_txt));
+  address =
+      addressOfMailDomain(domain, servers, servers.empty() ? "" : answerOfDNS(service, ns_t_txt));
 }
 
 }  // namespace tasklane
