@@ -14,7 +14,6 @@ import threading
 import time
 import unittest
 
-import delivery_test
 from delivery_test import KILLS, DeliveryTest
 from desktop import wait_for
 from program import PROGRAM, SAMPLES
@@ -164,10 +163,6 @@ class TakenBack(FolderTest):
 
 
 class WaitingForAFolder(FolderTest):
-    mount = delivery_test.Waiting.mount
-    fill = delivery_test.Waiting.fill
-    expect_waiting = delivery_test.Waiting.expect_waiting
-
     def test_that_is_away(self):
         self.connect()
         away = self.root.with_name("away")

@@ -1,0 +1,86 @@
+"""What is saved waits for a list that is away, or has no room, and arrives later, once."""
+import re
+import subprocess
+import time
+import unittest
+
+from delivery_test import THEIRS, DeliveryTest
+from desktop import wait_for
+
+
+class Waiting(DeliveryTest):
+    def test_for_a_list_that_is_away(self):
+        self.connect()
+        away = self.list.parent.with_name("away")
+        self.list.parent.rename(away)
+        uuid = self.post("later")
+        self.expect_waiting(uuid)
+        self.assertIn("is not there", self.run_program("status"))
+        self.agent()
+        self.assertFalse(self.list.parent.exists())
+        away.rename(self.list.parent)
+        self.arrive([uuid])
+        wait_for("an empty queue", lambda: not self.actions())
+        self.assert_once([uuid])
+        self.assertNotIn("Not delivered", self.run_program("status"))
+
+    def test_for_a_disk_that_is_unmounted(self):
+        self.connect()
+        disk = self.list.parent.with_name("disk")
+        self.list.parent.rename(disk)
+        self.list.parent.mkdir()
+        bind = ["mount", "--bind", disk, self.list.parent]
+        if subprocess.run(bind, capture_output=True).returncode:
+            self.skipTest("mounting takes root")
+        self.addCleanup(subprocess.run, ["umount", "-l", self.list.parent], check=True)
+        self.agent()
+        uuids = []
+        for _ in range(2):
+            uuids.append(self.post("there"))
+            self.arrive(uuids)
+            wait_for("an empty queue", lambda: not self.actions())
+            subprocess.run(["umount", self.list.parent], check=True)
+            uuids.append(self.post("while it is away"))
+            wait_for("the reason", lambda: "is not there" in self.run_json("status", "--json")["problem"])
+            subprocess.run(bind, check=True)
+            self.arrive(uuids)
+        wait_for("an empty queue", lambda: not self.actions())
+        self.assert_once(uuids)
+
+    def test_for_room_in_the_list(self):
+        self.list = self.folder / "small/todo.txt"
+        self.mount(self.list.parent)
+        self.list.write_bytes(THEIRS)
+        self.connect()
+        uuid = self.post("later")
+        self.fill(self.list.parent)
+        self.expect_waiting(uuid)
+        self.assertEqual(self.list.read_bytes(), THEIRS)
+        (self.list.parent / "filler").unlink()
+        self.run_program("deliver")
+        self.assert_once([uuid])
+
+    def test_for_room_for_receipts(self):
+        self.mount(self.folder / "groups")
+        self.shared.mkdir(parents=True)
+        self.connect()
+        uuid = self.post("later")
+        self.fill(self.folder / "groups")
+        self.run_program("deliver", code=74)
+        (self.folder / "groups/filler").unlink()
+        self.run_program("deliver")
+        self.assert_once([uuid])
+
+    def test_ten_thousand(self):
+        self.connect()
+        uuids = [f"U-{i}" for i in range(10000)]
+        self.queue(*({"type": "new", "info": {"uuid": uuid, "title": f"Task {uuid}"}} for uuid in uuids))
+        start = time.monotonic()
+        self.run_program("deliver")
+        print(f"10,000 delivered in {time.monotonic() - start:.2f} s", flush=True)
+        self.assertEqual(re.findall(r" uuid:(\S+)", "\n".join(self.lines())), uuids)
+        self.assert_once(uuids)
+
+
+if __name__ == "__main__":
+    unittest.main()
