@@ -16,7 +16,7 @@ import unittest
 
 from delivery_test import KILLS, DeliveryTest
 from desktop import wait_for
-from program import PROGRAM, SAMPLES
+from program import SAMPLES
 
 
 def vtodo(uid, title, more=""):
