@@ -168,7 +168,9 @@ class Usage(ProgramTest):
         self.environment["DISPLAY"] = ":9999"
         gone = self.start("share", "--title", "no such display")
         self.assertIn(b"--post", gone.communicate(timeout=LIMIT)[1])
-        self.assertEqual(gone.returncode, 64)
+        # Built without a screen there is no sheet's program either.
+        sheet = pathlib.Path(PROGRAM).parent / "PlugIns/Share.appex/share"
+        self.assertEqual(gone.returncode, 64 if sheet.exists() else 66)
         self.assertEqual(self.names_in(self.shared), [])
         self.assertIn("share", self.run_program("--help"))
 

@@ -314,7 +314,7 @@ TEST_F(SLComposeServiceViewControllerTest, AnExtensionRunsUntilItsRequestEnds) {
         std::make_shared<NSExtensionContext>(std::vector<std::shared_ptr<NSExtensionItem>>{}));
   };
   registerClass("ComposeTestSheet", [&] { return sheet; });
-  const auto later = [](std::function<void()> what) {
+  const auto later = [](const std::function<void()>& what) {
     return [what] { NSOperationQueue::mainQueue().addOperationWithBlock(what); };
   };
   EXPECT_EQ(run("ComposeTestSheet", later([&] {
