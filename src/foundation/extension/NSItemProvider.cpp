@@ -218,12 +218,6 @@ void NSItemProvider::registerItemForTypeIdentifier(const std::string& typeIdenti
   loaders_.emplace_back(typeIdentifier, std::move(loader));
 }
 
-std::vector<std::string> NSItemProvider::registeredTypeIdentifiers() const {
-  std::vector<std::string> types;
-  for (const auto& [type, loader] : loaders_) types.push_back(type);
-  return types;
-}
-
 bool NSItemProvider::hasItemConformingToTypeIdentifier(const std::string& typeIdentifier) const {
   for (const auto& [type, loader] : loaders_) {
     if (UTTypeConformsTo(type, typeIdentifier)) return true;

@@ -46,7 +46,6 @@ class NSItemProvider : public NSObject {
 
   /// Adds a type, with how to load it. The order of adding is the order of preference.
   void registerItemForTypeIdentifier(const std::string& typeIdentifier, Loader loader);
-  std::vector<std::string> registeredTypeIdentifiers() const;
 
   /// Whether any registered type is, or is a kind of, the given one.
   bool hasItemConformingToTypeIdentifier(const std::string& typeIdentifier) const;

@@ -77,7 +77,6 @@ class UIView : public UIResponder {
   /// The same hooks with no superview and no window. A first responder among what leaves resigns;
   /// constraints with what stays are deactivated.
   void removeFromSuperview();
-  void bringSubviewToFront(const std::shared_ptr<UIView>& view);
   bool isDescendantOfView(const UIView* view) const;
   virtual void willMoveToSuperview(const std::shared_ptr<UIView>& newSuperview) {
     (void)newSuperview;

@@ -97,7 +97,7 @@ TEST_F(UIViewTest, SubviewsKeepTheirOrder) {
   parent->addSubview(c);
   parent->insertSubviewAtIndex(b, 1);
   EXPECT_THAT(parent->subviews(), ElementsAre(a, b, c));
-  parent->bringSubviewToFront(a);
+  parent->addSubview(a);
   EXPECT_THAT(parent->subviews(), ElementsAre(b, c, a));
   parent->insertSubviewAtIndex(a, 0);
   EXPECT_THAT(parent->subviews(), ElementsAre(a, b, c));

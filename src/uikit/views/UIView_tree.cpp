@@ -31,10 +31,6 @@ void UIView::insertSubviewAtIndex(const std::shared_ptr<UIView>& view, std::size
   insert(view, index);
 }
 
-void UIView::bringSubviewToFront(const std::shared_ptr<UIView>& view) {
-  if (view && view->superview_ == this) insert(view, subviews_.size());
-}
-
 void UIView::insert(const std::shared_ptr<UIView>& subview, std::size_t index) {
   const auto view = subview;  // the caller's may be an element of a list that changes
   if (!view) detail::programmingError("addSubview needs a view; it was given none");
