@@ -16,28 +16,24 @@
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"
 #include "shared-store/TLXPlistPresenter.h"
+#include "uikit/headless/Headless.h"
 
 namespace tasklane {
 
-/// A container of its own for one test, and the sheet's requests. The store computes its folders
-/// once per process, so each test runs in a process of its own.
+/// An empty container for one test, and the sheet's requests. The store computes its folders once
+/// per process, so the container is the same for all tests of a process.
 class ShareSheetTesting {
  public:
   ShareSheetTesting() {
-    const auto bundle = folder_ / "Tasklane.app";
-    std::filesystem::create_directories(bundle);
-    (void)NSFileManager::defaultManager().writeToFile(
-        bundle / "Info.plist", "{CFBundleIdentifier = \"com.kestrelworks.Tasklane\";}");
-    std::filesystem::create_directories(bundle / "Resources");
-    for (const char* part : {"palettes", "Share.appex/Resources/en.lproj"}) {
-      const std::filesystem::path resource = std::filesystem::path(TASKLANE_RESOURCES) / part;
-      std::filesystem::create_directory_symlink(resource,
-                                                bundle / "Resources" / resource.filename());
-    }
-    setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
-    setenv("TASKLANE_NOTIFY_FOLDER", (folder_ / "notify").c_str(), 1);
-    setenv("XDG_STATE_HOME", (folder_ / "state").c_str(), 1);
-    NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle));
+    prepareProcess();
+    headless::reset();
+    for (const char* const name : {"group.com.kestrelworks.Tasklane", "state"})
+      std::filesystem::remove_all(folder_ / name);
+    TLXPlistPresenter::ensureContainerExists();
+    std::filesystem::create_directories(TLXExternalAction::sharedAttachmentPath());
+    for (const auto& presenter : {TLXExternalAction::presenter(), TLXContainers::presenter()})
+      presenter->refreshPlist();
+    waitForLoads();
   }
 
   /// Publishes projects and contexts by title; an identifier is "p" or "c" and the position.
@@ -103,8 +99,29 @@ class ShareSheetTesting {
   std::shared_ptr<NSExtensionContext> context;
 
  private:
-  const ScratchFolder scratch_;
-  const std::filesystem::path& folder_ = scratch_.path();
+  static const std::filesystem::path& processFolder() {
+    static const ScratchFolder scratch;
+    return scratch.path();
+  }
+
+  void prepareProcess() const {
+    const auto bundle = folder_ / "Tasklane.app";
+    if (!std::filesystem::create_directories(bundle)) return;
+    (void)NSFileManager::defaultManager().writeToFile(
+        bundle / "Info.plist", "{CFBundleIdentifier = \"com.kestrelworks.Tasklane\";}");
+    std::filesystem::create_directories(bundle / "Resources");
+    for (const char* part : {"palettes", "Share.appex/Resources/en.lproj"}) {
+      const std::filesystem::path resource = std::filesystem::path(TASKLANE_RESOURCES) / part;
+      std::filesystem::create_directory_symlink(resource,
+                                                bundle / "Resources" / resource.filename());
+    }
+    setenv("TASKLANE_GROUP_CONTAINERS", folder_.c_str(), 1);
+    setenv("TASKLANE_NOTIFY_FOLDER", (folder_ / "notify").c_str(), 1);
+    setenv("XDG_STATE_HOME", (folder_ / "state").c_str(), 1);
+    NSBundle::setMainBundle(NSBundle::bundleWithPath(bundle));
+  }
+
+  const std::filesystem::path& folder_ = processFolder();
 };
 
 }  // namespace tasklane

@@ -243,8 +243,9 @@ TEST_F(UnsavedTest, ASheetThatIsHeldUpByALockSaysSo) {
     EXPECT_FALSE(sheet->lockIsAwaited());
     told = notice(*sheet);
   });
-  sheet->projectConfigItem()->tapHandler()();
+  TLXContainers::presenter()->refreshPlist();
   CoordinationLock::setWaitingHook({});
+  unsetenv("TASKLANE_LOCK_LIMIT");
   EXPECT_THAT(told, HasSubstr("Waiting for another program"));
   EXPECT_TRUE(NSRunLoop::mainRunLoop().runUntil([&] { return notice(*sheet).empty(); },
                                                 std::chrono::seconds(20)));
