@@ -3,6 +3,7 @@ container change, and what is flushed. Then the power is cut at each call, and t
 promises: contents and names that were flushed; of all others any part, in any order, the last write torn. Whatever it
 holds, the queue must be whole, with all that had been confirmed by then, each entry with its whole photos."""
 import collections
+import contextlib
 import itertools
 import os
 import pathlib
@@ -49,6 +50,7 @@ class Recording:
         self.numbers = {}  # inode -> number, of the files that there are
         self.unused = itertools.count(1)
         self.names, self.contents = {}, {}
+        self.processes = set()  # those that may have files without a name
 
     def run(self, *arguments):
         outcome = faults.run([PROGRAM, *map(str, arguments)], {
@@ -58,7 +60,8 @@ class Recording:
         self.steps.append(Confirmation())
 
     def before_call(self, request):
-        self.look(request.pid)
+        self.processes.add(request.pid)
+        self.look()
         if request.call.name.removeprefix("started ") in FLUSHES:
             place = f"/proc/{request.pid}/fd/{request.arguments[0]}"
             path = os.readlink(place)
@@ -70,20 +73,19 @@ class Recording:
     def relative(self, path):
         return os.path.relpath(path, self.top)
 
-    def look(self, pid=None):
+    def look(self):
         """Records how names and contents differ from the last look."""
-        names, files = {}, {}  # inode -> where its contents can be read
+        names, files = {}, self.unnamed()  # inode -> contents
         for folder, folders, leaves in os.walk(self.top):
             for name in folders:
                 names[self.relative(os.path.join(folder, name))] = FOLDER
             for name in leaves:
                 path = os.path.join(folder, name)
                 names[self.relative(path)] = os.stat(path).st_ino
-                files[os.stat(path).st_ino] = path
-        files |= self.unnamed(pid) if pid else {}
+                files[names[self.relative(path)]] = pathlib.Path(path).read_bytes()
         self.numbers = {inode: self.numbers.get(inode) or next(self.unused) for inode in files}
-        for inode, path in files.items():
-            number, new = self.numbers[inode], pathlib.Path(path).read_bytes()
+        for inode, new in files.items():
+            number = self.numbers[inode]
             old = self.contents.get(number, b"")
             if new != old:
                 self.steps.append(Write(number, *changed_part(old, new), len(new)))
@@ -95,11 +97,21 @@ class Recording:
             self.steps.append(Names(changes))
         self.names = names
 
-    def unnamed(self, pid):
-        folder = f"/proc/{pid}/fd"
-        paths = [os.path.join(folder, name) for name in os.listdir(folder)]
-        return {os.stat(path).st_ino: path for path in paths
-                if os.path.isfile(path) and os.readlink(path).startswith(self.top)}
+    def unnamed(self):
+        found = {}
+        for process in list(self.processes):
+            try:
+                descriptors = os.listdir(f"/proc/{process}/fd")
+            except FileNotFoundError:  # it has ended
+                self.processes.discard(process)
+                continue
+            for descriptor in descriptors:
+                path = f"/proc/{process}/fd/{descriptor}"
+                with contextlib.suppress(FileNotFoundError):  # closed meanwhile
+                    if os.readlink(path).startswith(self.top) and os.path.isfile(path):
+                        with open(path, "rb") as file:
+                            found[os.fstat(file.fileno()).st_ino] = file.read()
+        return found
 
     def item(self):
         return plistlib.loads(self.file(ITEMS))["items"][0]["uuid"]
