@@ -15,7 +15,7 @@ import threading
 import time
 import unittest
 
-from desktop import Desktop, wait_for
+from desktop import wait_for
 from program import PROGRAM, SAMPLES, ProgramTest
 
 KILLS = int(os.environ.get("TASKLANE_KILLS", "40"))
@@ -168,28 +168,6 @@ class Arrival(DeliveryTest):
         self.assert_once([there])
         self.run_program("undo", before, code=65)
         self.assertIn("not connected any more", self.error)
-
-
-class Sheet(DeliveryTest):
-    def test_of_its_saves(self):
-        with Desktop() as desktop:
-            names = ("HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "TASKLANE_GROUP_CONTAINERS", "TASKLANE_NOTIFY_FOLDER")
-            desktop.environment |= {name: self.environment[name] for name in names}
-            desktop.environment |= {"TASKLANE_DELIVERY": "1", "TASKLANE_STANDBY": "1"}
-            self.connect()
-            for title in ("first", "second"):
-                sheet = desktop.share("--title", title)
-                desktop.keys("ctrl+Return")
-                self.assertEqual(sheet.wait(60), 0)
-                wait_for("its line", lambda: any(f" {title} uuid:" in line for line in self.lines()), 60)
-
-
-    def test_waits_from_the_agents_start_on(self):
-        with Desktop() as desktop:
-            self.environment |= {name: desktop.environment[name] for name in ("DISPLAY", "XDG_RUNTIME_DIR")}
-            self.environment["TASKLANE_STANDBY"] = "1"
-            self.agent()
-            wait_for("the sheet's process", (pathlib.Path(desktop.environment["XDG_RUNTIME_DIR"]) / "tasklane-sheet").exists)
 
 
 class TakenBack(DeliveryTest):
