@@ -77,6 +77,45 @@ class DeliveryCase(injection.Case):
         assert {receipt["uuid"] for receipt in receipts} == {"OLD", "NEW", "MARKED"}, receipts
 
 
+class FolderCase(DeliveryCase):
+    """The same into a folder of tasks, where a program has named the file of the task to be completed otherwise."""
+
+    def prepare(self):
+        super().prepare()
+        self.root = self.folder / "tasks"
+        self.root.mkdir()
+        self.run_another("connect", "folder", str(self.root))
+        for name, uid in ("theirs", "THEIRS"), ("another name", "MARKED"):
+            (self.root / f"{name}.ics").write_bytes(self.task(uid))
+
+    @staticmethod
+    def task(uid):
+        return (f"BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:x\r\nBEGIN:VTODO\r\nUID:{uid}\r\nSUMMARY:{uid}\r\n"
+                "END:VTODO\r\nEND:VCALENDAR\r\n").encode()
+
+    def check(self, outcome):
+        said = f"exit {outcome.code}, said: {outcome.error.strip()[-300:]!r}"
+        assert (self.root / "theirs.ics").read_bytes() == self.task("THEIRS"), "what is theirs was changed"
+        queue = [entry["info"]["uuid"] for entry in injection.entries(self.folder)]
+        for uuid in ("OLD", "NEW"):
+            file = self.root / f"{uuid}.ics"
+            assert file.exists() or uuid in queue, f"{uuid} is lost; {said}"
+            assert not file.exists() or b"END:VCALENDAR" in file.read_bytes(), f"{uuid} is not whole; {said}"
+        marked = (self.root / "another name.ics").read_bytes()
+        assert b"UID:MARKED" in marked and ("MARKED" in queue or b"STATUS:COMPLETED" in marked), f"the mark is lost; {said}"
+        if not self.fault.ends_process and "Fatal glibc error" not in outcome.error:
+            assert outcome.code in (0, *injection.NOT_DONE), said
+            assert outcome.code != 0 or not queue, f"{queue} are in the queue; {said}"
+
+    def check_files_of(self, uuid):
+        if uuid == "OLD":
+            photo = self.root / ".attachments" / "OLD" / "1.jpg"
+            assert photo.read_bytes().endswith(b"\xff\xd9"), "the photo is not whole"
+
+    def staged(self):
+        return []
+
+
 class Written(injection.FailingCall):
     """Another program writes to the list at the moment of a call."""
 
@@ -119,6 +158,17 @@ class DeliveryFaults(injection.FaultTest):
     def test_another_writer(self):
         self.try_all(lambda operation: [Written(call, way) for call in self.without_fault(operation)
                                         for way in ("append", "replace")])
+
+
+class FolderFaults(injection.FaultTest):
+    operations = [injection.Operation("deliver", ["deliver"], injection.QUEUE, None, 60)]
+    case = FolderCase
+
+    def test_a_call_that_fails(self):
+        self.try_all(self.failing_calls)
+
+    def test_being_killed(self):
+        self.try_all(self.kills)
 
 
 if __name__ == "__main__":

@@ -34,7 +34,7 @@ constexpr milliseconds kFirstPause{1000};
 constexpr milliseconds kLongestPause = std::chrono::minutes(10);
 /// Programs that write a list often write it several times in a row.
 constexpr milliseconds kListSettles{20};
-constexpr milliseconds kOthersDeliver{50};
+constexpr milliseconds kOthersDeliver{50}, kOthersDeliverLong{1000};
 /// A sheet's process that waits, started, leaves after an hour.
 constexpr milliseconds kUntilNextStandby = std::chrono::hours(1) + std::chrono::minutes(1);
 /// Longer than what was delivered has to be looked after.
@@ -159,15 +159,19 @@ class Agent {
     if (summary) waiting_ = summary.value().waiting;
     const bool isBusy = !summary && summary.error().kind == NSError::Kind::Busy;
     if (isBusy) {
-      again_ = NSRunLoop::mainRunLoop().addTimer(kOthersDeliver, [this] { deliver(); });
-    } else if (!summary || waiting_ > 0) {
+      again_ = NSRunLoop::mainRunLoop().addTimer(othersPause_, [this] { deliver(); });
+      othersPause_ = std::min(othersPause_ * 2, kOthersDeliverLong);
+      return;
+    }
+    othersPause_ = kOthersDeliver;
+    if (!summary || waiting_ > 0) {
       again_ = NSRunLoop::mainRunLoop().addTimer(pause_, [this] { deliver(); });
       pause_ = std::min(pause_ * 2, kLongestPause);
     } else {
       again_ = nullptr;
       pause_ = kFirstPause;
     }
-    if (!summary && !isBusy) NSLog("tasklane: not delivered: " + summary.error().description);
+    if (!summary) NSLog("tasklane: not delivered: " + summary.error().description);
     publish();
   }
 
@@ -211,7 +215,7 @@ class Agent {
   FolderLookout settings_;
   DayWatch day_;
   std::size_t waiting_ = 0;
-  milliseconds pause_ = kFirstPause;
+  milliseconds pause_ = kFirstPause, othersPause_ = kOthersDeliver;
   std::string publishingProblem_;
   int watched_ = -1;
   std::shared_ptr<NSRunLoop::Source> soon_, again_, settled_, listSource_, look_, leave_, standby_;

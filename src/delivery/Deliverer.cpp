@@ -54,8 +54,8 @@ Result<PropertyList::Array> queuedEntries() {
 /// The entries of one delivery, and what becomes of them.
 class Deliverer::Batch {
  public:
-  explicit Batch(std::string destination)
-      : destination_(std::move(destination)), deliveredBefore_(receipts().newTasks()) {}
+  Batch(std::string destination, const std::unordered_set<std::string>& deliveredBefore)
+      : destination_(std::move(destination)), deliveredBefore_(deliveredBefore) {}
 
   std::vector<DeliveryAction> actions;  // to be carried out
   std::size_t delivered = 0;
@@ -159,7 +159,9 @@ Result<Deliverer::Summary> Deliverer::deliver(const Progress& progress) {
   const auto entries = queuedEntries();
   if (!entries) return entries.error();
 
-  Batch batch(destination_->description());
+  const auto deliveredBefore = receipts().newTasks();
+  if (!deliveredBefore) return deliveredBefore.error();
+  Batch batch(destination_->description(), *deliveredBefore.value());
   for (const auto& entry : entries.value()) batch.addEntry(entry);
   if (destination_->canBeWrittenBack())
     batch.addLookedAfter(receipts().newTasksOfLast(kLookedAfter, destination_->description()));

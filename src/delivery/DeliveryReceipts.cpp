@@ -120,10 +120,11 @@ std::optional<DeliveryReceipts::Receipt> receiptOf(const std::string& text) {
 
 }  // namespace
 
-const std::unordered_set<std::string>& DeliveryReceipts::newTasks() {
+Result<const std::unordered_set<std::string>*> DeliveryReceipts::newTasks() {
+  if (!NSFileManager::defaultManager().fileExistsAtPath(path_)) return &newTasks_;
   std::ifstream file(path_, std::ios::binary);
   file.seekg(0, std::ios::end);
-  if (!file) return newTasks_;
+  if (!file) return NSError::fromErrno(errno, "cannot read " + path_);
   const auto size = static_cast<std::size_t>(file.tellg());
   if (size < known_) {
     known_ = 0;
@@ -137,7 +138,8 @@ const std::unordered_set<std::string>& DeliveryReceipts::newTasks() {
     if (line.compare(end, 14, R"(","type":"new")") != 0) continue;
     newTasks_.insert(line.substr(kStart.size(), end - kStart.size()));
   }
-  return newTasks_;
+  if (file.bad()) return NSError::fromErrno(errno, "cannot read " + path_);
+  return &newTasks_;
 }
 
 Result<std::vector<DeliveryReceipts::Receipt>> DeliveryReceipts::receipts(

@@ -33,8 +33,9 @@ class DeliveryReceipts {
 
   explicit DeliveryReceipts(std::string path) : path_(std::move(path)) {}
 
-  /// The uuids of new tasks that were delivered before, read on from where it was read last.
-  const std::unordered_set<std::string>& newTasks();
+  /// The uuids of new tasks that were delivered before, read on from where it was read last. They
+  /// are this object's.
+  Result<const std::unordered_set<std::string>*> newTasks();
   /// All of them, or the newest so many.
   Result<std::vector<Receipt>> receipts(std::optional<std::size_t> newest = {}) const;
   /// New tasks that were delivered to a destination within the last seconds and not taken back

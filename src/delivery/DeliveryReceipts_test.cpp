@@ -49,7 +49,7 @@ TEST_F(DeliveryReceiptsTest, KeepEveryText) {
   EXPECT_EQ(read[0].action.notes, "n");
   EXPECT_EQ(read[0].action.project->title, "\"");
   EXPECT_EQ(read[0].action.attachments, full.action.attachments);
-  EXPECT_EQ(receipts_.newTasks(), (std::unordered_set<std::string>{"U-1", "U-2"}));
+  EXPECT_EQ(*receipts_.newTasks().value(), (std::unordered_set<std::string>{"U-1", "U-2"}));
 }
 
 TEST_F(DeliveryReceiptsTest, NameWhatIsToBeLookedAfter) {

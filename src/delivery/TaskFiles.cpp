@@ -19,7 +19,8 @@ std::string dataFolderOfUser() {
 Result<void> storeFileOnce(const std::string& path, std::string_view bytes) {
   auto& manager = NSFileManager::defaultManager();
   const auto there = manager.contentsAtPath(path);
-  if (there) return {};
+  // It may be there by a process that was killed before it had flushed its name.
+  if (there) return flushFolder(parentOfPath(path));
   if (there.error().kind != NSError::Kind::FileNotFound) return there.error();
   return manager.writeToFileAtomically(path, bytes);
 }

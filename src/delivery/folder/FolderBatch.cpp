@@ -86,8 +86,12 @@ std::optional<DeliveryOutcome> FolderBatch::begin(std::size_t index, const Deliv
     return DeliveryOutcome{Kind::Refused,
                            "its identifier \"" + action.uuid + "\" cannot be the name of a file"};
   const std::string name = fileName(action.uuid);
-  if (const auto there = TaskFolder::find(lists_, name))
-    return DeliveryOutcome{Kind::Delivered, *there, true};
+  const auto there = TaskFolder::find(lists_, name);
+  if (!there) return DeliveryOutcome{Kind::Later, there.error().description};
+  if (const auto& path = there.value()) {
+    namedIn_[parentOfPath(*path)].push_back(index);
+    return DeliveryOutcome{Kind::Delivered, *path, true};
+  }
   if (!action.attachments.empty()) {
     auto stored = makeFolder(folder_.path() + kAttachments);
     if (stored) stored = copyAttachments(action, attachmentFolder(folder_, action));
@@ -118,7 +122,8 @@ void FolderBatch::finishBegun() {
   }
 }
 
-/// New names are on the disk only then. One that is not is found there by the next attempt.
+/// Names are on the disk only then, also those that were given by a process that was killed before
+/// it had come here.
 void FolderBatch::flushLists() {
   for (const auto& [list, named] : namedIn_) {
     const auto flushed = flushFolder(list);
@@ -130,11 +135,14 @@ void FolderBatch::flushLists() {
 
 DeliveryOutcome FolderBatch::change(const DeliveryAction& action) {
   if (isPlainIdentifier(action.uuid)) {
-    if (const auto path = TaskFolder::find(lists_, fileName(action.uuid)))
+    const auto there = TaskFolder::find(lists_, fileName(action.uuid));
+    if (!there) return {Kind::Later, there.error().description};
+    if (const auto& path = there.value())
       if (auto outcome = changeFile(action, *path)) return *outcome;
   }
-  const auto found = pathsByUID().find(action.uuid);
-  if (found != pathsByUID().end())
+  if (const auto read = readPathsByUID(); !read) return {Kind::Later, read.error().description};
+  const auto found = pathsByUID_->find(action.uuid);
+  if (found != pathsByUID_->end())
     if (auto outcome = changeFile(action, found->second)) return *outcome;
   return {Kind::Refused, "the task is not in " + folder_.path() + " any more"};
 }
@@ -175,19 +183,21 @@ Result<void> FolderBatch::storeNext(const CalendarChange::Next& next, const std:
 }
 
 /// Of all tasks, where programs have named files otherwise.
-const std::unordered_map<std::string, std::string>& FolderBatch::pathsByUID() {
-  if (pathsByUID_) return *pathsByUID_;
-  pathsByUID_.emplace();
+Result<void> FolderBatch::readPathsByUID() {
+  if (pathsByUID_) return {};
+  std::unordered_map<std::string, std::string> paths;
   std::string marks;
   for (const auto& list : lists_) {
     const auto reader = [&](const std::string& name, std::string text) {
       const auto tasks = tasksOfCalendar(std::move(text), values_);
       if (!tasks) return;
-      for (const auto& task : tasks.value()) pathsByUID_->emplace(task.uid, list.path + "/" + name);
+      for (const auto& task : tasks.value()) paths.emplace(task.uid, list.path + "/" + name);
     };
-    (void)TaskFolder::readTaskFiles(list, reader, marks);
+    const auto read = TaskFolder::readTaskFiles(list, reader, marks, TaskFolder::Unreadable::Fail);
+    if (!read) return read;
   }
-  return *pathsByUID_;
+  pathsByUID_ = std::move(paths);
+  return {};
 }
 
 }  // namespace tasklane

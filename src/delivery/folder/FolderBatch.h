@@ -55,7 +55,7 @@ class FolderBatch {
   DeliveryOutcome change(const DeliveryAction& action);
   std::optional<DeliveryOutcome> changeFile(const DeliveryAction& action, const std::string& path);
   static Result<void> storeNext(const CalendarChange::Next& next, const std::string& list);
-  const std::unordered_map<std::string, std::string>& pathsByUID();
+  Result<void> readPathsByUID();
 
   const TaskFolder& folder_;
   const std::vector<List>& lists_;

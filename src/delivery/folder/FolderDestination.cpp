@@ -151,7 +151,9 @@ DeliveryOutcome FolderDestination::takeBack(const DeliveryAction& action) {
   if (!values) return {Kind::Later, values.error().description};
   const auto lists = orderedLists();
   if (!lists) return {Kind::Later, lists.error().description};
-  const auto path = TaskFolder::find(lists.value(), FolderBatch::fileName(action.uuid));
+  const auto found = TaskFolder::find(lists.value(), FolderBatch::fileName(action.uuid));
+  if (!found) return {Kind::Later, found.error().description};
+  const auto& path = found.value();
   const DeliveryOutcome gone{Kind::Refused, "it is not in " + folder_.path() + " any more"};
   if (!path) return gone;
   ContendedFile file(*path, ContendedFile::WhenMissing::Wait);

@@ -125,7 +125,8 @@ Result<std::vector<TaskFolder::List>> TaskFolder::lists() const {
   return lists;
 }
 
-Result<void> TaskFolder::readTaskFiles(const List& list, const Reader& reader, std::string& marks) {
+Result<void> TaskFolder::readTaskFiles(const List& list, const Reader& reader, std::string& marks,
+                                       Unreadable unreadable) {
   const auto open = OpenList::open(list.path);
   if (!open) return open.error();
   const int folder = open.value().folder.get();
@@ -136,20 +137,23 @@ Result<void> TaskFolder::readTaskFiles(const List& list, const Reader& reader, s
     if (contents) {
       reader(name, std::move(contents).value());
     } else if (contents.error().kind != NSError::Kind::FileNotFound) {
+      if (unreadable == Unreadable::Fail) return contents.error();
       NSLog("tasklane: passed over in " + list.path + ": " + contents.error().description);
     }
   }
   return {};
 }
 
-std::optional<std::string> TaskFolder::find(const std::vector<List>& lists,
-                                            const std::string& name) {
+Result<std::optional<std::string>> TaskFolder::find(const std::vector<List>& lists,
+                                                    const std::string& name) {
   for (const auto& list : lists) {
     std::string path = list.path + "/" + name;
     struct stat status {};
-    if (::lstat(path.c_str(), &status) == 0) return path;
+    if (::lstat(path.c_str(), &status) == 0) return std::optional(std::move(path));
+    if (errno != ENOENT && errno != ENOTDIR)
+      return NSError::fromErrno(errno, "cannot look at " + path);
   }
-  return std::nullopt;
+  return std::optional<std::string>();
 }
 
 /// Of the files too: one that is written in place leaves its folder as it is.

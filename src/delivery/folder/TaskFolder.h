@@ -34,10 +34,14 @@ class TaskFolder {
   /// is gone meanwhile is passed over, and what cannot be read, which the console is told. Adds to
   /// the marks what tells that which was read from what lies there later.
   using Reader = std::function<void(const std::string& name, std::string contents)>;
-  static Result<void> readTaskFiles(const List& list, const Reader& reader, std::string& marks);
+  /// A file that cannot be read is passed over, and the console told, or is an error.
+  enum class Unreadable { PassOver, Fail };
+  static Result<void> readTaskFiles(const List& list, const Reader& reader, std::string& marks,
+                                    Unreadable unreadable = Unreadable::PassOver);
 
-  /// The path of the file of a name in the first list that has one.
-  static std::optional<std::string> find(const std::vector<List>& lists, const std::string& name);
+  /// The path of the file of a name in the first list that has one; none where surely none has.
+  static Result<std::optional<std::string>> find(const std::vector<List>& lists,
+                                                 const std::string& name);
 
   /// Changes whenever a list or a file has come, gone, or been written.
   Result<std::string> stamp() const;
