@@ -39,7 +39,9 @@ class Waiting(DeliveryTest):
             uuids.append(self.post("there"))
             self.arrive(uuids)
             wait_for("an empty queue", lambda: not self.actions())
-            subprocess.run(["umount", self.list.parent], check=True)
+            # The agent may still be reading the list that it has just written.
+            unmount = ["umount", self.list.parent]
+            wait_for("the unmounting", lambda: subprocess.run(unmount, capture_output=True).returncode == 0)
             uuids.append(self.post("while it is away"))
             wait_for("the reason", lambda: "is not there" in self.run_json("status", "--json")["problem"])
             subprocess.run(bind, check=True)
