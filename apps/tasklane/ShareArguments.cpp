@@ -4,6 +4,7 @@
 #include <map>
 
 #include "Command.h"
+#include "SharedWords.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/extension/UTType.h"
 #include "foundation/files/NSURL.h"
@@ -37,6 +38,8 @@ std::optional<std::string> textOf(const CLI::Option& option) {
 }  // namespace
 
 ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
+  command.add_option("WHAT", words_,
+                     "Files, web addresses, or one address such as tasklane:add?title=...");
   title_ = addOrdered("--title", "The title of what is shared");
   text_ = addOrdered("--text", "Its text");
   url_ = addOrdered("--url", "A web address; may be repeated");
@@ -48,6 +51,8 @@ ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
   item_ = command.add_flag("--item")->description("Begins the next input item");
   command.add_option("--request", requestFile_, "A JSON request instead, from a file or - (stdin)");
   command.add_flag("--post", post_, "Save without showing the sheet");
+  command.add_flag("--detach", detach_,
+                   "Return as soon as all that is shared is in the hands of a process of its own");
   project_ = addText("--project", "With --post: the project, by its title");
   context_ = addText("--context", "With --post: the context, by its title");
   note_ = addText("--note", "With --post: the note, instead of the shared one");
@@ -109,12 +114,34 @@ ShareRequest ShareArguments::requestFromOptions() const {
   return request;
 }
 
+ShareRequest ShareArguments::requestFromWords() const {
+  if (!isTasklaneAddress(words_.front())) {
+    auto request = requestFromOptions();
+    if (const auto added = addSharedWords(words_, request.items.back()); !added)
+      throw Failure{exitCodeForInputError(added.error()),
+                    "This cannot be shared: " + added.error().description + "."};
+    return request;
+  }
+  if (words_.size() > 1) throw usage("A tasklane: address goes alone.");
+  auto request = requestFromTasklaneAddress(words_.front());
+  if (!request)
+    throw Failure{exitCodeForInputError(request.error()),
+                  "This tasklane: address cannot be used: " + request.error().description + "."};
+  return std::move(request).value();
+}
+
 ShareRequest ShareArguments::request() const {
-  if (requestFile_.empty()) return requestFromOptions();
+  const bool isAddress = !words_.empty() && isTasklaneAddress(words_.front());
+  if (isAddress && post_) throw usage("A tasklane: address is never saved without the sheet.");
+  if (requestFile_.empty() && !isAddress)
+    return words_.empty() ? requestFromOptions() : requestFromWords();
   for (const auto* option : {item_, title_, text_, url_, page_, selection_, image_, file_})
     if (option->count() > 0)
-      throw usage(option->get_name() + " does not go together with --request.");
-  return requestFromFile(requestFile_);
+      throw usage(option->get_name() + " does not go together with " +
+                  (isAddress ? "a tasklane: address." : "--request."));
+  if (!words_.empty() && !requestFile_.empty())
+    throw usage(words_.front() + " does not go together with --request.");
+  return isAddress ? requestFromWords() : requestFromFile(requestFile_);
 }
 
 void ShareArguments::run() {
@@ -122,6 +149,8 @@ void ShareArguments::run() {
   for (const CLI::Option* option : {project_, context_, note_})
     if (isGiven(*option) && !post_) throw usage(option->get_name() + " goes only with --post.");
   if (post_ && isGiven(*snapshot_)) throw usage("--snapshot does not go together with --post.");
+  if (detach_ && (post_ || isGiven(*snapshot_)))
+    throw usage("--detach goes neither with --post nor with --snapshot.");
 
   const auto shared = request();
   const auto items = shared.inputItems();
@@ -131,6 +160,7 @@ void ShareArguments::run() {
   requireContainer();
   std::optional<SnapshotOptions> snapshot;
   if (const auto file = textOf(*snapshot_)) snapshot = {*file, textOf(*scale_)};
+  if (detach_) return openSheetDetached(shared);
   if (!post_) openSheet(shared, snapshot);
   for (const auto& sentence : shared.warnings()) NSLog("tasklane: " + oneLine(sentence) + ".");
   postWithoutWindow(items.value(), {textOf(*project_), textOf(*context_), textOf(*note_)});

@@ -25,6 +25,7 @@ class ShareArguments {
   /// May be repeated.
   CLI::Option* addOrdered(const std::string& name, const std::string& description);
   ShareRequest requestFromOptions() const;
+  ShareRequest requestFromWords() const;
   ShareRequest request() const;
 
   CLI::App& command_;
@@ -41,8 +42,10 @@ class ShareArguments {
   CLI::Option* note_;
   CLI::Option* snapshot_;
   CLI::Option* scale_;
+  std::vector<std::string> words_;
   std::string requestFile_;
   bool post_ = false;
+  bool detach_ = false;
 };
 
 }  // namespace tasklane

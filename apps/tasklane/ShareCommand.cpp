@@ -13,9 +13,12 @@
 #include "Command.h"
 #include "common/Standby.h"
 #include "foundation/base/FileDescriptor.h"
+#include "foundation/base/FileSystem.h"
 #include "foundation/extension/NSBundle.h"
+#include "foundation/extension/UTType.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/files/NSURL.h"
+#include "foundation/images/EncodedImage.h"
 
 namespace tasklane {
 
@@ -45,6 +48,37 @@ int fileHolding(const std::string& text) {
   return file;
 }
 
+void requireDisplay() {
+  if (!isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY") && !isSet("QT_QPA_PLATFORM"))
+    throw Failure{ExitCode::Usage,
+                  "There is no display to show the sheet on; add --post to save without a window."};
+}
+
+/// Opens the pictures that are shared as files, for as long as this process and what it becomes
+/// live, and has them read from there: they may be removed or replaced then. One for which there is
+/// no descriptor left is read from its path.
+void holdPictures(ShareRequest& request) {
+  const std::string descriptors = "/proc/" + std::to_string(::getpid()) + "/fd/";
+  for (auto& item : request.items)
+    for (auto& attachment : item.attachments) {
+      auto& kind = attachment.front();
+      if (attachment.size() > 1 || !kind.file || !EncodedImage::imageWithContentsOfFile(*kind.file))
+        continue;
+      const int file = ::open(kind.file->c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+      if (file < 0) return;
+      kind.type = kUTTypeImage;
+      kind.file = descriptors + std::to_string(file);
+    }
+}
+
+/// This process stands for itself: nothing that its starter does reaches it.
+void standAlone() {
+  ::setsid();
+  const FileDescriptor nothing(::open("/dev/null", O_RDWR | O_CLOEXEC));
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    ::dup2(nothing.get(), descriptor);
+}
+
 }  // namespace
 
 void readSheetAhead() {
@@ -72,9 +106,7 @@ ShareRequest requestFromFile(const std::string& file) {
 }
 
 void openSheet(const ShareRequest& request, const std::optional<SnapshotOptions>& snapshot) {
-  if (!snapshot && !isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY") && !isSet("QT_QPA_PLATFORM"))
-    throw Failure{ExitCode::Usage,
-                  "There is no display to show the sheet on; add --post to save without a window."};
+  if (!snapshot) requireDisplay();
   const std::string program = sheetProgram();
   const int document = fileHolding(request.JSON());
   if (::dup2(document, STDIN_FILENO) < 0 || (document != STDIN_FILENO && ::close(document) != 0))
@@ -97,6 +129,34 @@ void openSheet(const ShareRequest& request, const std::optional<SnapshotOptions>
   throw Failure{ExitCode::MissingInput,
                 NSError::fromErrno(errno, "The sheet's program cannot be started").description +
                     " (" + program + "); install it there, or add --post to save without it."};
+}
+
+void openSheetDetached(ShareRequest request) {
+  requireDisplay();
+  int ends[2];
+  if (::pipe2(ends, O_CLOEXEC) != 0)
+    throw Failure{ExitCode::WriteFailed,
+                  NSError::fromErrno(errno, "Nothing was shared").description + "."};
+  const FileDescriptor reader(ends[0]);
+  FileDescriptor writer(ends[1]);
+  const pid_t process = ::fork();
+  if (process < 0)
+    throw Failure{ExitCode::WriteFailed,
+                  NSError::fromErrno(errno, "Nothing was shared").description + "."};
+  if (process == 0) {
+    standAlone();
+    holdPictures(request);
+    (void)writeAll(writer.get(), "!");
+    try {
+      openSheet(request, {});
+    } catch (const Failure& failure) {
+      ::_exit(static_cast<int>(failure.code));
+    }
+  }
+  writer.close();
+  char word = 0;
+  if (uninterrupted([&] { return ::read(reader.get(), &word, 1); }) != 1)
+    throw Failure{ExitCode::SheetGone, "The sheet's process was lost; nothing was shared."};
 }
 
 }  // namespace tasklane

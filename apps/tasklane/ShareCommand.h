@@ -30,6 +30,11 @@ struct SnapshotOptions {
 [[noreturn]] void openSheet(const ShareRequest& request,
                             const std::optional<SnapshotOptions>& snapshot);
 
+/// Has a process of its own, in a session of its own, show the sheet for the request, and returns
+/// once that holds all that is shared: this program may end or be killed, and files that are shared
+/// be removed. What goes wrong from there on nobody is told. Throws where there is no display.
+void openSheetDetached(ShareRequest request);
+
 /// What --post puts into the sheet before it is saved.
 struct PostOptions {
   std::optional<std::string> project;
