@@ -95,14 +95,28 @@ class TaskwarriorTest(DeliveryTest):
         self.environment["TASKDATA"] = str(small)
         self.run_program("connect", "taskwarrior")
         del self.environment["TASKDATA"]
-        uuid = self.post("later")
+        uuids = [self.post(f"later {i}") for i in range(6)]
         (small / "filler").write_bytes(bytes((4 << 20) - 200_000))
         self.run_program("deliver", code=75)
         self.assertIn("no room left", self.error)
         (small / "filler").unlink()
         self.run_program("deliver")
         self.environment["TASKDATA"] = str(small)
-        self.assert_once([uuid])
+        self.assert_once(uuids)
+        self.assertEqual([task["uuid"].upper() for task in self.tasks()], uuids, "not in the order of the saves")
+
+    def test_of_a_task_that_an_import_would_alter(self):
+        uuid = "0F2A7C31-2222-4444-8888-0123456789AB"
+        with open(self.data / "pending.data", "ab") as file:
+            file.write(b'[description:"not \xff text" entry:"1700000000" status:"pending" uuid:"%s"]\n' % uuid.lower().encode())
+        self.run_program("deliver")
+        self.assertTrue(self.item("not \ufffd text"))
+        self.queue(*({"type": type, "info": {"uuid": uuid}} for type in ("flagged", "unflagged")))
+        self.run_program("deliver", code=65)
+        (aside,) = self.run_json("status", "--json")["setAside"]
+        self.assertEqual(aside["action"], "flagged " + uuid)
+        self.assertIn("bytes that are no text", aside["reason"])
+        self.assertIn(b"not \xff text", self.task("rc.gc=off", "export"))
 
     def test_whenever_a_delivery_is_killed(self):
         uuids, killed = [], 0

@@ -56,8 +56,9 @@ FileDescriptor fileHolding(const std::string& text) {
   return file;
 }
 
+/// Without the full stop of a sentence.
 std::string lastLineOf(const std::string& text) {
-  const std::size_t end = text.find_last_not_of(" \r\n") + 1;
+  const std::size_t end = text.find_last_not_of(" .\r\n") + 1;
   const std::size_t start = end == 0 ? 0 : text.find_last_of('\n', end - 1) + 1;
   return text.substr(start, end - start);
 }

@@ -9,7 +9,10 @@
 #include <cstdio>
 #include <ctime>
 #include <map>
+#include <numeric>
+#include <span>
 #include <sstream>
+#include <unordered_set>
 #include <utility>
 
 #include "delivery/TaskFiles.h"
@@ -99,30 +102,36 @@ class TaskwarriorDestination::Batch {
 
   void apply() {
     for (std::size_t i = 0; i < actions_.size(); ++i) outcomes_[i] = applied(actions_[i]);
+    for (auto& change : changes_)
+      change.json = known_.at(change.uuid).dump(-1, ' ', false, Task::error_handler_t::replace);
   }
 
+  /// In bytes, of what is to be imported.
   std::size_t size() const {
-    std::size_t bytes = 0;
-    for (const auto& [uuid, task] : changed_) bytes += task.dump().size();
-    return bytes;
+    return std::accumulate(
+        changes_.begin(), changes_.end(), std::size_t{0},
+        [](std::size_t sum, const auto& change) { return sum + change.json.size(); });
   }
 
   /// One import for all, unless it fails.
   void import(const TaskProgram& program, const FileDescriptor& turn) {
-    std::vector<std::string> uuids;
-    for (const auto& [uuid, task] : changed_) uuids.push_back(uuid);
     int parts = kMostParts;
-    if (!uuids.empty()) importPart(program, turn, uuids.data(), uuids.size(), parts);
+    if (!changes_.empty()) importPart(program, turn, changes_, parts);
     for (std::size_t i = 0; i < actions_.size(); ++i) {
       const auto failure = failures_.find(taskwarrior::uuidOf(actions_[i].uuid).value_or(""));
       if (outcomes_[i].kind != Kind::Delivered || failure == failures_.end()) continue;
       // What fails while others do not will always fail.
-      const bool isItsOwn = failures_.size() < uuids.size() && failure->second.wasAlone;
+      const bool isItsOwn = failures_.size() < changes_.size() && failure->second.wasAlone;
       outcomes_[i] = {isItsOwn ? Kind::Refused : Kind::Later, failure->second.reason};
     }
   }
 
  private:
+  struct Change {
+    std::string uuid;
+    std::string json;
+  };
+
   DeliveryOutcome applied(const DeliveryAction& action) {
     const auto uuid = taskwarrior::uuidOf(action.uuid);
     const bool isNew = action.type == TLXExternalActionType::New;
@@ -137,20 +146,25 @@ class TaskwarriorDestination::Batch {
       const std::string folder = attachmentFolder(*uuid);
       if (const auto stored = store(action, folder); !stored)
         return {Kind::Later, stored.error().description};
-      const auto added = known_.emplace(*uuid, taskwarrior::newTask(action, folder)).first;
-      changed_[*uuid] = added->second;
+      known_.emplace(*uuid, taskwarrior::newTask(action, folder));
+      noteChange(*uuid);
       return {Kind::Delivered, where, false};
     }
     if (found == known_.end()) return {Kind::Refused, "the task is not in Taskwarrior any more"};
-    const auto result = taskwarrior::apply(action, found->second);
+    Task task = found->second;
+    const auto result = taskwarrior::apply(action, task);
     if (!result.refusal.empty()) return {Kind::Refused, result.refusal};
     if (!result.isChanged) return {Kind::Delivered, where, true};
-    Task task = found->second;
     taskwarrior::removeComputed(task);
     if (hasBrokenText_ && task.dump().find("\uFFFD") != std::string::npos)
       return {Kind::Refused, "the task holds bytes that are no text, which an import would alter"};
-    changed_[*uuid] = std::move(task);
+    found->second = std::move(task);
+    noteChange(*uuid);
     return {Kind::Delivered, where, false};
+  }
+
+  void noteChange(const std::string& uuid) {
+    if (changedOnes_.insert(uuid).second) changes_.push_back({uuid, {}});
   }
 
   static Result<void> store(const DeliveryAction& action, const std::string& folder) {
@@ -161,21 +175,21 @@ class TaskwarriorDestination::Batch {
     return copyAttachments(action, folder);
   }
 
-  void importPart(const TaskProgram& program, const FileDescriptor& turn, const std::string* uuids,
-                  std::size_t count, int& parts) {
-    Task list = Task::array();
-    for (std::size_t i = 0; i < count; ++i) list.push_back(changed_[uuids[i]]);
-    const auto done =
-        program.importTasks(list.dump(-1, ' ', false, Task::error_handler_t::replace), turn);
+  void importPart(const TaskProgram& program, const FileDescriptor& turn,
+                  std::span<const Change> changes, int& parts) {
+    std::string list = "[";
+    for (const auto& change : changes) list += (list.size() > 1 ? "," : "") + change.json;
+    const auto done = program.importTasks(list + "]", turn);
     if (done) return;
-    if (count == 1 || parts <= 0) {
-      for (std::size_t i = 0; i < count; ++i)
-        failures_[uuids[i]] = {done.error().description, count == 1};
+    if (changes.size() == 1 || parts <= 0) {
+      for (const auto& change : changes)
+        failures_[change.uuid] = {done.error().description, changes.size() == 1};
       return;
     }
     parts -= 2;
-    importPart(program, turn, uuids, count / 2, parts);
-    importPart(program, turn, uuids + count / 2, count - count / 2, parts);
+    const std::size_t half = changes.size() / 2;
+    importPart(program, turn, changes.first(half), parts);
+    importPart(program, turn, changes.subspan(half), parts);
   }
 
   struct Failure {
@@ -185,7 +199,8 @@ class TaskwarriorDestination::Batch {
   const std::vector<DeliveryAction>& actions_;
   std::vector<DeliveryOutcome> outcomes_;
   std::map<std::string, Task> known_;  // by their uuids in lower case
-  std::map<std::string, Task> changed_;
+  std::vector<Change> changes_;        // in the order of the actions, as Taskwarrior numbers them
+  std::unordered_set<std::string> changedOnes_;
   std::map<std::string, Failure> failures_;
   bool hasBrokenText_ = false;
 };
