@@ -66,6 +66,11 @@ class Deliverer::Batch {
   std::size_t waiting = 0;
   std::string problem;
 
+  void reserve(std::size_t count) {
+    for (auto* list : {&entries_, &gone}) list->reserve(count);
+    actions.reserve(count);
+  }
+
   void addEntry(const PropertyList& entry) {
     auto action = deliveryActionOfEntry(entry);
     if (!action) {
@@ -162,6 +167,7 @@ Result<Deliverer::Summary> Deliverer::deliver(const Progress& progress) {
   const auto deliveredBefore = receipts().newTasks();
   if (!deliveredBefore) return deliveredBefore.error();
   Batch batch(destination_->description(), *deliveredBefore.value());
+  batch.reserve(entries.value().size());
   for (const auto& entry : entries.value()) batch.addEntry(entry);
   if (destination_->canBeWrittenBack())
     batch.addLookedAfter(receipts().newTasksOfLast(kLookedAfter, destination_->description()));

@@ -36,13 +36,14 @@ std::optional<NSDate> moment(const std::optional<std::string>& day, DayEnd end) 
   return NSDate(NSTimeInterval(static_cast<double>(seconds)));
 }
 
-std::shared_ptr<TLXExternalItem> itemOfLine(const TodoTxtContents::Line& entry) {
+std::shared_ptr<TLXExternalItem> itemOfLine(const TodoTxtContents::Line& entry,
+                                            const std::vector<std::string>& projects) {
   const TodoTxtLine& line = entry.line;
   auto item = std::make_shared<TLXExternalItem>();
   item->setUuid(entry.identity);
   item->setTitle(line.title());
   std::string names;
-  for (const auto& project : line.projects())
+  for (const auto& project : projects)
     names += (names.empty() ? "" : ", ") + TodoTxtContents::nameOfWord(project);
   if (!names.empty()) item->setSubtitle(names);
   item->setDueDate(moment(line.value("due"), DayEnd::Last));
@@ -51,7 +52,7 @@ std::shared_ptr<TLXExternalItem> itemOfLine(const TodoTxtContents::Line& entry) 
   item->setFlagged(line.isFlagged());
   item->setRepeats(line.value("rec").has_value());
   item->setCompleted(line.isCompleted());
-  item->setInboxItem(line.projects().empty());
+  item->setInboxItem(projects.empty());
   return item;
 }
 
@@ -126,11 +127,12 @@ ListContents TodoTxtContents::published(const std::string& today) const {
   ItemTree tree;
   for (const auto& entry : lines_) {
     if (entry.identity.empty()) continue;
-    for (auto& project : entry.line.projects()) projects.insert(std::move(project));
+    const auto itsProjects = entry.line.projects();
+    projects.insert(itsProjects.begin(), itsProjects.end());
     for (auto& context : entry.line.contexts()) contexts.insert(std::move(context));
     if (entry.line.value("h") == "1") continue;
     if (entry.line.isCompleted() && entry.line.completionDate() != today) continue;
-    tree.add(itemOfLine(entry), entry.line.value("id").value_or(""),
+    tree.add(itemOfLine(entry, itsProjects), entry.line.value("id").value_or(""),
              entry.line.value("p").value_or(""));
   }
   ListContents contents;

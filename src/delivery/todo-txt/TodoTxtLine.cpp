@@ -116,6 +116,7 @@ bool TodoTxtLine::isKeyAndValue(std::string_view word) {
 
 std::vector<std::string> TodoTxtLine::namesAfter(char sign) const {
   std::vector<std::string> names;
+  if (text_.find(sign) == std::string::npos) return names;
   for (const auto word : words())
     if (isProjectOrContext(word) && word.front() == sign) names.emplace_back(word.substr(1));
   return names;

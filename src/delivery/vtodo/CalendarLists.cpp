@@ -18,17 +18,19 @@ namespace {
 class Publication {
  public:
   void add(ListOfTasks& list) {
-    std::stable_sort(list.tasks.begin(), list.tasks.end(), [](const auto& one, const auto& other) {
-      return std::tie(one.created, one.uid) < std::tie(other.created, other.uid);
+    std::vector<CalendarTask*> sorted;
+    for (auto& task : list.tasks) sorted.push_back(&task);
+    std::stable_sort(sorted.begin(), sorted.end(), [](const auto* one, const auto* other) {
+      return std::tie(one->created, one->uid) < std::tie(other->created, other->uid);
     });
-    for (auto& task : list.tasks) {
-      contexts_.insert(task.categories.begin(), task.categories.end());
-      if (task.isCancelled || !isOfToday(task) || !uids_.insert(task.uid).second) continue;
-      task.item->setSubtitle(list.list.title);
-      task.item->setInboxItem(list.isInbox);
-      for (const auto& child : task.children) parents_.emplace(child, task.uid);
-      if (!task.item->isCompleted()) open_.insert(task.uid);
-      tasks_.push_back(std::move(task));
+    for (auto* const task : sorted) {
+      contexts_.insert(task->categories.begin(), task->categories.end());
+      if (task->isCancelled || !isOfToday(*task) || !uids_.insert(task->uid).second) continue;
+      task->item->setSubtitle(list.list.title);
+      task->item->setInboxItem(list.isInbox);
+      for (const auto& child : task->children) parents_.emplace(child, task->uid);
+      if (!task->item->isCompleted()) open_.insert(task->uid);
+      tasks_.push_back(std::move(*task));
     }
   }
 
