@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -13,13 +12,14 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 #include "common/InheritedConditions.h"
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
+#include "foundation/base/ProgramStart.h"
 
 namespace tasklane::standby {
 
@@ -235,11 +235,7 @@ Result<std::optional<int>> handOver(const std::string& program, int request) {
       word != kTaken)
     return nobody;
   unsigned char code = 0;
-  ssize_t count;
-  do {
-    count = ::recv(socket.get(), &code, 1, 0);
-  } while (count < 0 && errno == EINTR);
-  if (count != 1)
+  if (uninterrupted([&] { return ::recv(socket.get(), &code, 1, 0); }) != 1)
     return NSError{NSError::Kind::Io,
                    "its process has ended without saying how; `tasklane queue` shows what "
                    "it has saved"};
@@ -249,37 +245,15 @@ Result<std::optional<int>> handOver(const std::string& program, int request) {
 void startProcess(const std::string& program, const Environment& environment) {
   const auto path = placePath();
   if (!path || !lockOf(*path)) return;
-  std::vector<char*> variables;
-  for (const auto& variable : environment)
-    if (!isOfTheCaller(variable)) variables.push_back(const_cast<char*>(variable.c_str()));
-  variables.push_back(nullptr);
-  std::string name = "share", option = "--standby";
-  char* const arguments[] = {name.data(), option.data(), nullptr};
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-    posix_spawn_file_actions_addopen(&files, descriptor, "/dev/null", O_RDWR, 0);
-  // What this process was given to hold, a lock or the end of a pipe, is not to be held for longer.
-  posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
-  posix_spawn_file_actions_addchdir_np(&files, "/");
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  // It outlives who has it started, and the terminal that may be behind; no signal that its starter
-  // ignores or holds back is lost on it.
-  sigset_t none, all;
-  ::sigemptyset(&none);
-  ::sigfillset(&all);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setsigdefault(&attributes, &all);
-  posix_spawnattr_setflags(&attributes,
-                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-  pid_t process = -1;
-  const int failure =
-      ::posix_spawn(&process, program.c_str(), &files, &attributes, arguments, variables.data());
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&files);
-  if (failure != 0)
-    NSLog(NSError::fromErrno(failure, "cannot start " + program + " ahead of its next request")
+  Environment variables = environment;
+  std::erase_if(variables, isOfTheCaller);
+  const pid_t process = startProgram({.program = program,
+                                      .arguments = {"share", "--standby"},
+                                      .session = ProgramStart::Session::Own,
+                                      .environment = std::move(variables),
+                                      .folder = "/"});
+  if (process < 0)
+    NSLog(NSError::fromErrno(errno, "cannot start " + program + " ahead of its next request")
               .description);
 }
 

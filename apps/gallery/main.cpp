@@ -1,11 +1,9 @@
 // Draws every view and cell of the product into a folder of pictures, without a display: in every
 // palette, at three scales, from left to right and from right to left. Or shows one of them.
 
-#include <spawn.h>
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -15,12 +13,11 @@
 #include "Screen.h"
 #include "appearance/TasklaneAppearanceClient.h"
 #include "foundation/base/NSLog.h"
+#include "foundation/base/ProgramStart.h"
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/extension/NSBundle.h"
 #include "uikit/base/Backend.h"
 #include "uikit/views/UIWindow.h"
-
-extern char** environ;
 
 namespace tasklane::gallery {
 
@@ -116,12 +113,11 @@ int drawInProcess(const char* language, const char* scale, const char* folder) {
   setenv("TASKLANE_ANIMATIONS", "0", 1);
   setenv("TASKLANE_TEXT_SIZE", "1", 1);
   setenv("QT_LOGGING_RULES", "default.warning=false", 0);  // that nothing is really shown
-  std::array<std::string, 3> arguments{"gallery", "--draw", folder};
-  std::array<char*, 4> pointers{arguments[0].data(), arguments[1].data(), arguments[2].data(),
-                                nullptr};
-  pid_t process = 0;
-  if (posix_spawn(&process, "/proc/self/exe", nullptr, nullptr, pointers.data(), environ) != 0)
-    return EXIT_FAILURE;
+  const pid_t process = startProgram(
+      {.program = "/proc/self/exe",
+       .arguments = {"gallery", "--draw", folder},
+       .descriptors = {ProgramStart::kSame, ProgramStart::kSame, ProgramStart::kSame}});
+  if (process < 0) return EXIT_FAILURE;
   int status = 0;
   waitpid(process, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : EXIT_FAILURE;

@@ -1,7 +1,6 @@
 #include "ShareCommand.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,6 +13,7 @@
 #include "common/Standby.h"
 #include "foundation/base/FileDescriptor.h"
 #include "foundation/base/FileSystem.h"
+#include "foundation/base/ProgramStart.h"
 #include "foundation/extension/NSBundle.h"
 #include "foundation/extension/UTType.h"
 #include "foundation/files/NSFileManager.h"
@@ -31,21 +31,6 @@ std::string sheetProgram() {
 bool isSet(const char* variable) {
   const char* value = std::getenv(variable);
   return value && *value;
-}
-
-/// An open file without a name that holds the text, positioned at its start.
-int fileHolding(const std::string& text) {
-  const int file = ::memfd_create("share-request", 0);
-  std::size_t written = 0;
-  while (file >= 0 && written < text.size()) {
-    const ssize_t count = ::write(file, text.data() + written, text.size() - written);
-    if (count < 0) break;
-    written += static_cast<std::size_t>(count);
-  }
-  if (file < 0 || written < text.size() || ::lseek(file, 0, SEEK_SET) != 0)
-    throw Failure{ExitCode::WriteFailed,
-                  NSError::fromErrno(errno, "The request cannot be handed over").description + "."};
-  return file;
 }
 
 void requireDisplay() {
@@ -108,9 +93,10 @@ ShareRequest requestFromFile(const std::string& file) {
 void openSheet(const ShareRequest& request, const std::optional<SnapshotOptions>& snapshot) {
   if (!snapshot) requireDisplay();
   const std::string program = sheetProgram();
-  const int document = fileHolding(request.JSON());
-  if (::dup2(document, STDIN_FILENO) < 0 || (document != STDIN_FILENO && ::close(document) != 0))
-    throw Failure{ExitCode::WriteFailed, "The request cannot be handed over."};
+  if (const auto document = unnamedFileHolding(request.JSON());
+      !document || ::dup2(document.get(), STDIN_FILENO) < 0)
+    throw Failure{ExitCode::WriteFailed,
+                  NSError::fromErrno(errno, "The request cannot be handed over").description + "."};
   if (!snapshot) {
     const auto code = standby::handOver(program, STDIN_FILENO);
     if (!code)

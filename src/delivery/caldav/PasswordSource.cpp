@@ -2,13 +2,11 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -16,6 +14,7 @@
 
 #include "foundation/base/FileDescriptor.h"
 #include "foundation/base/FileSystem.h"
+#include "foundation/base/ProgramStart.h"
 
 namespace tasklane {
 
@@ -30,29 +29,6 @@ std::string firstLine(const std::string& text) {
   std::string line = text.substr(0, text.find('\n'));
   if (line.ends_with('\r')) line.pop_back();
   return line;
-}
-
-/// Starts the shell in a session of its own, so that all that it starts can be ended; 0 or the
-/// errno value of the failure.
-int startShell(const std::string& command, int output, pid_t& process) {
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  posix_spawn_file_actions_addopen(&files, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&files, output, STDOUT_FILENO);
-  posix_spawn_file_actions_addclosefrom_np(&files, STDERR_FILENO + 1);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t none;
-  ::sigemptyset(&none);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setpgroup(&attributes, 0);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
-  std::array<std::string, 3> words{"sh", "-c", command};
-  char* const arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
-  const int failure = ::posix_spawn(&process, "/bin/sh", &files, &attributes, arguments, environ);
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&files);
-  return failure;
 }
 
 /// What comes through the pipe until its first line is whole or it ends; false when it takes too
@@ -84,8 +60,13 @@ Result<std::string> passwordOfCommand(const std::string& command) {
   if (::pipe2(ends, O_CLOEXEC) != 0) return problem("could not be started");
   const FileDescriptor output(ends[0]);
   FileDescriptor input(ends[1]);
-  pid_t process = 0;
-  if (startShell(command, input.get(), process) != 0) return problem("could not be started");
+  // All that the command starts ends with it when it takes too long.
+  const pid_t process =
+      startProgram({.program = "/bin/sh",
+                    .arguments = {"sh", "-c", command},
+                    .descriptors = {ProgramStart::kNothing, input.get(), ProgramStart::kSame},
+                    .session = ProgramStart::Session::OwnGroup});
+  if (process < 0) return problem("could not be started");
   input.close();
   std::string text;
   const bool isInTime = readLine(output.get(), text);

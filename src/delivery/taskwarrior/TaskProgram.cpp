@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/file.h>
-#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +16,7 @@
 
 #include "delivery/TaskFiles.h"
 #include "foundation/base/FileSystem.h"
+#include "foundation/base/ProgramStart.h"
 #include "foundation/files/NSFileManager.h"
 
 namespace tasklane {
@@ -25,8 +24,6 @@ namespace tasklane {
 namespace {
 
 constexpr int kLongestRun = 120'000;  // milliseconds
-/// The first descriptor behind the standard ones.
-constexpr int kInherited = STDERR_FILENO + 1;
 
 /// Over the person's settings, which may want questions, colours, other names or defaults.
 constexpr const char* kOverrides[] = {"rc.confirmation=off",
@@ -49,42 +46,11 @@ constexpr const char* kOverrides[] = {"rc.confirmation=off",
 
 NSError problem(const std::string& what) { return {NSError::Kind::Io, what}; }
 
-/// A file without a name that holds the text, at its start.
-FileDescriptor fileHolding(const std::string& text) {
-  FileDescriptor file(::memfd_create("task", MFD_CLOEXEC));
-  if (!file || writeAll(file.get(), text) != 0 || ::lseek(file.get(), 0, SEEK_SET) != 0) return {};
-  return file;
-}
-
 /// Without the full stop of a sentence.
 std::string lastLineOf(const std::string& text) {
   const std::size_t end = text.find_last_not_of(" .\r\n") + 1;
   const std::size_t start = end == 0 ? 0 : text.find_last_of('\n', end - 1) + 1;
   return text.substr(start, end - start);
-}
-
-/// The descriptors are its standard ones, in order. It has a process group of its own, so that an
-/// interruption from the terminal does not cut off what it writes.
-int spawn(std::vector<std::string>& words, const int (&standard)[3], int inherited, pid_t& child) {
-  posix_spawn_file_actions_t files;
-  posix_spawn_file_actions_init(&files);
-  for (int i = 0; i < 3; ++i) posix_spawn_file_actions_adddup2(&files, standard[i], i);
-  if (inherited >= 0) posix_spawn_file_actions_adddup2(&files, inherited, kInherited);
-  posix_spawn_file_actions_addclosefrom_np(&files, kInherited + (inherited >= 0 ? 1 : 0));
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t none;
-  ::sigemptyset(&none);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
-  std::vector<char*> arguments;
-  for (auto& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  const int failure =
-      ::posix_spawnp(&child, arguments[0], &files, &attributes, arguments.data(), environ);
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&files);
-  return failure;
 }
 
 /// The status of a process at its end; none when it took too long, and was ended.
@@ -110,15 +76,22 @@ Result<std::string> TaskProgram::run(std::vector<std::string> words, const std::
   all.insert(all.end(), std::begin(kOverrides), std::end(kOverrides));
   all.insert(all.end(), std::make_move_iterator(words.begin()),
              std::make_move_iterator(words.end()));
-  const FileDescriptor in = fileHolding(input), out = fileHolding(""), errors = fileHolding("");
+  const FileDescriptor in = unnamedFileHolding(input), out = unnamedFileHolding(""),
+                       errors = unnamedFileHolding("");
   if (!in || !out || !errors) return NSError::fromErrno(errno, "cannot start the program task");
-  pid_t child = 0;
-  if (const int failure = spawn(all, {in.get(), out.get(), errors.get()}, inherited, child)) {
-    if (failure == ENOENT)
+  std::vector<int> descriptors{in.get(), out.get(), errors.get()};
+  if (inherited >= 0) descriptors.push_back(inherited);
+  // An interruption from the terminal must not cut off what it writes.
+  const pid_t child = startProgram({.program = "task",
+                                    .arguments = std::move(all),
+                                    .descriptors = std::move(descriptors),
+                                    .session = ProgramStart::Session::OwnGroup});
+  if (child < 0) {
+    if (errno == ENOENT)
       return NSError{
           NSError::Kind::Unsupported,
           "the program task is not there: install Taskwarrior, or add its folder to PATH"};
-    return NSError::fromErrno(failure, "cannot start the program task");
+    return NSError::fromErrno(errno, "cannot start the program task");
   }
   const auto status = statusOf(child);
   if (!status) return problem("the program task has not come to an end");

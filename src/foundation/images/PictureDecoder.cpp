@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -11,13 +10,14 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <csignal>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "foundation/base/FileSystem.h"
+#include "foundation/base/ProgramStart.h"
 #include "foundation/images/PictureMessages.h"
 
 namespace tasklane {
@@ -50,30 +50,6 @@ NSError cannotStart(int errnoValue) {
   NSError error = NSError::fromErrno(errnoValue, "the picture decoder cannot be started");
   error.kind = NSError::Kind::Io;
   return error;
-}
-
-/// Starts the program with the socket and nothing else. 0, or an errno value.
-int spawn(const std::string& path, int socket, pid_t& process) {
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  for (const int standard : {STDIN_FILENO, STDOUT_FILENO})
-    posix_spawn_file_actions_addopen(&actions, standard, "/dev/null", O_RDWR, 0);
-  posix_spawn_file_actions_adddup2(&actions, socket, kPictureDecoderSocket);
-  posix_spawn_file_actions_addclosefrom_np(&actions, kPictureDecoderSocket + 1);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t none;
-  ::sigemptyset(&none);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
-  std::string name = path;
-  char* arguments[] = {name.data(), nullptr};
-  char* environment[] = {nullptr};
-  const int failure =
-      posix_spawn(&process, path.c_str(), &actions, &attributes, arguments, environment);
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&actions);
-  return failure;
 }
 
 /// All that comes through the pipe, up to a limit; none when it takes too long.
@@ -175,8 +151,7 @@ void PictureDecoder::end() {
   if (socket_ < 0) return;
   ::close(socket_);
   socket_ = -1;
-  while (::waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
-  }
+  uninterrupted([&] { return ::waitpid(process_, nullptr, 0); });
 }
 
 Result<void> PictureDecoder::start() {
@@ -187,9 +162,14 @@ Result<void> PictureDecoder::start() {
                                           " in the application's folder)"};
   int ends[2];
   if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return cannotStart(errno);
-  const int failure = spawn(path, ends[1], process_);
+  process_ = startProgram({.program = path,
+                           .arguments = {path},
+                           .descriptors = {ProgramStart::kNothing, ProgramStart::kNothing,
+                                           ProgramStart::kSame, ends[1]},
+                           .environment = std::vector<std::string>()});
+  const int failure = errno;
   ::close(ends[1]);
-  if (failure != 0) {
+  if (process_ < 0) {
     ::close(ends[0]);
     return cannotStart(failure);
   }
@@ -222,11 +202,7 @@ Result<void> PictureDecoder::send(const PictureRequest& request,
   const std::lock_guard lock(starting_);
   for (int attempt = 0;; ++attempt) {
     if (auto started = start(); !started.ok()) return started;
-    ssize_t sent = -1;
-    do {
-      sent = ::sendmsg(socket_, &header, MSG_NOSIGNAL);
-    } while (sent < 0 && errno == EINTR);
-    if (sent >= 0) return {};
+    if (uninterrupted([&] { return ::sendmsg(socket_, &header, MSG_NOSIGNAL); }) >= 0) return {};
     const int failure = errno;
     if (attempt > 0 || (failure != EPIPE && failure != ECONNRESET)) return cannotStart(failure);
     // The decoder has ended, which somebody may bring about from outside: once more with a new one.
