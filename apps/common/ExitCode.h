@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/base/NSError.h"
+
 namespace tasklane {
 
 /// How the programs end; see also sysexits.h. One code has one meaning.
@@ -15,5 +17,8 @@ enum class ExitCode {
   WriteFailed = 74,  ///< it is not saved
   Busy = 75          ///< it is not saved, for others held the file; a later attempt may succeed
 };
+
+/// The exit code for an error of reading what the person named.
+ExitCode exitCodeForInputError(const NSError& error);
 
 }  // namespace tasklane

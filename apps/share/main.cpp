@@ -87,19 +87,9 @@ int fail(ExitCode code, const std::string& sentence) {
   return static_cast<int>(code);
 }
 
-ExitCode codeFor(const NSError& error) {
-  switch (error.kind) {
-    case NSError::Kind::FileNotFound:
-    case NSError::Kind::NotPermitted:
-    case NSError::Kind::Io:
-      return ExitCode::MissingInput;
-    default:
-      return ExitCode::BadData;
-  }
-}
-
 int failOnRequest(const NSError& error) {
-  return fail(codeFor(error), "the request cannot be used: " + error.description + ".");
+  return fail(exitCodeForInputError(error),
+              "the request cannot be used: " + error.description + ".");
 }
 
 Result<std::vector<std::shared_ptr<NSExtensionItem>>> inputItems(const Arguments& arguments) {

@@ -22,6 +22,7 @@
 #include "foundation/events/NSNotificationCenter.h"
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/extension/NSBundle.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {
@@ -105,8 +106,8 @@ class Agent {
   static std::size_t queueLength(Fresh fresh) {
     const auto& presenter = TLXExternalAction::presenter();
     if (fresh == Fresh::Yes) presenter->refreshPlist();
-    const auto* actions = presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;
-    return actions && actions->array() ? actions->array()->size() : 0;
+    const auto* entries = arrayAt(presenter->plist().get(), "actions");
+    return entries ? entries->size() : 0;
   }
 
   static std::string configurationStamp() {

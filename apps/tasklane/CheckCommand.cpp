@@ -17,6 +17,7 @@
 #include "common/OutOfMemory.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/AttachmentSweep.h"
 #include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXContainers.h"
@@ -42,10 +43,9 @@ Result<PropertyList::Array> queueInFile(const std::string& path) {
   if (!data) return data.error();
   const auto parsed = NSPropertyListSerialization::propertyListWithData(data.value());
   if (!parsed) return parsed.error();
-  const auto* entries = parsed.value().plist.valueForKey("actions");
-  if (!entries || !entries->array())
-    return NSError{NSError::Kind::Corrupt, "it holds no \"actions\""};
-  return *entries->array();
+  const auto* entries = arrayAt(&parsed.value().plist, "actions");
+  if (!entries) return NSError{NSError::Kind::Corrupt, "it holds no \"actions\""};
+  return *entries;
 }
 
 /// Puts entries that the queue lacks at its end, an action that was done twice twice; whether they
@@ -217,9 +217,8 @@ class Inspection {
       const auto entries = entriesInSharedFile(file);
       if (!entries) continue;  // reported with the file
       for (const auto& entry : entries.value()) {
-        const auto* info = entry.valueForKey("info");
-        const auto* uuid = info ? info->valueForKey("uuid") : nullptr;
-        const std::string action = uuid && uuid->string() ? *uuid->string() : "without identifier";
+        const auto* uuid = stringAt(entry.valueForKey("info"), "uuid");
+        const std::string action = uuid ? *uuid : "without identifier";
         for (const auto& name : attachmentNamesOfEntry(entry)) {
           const std::string path = attachments_ + "/" + name;
           if (!NSFileManager::defaultManager().fileExistsAtPath(path))

@@ -8,22 +8,12 @@
 #include "foundation/base/NSLog.h"
 #include "foundation/base/UTF8.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/TLXExternalItem.h"
 
 namespace tasklane {
 
 using nlohmann::json;
-
-ExitCode exitCodeForInputError(const NSError& error) {
-  switch (error.kind) {
-    case NSError::Kind::FileNotFound:
-    case NSError::Kind::NotPermitted:
-    case NSError::Kind::Io:
-      return ExitCode::MissingInput;
-    default:
-      return ExitCode::BadData;
-  }
-}
 
 void print(std::string_view text) { std::fwrite(text.data(), 1, text.size(), stdout); }
 
@@ -67,24 +57,19 @@ std::string oneLine(std::string_view text) {
   return line;
 }
 
-std::string textAt(const PropertyList* plist, const char* key) {
-  const auto* value = plist ? plist->valueForKey(key) : nullptr;
-  return value && value->string() ? *value->string() : std::string();
-}
-
 json JSONFromItem(const PropertyList& item) {
   json object = JSONFromPlist(item);
   if (!object.is_object()) return object;
   for (const std::string key : {"due", "defer", "completed"}) {
-    const auto* text = item.valueForKey(key);
-    if (!text || !text->string()) continue;
-    const auto date = TLXExternalItem::sharedDateFormatter().dateFromString(*text->string());
+    const auto* text = stringAt(&item, key);
+    if (!text) continue;
+    const auto date = TLXExternalItem::sharedDateFormatter().dateFromString(*text);
     if (date) object[key + "Date"] = JSONFromDate(*date);
   }
-  const auto* children = item.valueForKey("children");
-  if (!children || !children->array()) return object;
+  const auto* children = arrayAt(&item, "children");
+  if (!children) return object;
   json& list = object["children"] = json::array();
-  for (const auto& child : *children->array()) list.push_back(JSONFromItem(child));
+  for (const auto& child : *children) list.push_back(JSONFromItem(child));
   return object;
 }
 

@@ -21,9 +21,6 @@ struct Failure {
   std::string sentence;
 };
 
-/// The exit code for an error of reading what the user named.
-ExitCode exitCodeForInputError(const NSError& error);
-
 /// Writes to standard output. Failures show in finishOutput().
 void print(std::string_view text);
 /// Throws when anything printed did not arrive, with what to tell the person.
@@ -39,9 +36,6 @@ void printJSON(const nlohmann::json& value);
 /// A text of a person on one line, harmless for a terminal: control characters and those that turn
 /// the direction of the text after them are blanks, invalid UTF-8 is U+FFFD.
 std::string oneLine(std::string_view text);
-
-/// The text that a dictionary has for the key; empty where there is no dictionary or no such text.
-std::string textAt(const PropertyList* plist, const char* key);
 
 /// An item's dictionary, or another value, as JSON. Dates of an item, which are texts with an
 /// offset, are told as moments too: "due" by "dueDate", in RFC 3339 and UTC.

@@ -9,6 +9,8 @@
 #include "delivery/DeliveryLock.h"
 #include "foundation/events/Interruption.h"
 #include "foundation/events/NSRunLoop.h"
+#include "foundation/property-lists/PropertyListLookup.h"
+#include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXExternalAction.h"
 #include "shared-store/TLXExternalItem.h"
 
@@ -20,12 +22,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kPauseForOthers{50};
 constexpr std::chrono::seconds kLongestForOthers{10};
-
-PropertyList::Array setAside() {
-  const auto& presenter = Deliverer::setAsidePresenter();
-  const auto* entries = presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;
-  return entries && entries->array() ? *entries->array() : PropertyList::Array{};
-}
 
 /// "new “Buy milk”", "completed 0F2A-…"
 std::string nameOfEntry(const PropertyList& entry) {
@@ -109,7 +105,7 @@ Status currentStatus() {
                 deliverer->preview(),
                 textAt(state, "problem"),
                 textAt(state, "since"),
-                setAside(),
+                entriesOfPresenter(Deliverer::setAsidePresenter()),
                 {},
                 {}};
   // Where the list cannot be looked at, the problem says so.

@@ -12,6 +12,7 @@
 #include "foundation/events/NSNotificationCenter.h"
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalAction.h"
 
@@ -21,9 +22,8 @@ using nlohmann::json;
 
 namespace {
 
-std::string textOf(const PropertyList& entry, const char* key) {
-  const auto* value = entry.valueForKey(key);
-  return value && value->string() ? oneLine(*value->string()) : std::string();
+std::string lineAt(const PropertyList& entry, const char* key) {
+  return oneLine(textAt(&entry, key));
 }
 
 json JSONWithAnswers(const TLXExternalItem& item) {
@@ -72,8 +72,8 @@ void printCatalogue(Catalogue catalogue, OutputFormat format) {
     return printJSON(list);
   }
   for (const auto& entry : entries) {
-    const std::string path = textOf(entry, TLXContainerPath);
-    print(textOf(entry, TLXContainerTitle) + (path.empty() ? "" : "  (" + path + ")") + "\n");
+    const std::string path = lineAt(entry, TLXContainerPath);
+    print(lineAt(entry, TLXContainerTitle) + (path.empty() ? "" : "  (" + path + ")") + "\n");
   }
 }
 

@@ -4,6 +4,8 @@
 
 #include "Command.h"
 #include "common/JSONFromPlist.h"
+#include "foundation/property-lists/PropertyListLookup.h"
+#include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {
@@ -12,13 +14,9 @@ using nlohmann::json;
 
 namespace {
 
-const PropertyList* valueAt(const PropertyList& plist, const char* key) {
-  return plist.valueForKey(key);
-}
-
 /// "new          Buy milk  (Errands, Town, 2 attachments)  UUID"
 std::string lineOfEntry(const PropertyList& entry) {
-  const auto* info = valueAt(entry, "info");
+  const auto* info = entry.valueForKey("info");
   std::string line = oneLine(textAt(&entry, "type"));
   line.resize(std::max<std::size_t>(line.size(), 12), ' ');
   line += oneLine(textAt(info, "title"));
@@ -29,11 +27,9 @@ std::string lineOfEntry(const PropertyList& entry) {
   addDetail(textAt(info, "projectName"));
   addDetail(textAt(info, "contextName"));
   if (!textAt(info, "notes").empty()) addDetail("note");
-  const auto* attachments = info ? info->valueForKey("attachments") : nullptr;
-  if (attachments && attachments->array() && !attachments->array()->empty()) {
-    const auto count = attachments->array()->size();
+  const auto* attachments = arrayAt(info, "attachments");
+  if (const std::size_t count = attachments ? attachments->size() : 0; count > 0)
     addDetail(std::to_string(count) + (count == 1 ? " attachment" : " attachments"));
-  }
   if (!details.empty()) line += "  (" + details + ")";
   return line + "  " + oneLine(textAt(info, "uuid")) + "\n";
 }
@@ -54,7 +50,7 @@ json JSONFromEntries(const PropertyList::Array& entries) {
   json list = json::array();
   for (const auto& entry : entries) {
     const auto valueOrNull = [&](const char* key) {
-      const auto* value = valueAt(entry, key);
+      const auto* value = entry.valueForKey(key);
       return value ? JSONFromItem(*value) : json();
     };
     list.push_back({{"type", valueOrNull("type")}, {"info", valueOrNull("info")}});
@@ -67,8 +63,7 @@ void printQueue(OutputFormat format) {
   const auto& presenter = TLXExternalAction::presenter();
   requireReadable(*presenter);
   // Taken from the file as it is, so that an action of a type unknown here is shown too.
-  const auto* actions = presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;
-  const auto entries = actions && actions->array() ? *actions->array() : PropertyList::Array{};
+  const auto entries = entriesOfPresenter(presenter);
   if (format == OutputFormat::Text) {
     if (entries.empty()) print("The queue is empty.\n");
     for (const auto& entry : entries) print(lineOfEntry(entry));

@@ -9,6 +9,7 @@
 #include "delivery/QueuedActions.h"
 #include "delivery/SharedFileChange.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXExternalAction.h"
 #include "shared-store/TLXExternalItem.h"
@@ -212,21 +213,16 @@ Result<void> Deliverer::finish(const Batch& batch) {
 }
 
 void Deliverer::noteState(const Batch& batch) {
-  const bool isNoted =
-      statePresenter()->plist() && statePresenter()->plist()->valueForKey("problem");
-  if (batch.problem.empty() && !isNoted) return;
-  const auto textAt = [](const PropertyListDictionary& state, const char* key) {
-    const auto* value = state.find(key);
-    return value && value->string() ? *value->string() : std::string();
-  };
+  const auto noted = [](const char* key) { return textAt(statePresenter()->plist().get(), key); };
+  if (batch.problem.empty() && noted("problem").empty()) return;
   (void)changeSharedDictionary(statePresenter(), [&](PropertyListDictionary& state) {
-    if (batch.problem == textAt(state, "problem")) return;
+    if (batch.problem == noted("problem")) return;
     if (batch.problem.empty()) {
       state.erase("problem");
       state.erase("since");
     } else {
       state.set("problem", batch.problem);
-      if (textAt(state, "since").empty()) state.set("since", nowText());
+      if (noted("since").empty()) state.set("since", nowText());
     }
   });
 }

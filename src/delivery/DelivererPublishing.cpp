@@ -2,6 +2,7 @@
 #include "delivery/DeliveryLock.h"
 #include "delivery/SharedFileChange.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/TLXContainers.h"
 #include "shared-store/TLXExternalItem.h"
 
@@ -64,10 +65,9 @@ Result<bool> Deliverer::publish() {
   if (!lock) return lock.error();
   const auto stamp = destination_->stamp();
   if (!stamp) return stamp.error();
-  const auto* published = state->plist() ? state->plist()->valueForKey("publishedStamp") : nullptr;
+  const auto* published = stringAt(state->plist().get(), "publishedStamp");
   const bool isThere = isInContainer("containers.plist") && isInContainer("items.plist");
-  if (isThere && stamp.value() && published && published->string() &&
-      settingsText() + *stamp.value() == *published->string())
+  if (isThere && stamp.value() && published && settingsText() + *stamp.value() == *published)
     return false;
 
   const auto contents = destination_->contents();

@@ -8,6 +8,11 @@ namespace tasklane {
 #include "delivery/DestinationKinds.def"
 #undef KIND
 
+std::string optionNamed(const char* name, const DestinationKind::Options& options) {
+  const auto found = options.find(name);
+  return found == options.end() ? std::string() : found->second;
+}
+
 const std::vector<DestinationKind>& destinationKinds() {
   static const std::vector<DestinationKind> kinds{
 #define KIND(kind) kind(),

@@ -35,6 +35,9 @@ struct DestinationKind {
   Result<std::unique_ptr<Destination>> (*make)(const Options& options) = nullptr;
 };
 
+/// What an option says; empty where it is not given.
+std::string optionNamed(const char* name, const DestinationKind::Options& options);
+
 const std::vector<DestinationKind>& destinationKinds();
 
 /// The destination of a kind by its name; options that the kind does not know are an error.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXExternalAction.h"
 #include "shared-store/TLXExternalItem.h"
@@ -13,23 +14,17 @@ namespace tasklane {
 
 namespace {
 
-std::string textAt(const PropertyList& plist, const char* key) {
-  const auto* value = plist.valueForKey(key);
-  return value && value->string() ? *value->string() : std::string();
-}
-
 std::optional<ListContainer> containerAt(const PropertyList& info, const std::string& key) {
-  const std::string id = textAt(info, key.c_str());
+  const std::string id = textAt(&info, key.c_str());
   if (id.empty()) return std::nullopt;
-  const std::string name = textAt(info, (key + "Name").c_str());
+  const std::string name = textAt(&info, (key + "Name").c_str());
   return ListContainer{id, name.empty() ? id : name, std::nullopt};
 }
 
 }  // namespace
 
 std::string uuidOfEntry(const PropertyList& entry) {
-  const auto* info = entry.valueForKey("info");
-  return info ? textAt(*info, "uuid") : std::string();
+  return textAt(entry.valueForKey("info"), "uuid");
 }
 
 std::optional<DeliveryAction> deliveryActionOfEntry(const PropertyList& entry) {
@@ -43,12 +38,12 @@ std::optional<DeliveryAction> deliveryActionOfEntry(const PropertyList& entry) {
     // A whole record says of itself when it was marked; other actions carry the uuid alone.
     if (info.dictionary()->size() > 1) action.item = std::make_shared<const TLXExternalItem>(info);
     if (const auto marked =
-            TLXExternalItem::sharedDateFormatter().dateFromString(textAt(info, "completed")))
+            TLXExternalItem::sharedDateFormatter().dateFromString(textAt(&info, "completed")))
       action.moment = *marked;
     return action;
   }
-  action.title = textAt(info, "title");
-  action.notes = textAt(info, "notes");
+  action.title = textAt(&info, "title");
+  action.notes = textAt(&info, "notes");
   action.project = containerAt(info, "project");
   action.context = containerAt(info, "context");
   for (const auto& name : attachmentNamesOfEntry(entry)) {

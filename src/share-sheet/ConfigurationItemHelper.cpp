@@ -1,20 +1,11 @@
 #include "share-sheet/ConfigurationItemHelper.h"
 
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "share-sheet/ExtensionStrings.h"
 #include "shared-store/TLXContainers.h"
 #include "uikit/navigation/UINavigationController.h"
 
 namespace tasklane {
-
-namespace {
-
-std::optional<std::string> textOf(const PropertyList& entry, const char* key) {
-  const auto* value = entry.valueForKey(key);
-  if (!value || value->type() != PropertyList::Type::String) return std::nullopt;
-  return std::string(value->stringView());
-}
-
-}  // namespace
 
 std::shared_ptr<SearchableOptionPickerController> ConfigurationItemHelper::pickerController() {
   if (!pickerController_) makePicker();
@@ -71,8 +62,8 @@ void ConfigurationItemHelper::popPicker() {
 
 std::shared_ptr<OptionPickerItem> ConfigurationItemHelper::optionItemWithDictionary(
     const PropertyList& entry) const {
-  auto option = std::make_shared<OptionPickerItem>(textOf(entry, TLXContainerTitle));
-  option->setDetailText(textOf(entry, TLXContainerPath));
+  auto option = std::make_shared<OptionPickerItem>(optionalTextAt(&entry, TLXContainerTitle));
+  option->setDetailText(optionalTextAt(&entry, TLXContainerPath));
   return option;
 }
 

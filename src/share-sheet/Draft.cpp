@@ -16,6 +16,7 @@
 #include "foundation/files/NSFileManager.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "foundation/property-lists/PropertyList.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 
 namespace tasklane {
 
@@ -44,11 +45,6 @@ FileDescriptor lockOf(const std::string& folder) {
   FileDescriptor lock = openFile(folder, O_RDONLY | O_DIRECTORY);
   if (lock && ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return {};
   return lock;
-}
-
-std::optional<std::string> textIn(const PropertyList& plist, const char* key) {
-  const auto* value = plist.valueForKey(key);
-  return value && value->string() ? std::optional(*value->string()) : std::nullopt;
 }
 
 }  // namespace
@@ -108,13 +104,13 @@ Result<void> Draft::read() {
   const auto document = NSPropertyListSerialization::propertyListWithData(data.value());
   if (!document) return document.error();
   const PropertyList& plist = document.value().plist;
-  contents_.title = textIn(plist, "title").value_or("");
-  contents_.note = textIn(plist, "note").value_or("");
-  contents_.project = textIn(plist, "project");
-  contents_.context = textIn(plist, "context");
+  contents_.title = textAt(&plist, "title");
+  contents_.note = textAt(&plist, "note");
+  contents_.project = optionalTextAt(&plist, "project");
+  contents_.context = optionalTextAt(&plist, "context");
   if (const auto* date = plist.valueForKey("date")) date_ = date->doubleValue();
-  if (const auto* names = plist.valueForKey("attachments"); names && names->array())
-    for (const auto& name : *names->array())
+  if (const auto* names = arrayAt(&plist, "attachments"))
+    for (const auto& name : *names)
       // Nothing outside of its folder is a draft's.
       if (name.string() && name.string()->find('/') == std::string::npos)
         contents_.attachments.push_back(*name.string());

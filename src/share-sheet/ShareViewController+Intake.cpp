@@ -3,6 +3,7 @@
 #include "foundation/base/NSLog.h"
 #include "foundation/events/NSOperationQueue.h"
 #include "foundation/extension/UTType.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "foundation/text/NSString+Folding.h"
 #include "share-sheet/ExtensionStrings.h"
 #include "share-sheet/ShareViewController.h"
@@ -20,13 +21,10 @@ std::string imageName(std::size_t number) { return std::to_string(number) + ".jp
 /// The text of a web page's results, or nothing without an address.
 std::string webInfoText(const PropertyList& loaded) {
   const auto* results = loaded.valueForKey(NSExtensionJavaScriptPreprocessingResultsKey);
-  const auto* url = results ? results->valueForKey("url") : nullptr;
-  if (!url || !url->string()) return {};
-  const auto* selection = results->valueForKey("selection");
-  if (selection && selection->string() && !selection->string()->empty()) {
-    return stringWithFormat("%@\n\n%@", {*url->string(), *selection->string()});
-  }
-  return *url->string();
+  const auto* url = stringAt(results, "url");
+  if (!url) return {};
+  const std::string selection = textAt(results, "selection");
+  return selection.empty() ? *url : stringWithFormat("%@\n\n%@", {*url, selection});
 }
 
 }  // namespace

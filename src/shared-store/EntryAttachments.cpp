@@ -2,22 +2,26 @@
 
 #include "foundation/files/NSFileManager.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
-#include "shared-store/TLXPlistPresenter.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 
 namespace tasklane {
 
 std::vector<std::string> attachmentNamesOfEntry(const PropertyList& entry) {
   std::vector<std::string> names;
-  const auto* info = entry.valueForKey("info");
-  const auto* attachments = info ? info->valueForKey("attachments") : nullptr;
-  if (!attachments || !attachments->array()) return names;
-  for (const auto& name : *attachments->array()) {
+  const auto* attachments = arrayAt(entry.valueForKey("info"), "attachments");
+  if (!attachments) return names;
+  for (const auto& name : *attachments) {
     const auto* text = name.string();
     if (text && !text->empty() && *text != "." && *text != ".." &&
         text->find('/') == std::string::npos)
       names.push_back(*text);
   }
   return names;
+}
+
+PropertyList::Array entriesOfPresenter(const std::shared_ptr<TLXPlistPresenter>& presenter) {
+  const auto* entries = arrayAt(presenter ? presenter->plist().get() : nullptr, "actions");
+  return entries ? *entries : PropertyList::Array{};
 }
 
 Result<PropertyList::Array> entriesInSharedFile(const std::string& name) {
@@ -29,10 +33,10 @@ Result<PropertyList::Array> entriesInSharedFile(const std::string& name) {
   if (!data) return data.error();
   const auto contents = NSPropertyListSerialization::propertyListWithData(data.value());
   if (!contents) return contents.error();
-  const auto* entries = contents.value().plist.valueForKey("actions");
-  if (!entries || !entries->array())
+  const auto* entries = arrayAt(&contents.value().plist, "actions");
+  if (!entries)
     return NSError{NSError::Kind::Corrupt, "the file " + url->path() + " cannot be read"};
-  return *entries->array();
+  return *entries;
 }
 
 }  // namespace tasklane

@@ -7,7 +7,9 @@
 #include "foundation/base/NSLog.h"
 #include "foundation/base/NSUUID.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "kestrel/base/KFEnumNameTable.h"
+#include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXExternalItem.h"
 
 namespace tasklane {
@@ -29,30 +31,19 @@ const KFEnumNameTable& typeNames() {
   return table;
 }
 
-const std::string* stringForKey(const PropertyList& plist, const char* key) {
-  const auto* value = plist.valueForKey(key);
-  return value ? value->string() : nullptr;
-}
-
 Type typeOfEntry(const PropertyList& entry) {
-  const auto* name = stringForKey(entry, "type");
+  const auto* name = stringAt(&entry, "type");
   const auto& names = typeNames();
   return static_cast<Type>(
       (name ? names.enumForName(*name) : std::nullopt).value_or(names.defaultEnumValue()));
 }
 
 const std::string* uuidOfEntry(const PropertyList& entry) {
-  const auto* info = entry.valueForKey("info");
-  return info ? stringForKey(*info, "uuid") : nullptr;
+  return stringAt(entry.valueForKey("info"), "uuid");
 }
 
 /// The queued entries in file order.
-PropertyList::Array queuedEntries() {
-  const auto& presenter = TLXExternalAction::presenter();
-  const auto* entries =
-      presenter && presenter->plist() ? presenter->plist()->valueForKey("actions") : nullptr;
-  return entries && entries->array() ? *entries->array() : PropertyList::Array{};
-}
+PropertyList::Array queuedEntries() { return entriesOfPresenter(TLXExternalAction::presenter()); }
 
 /// Whether the file holds something else where the queue should be, which a write would destroy.
 bool holdsNoQueue(const PropertyListObject& plist) {

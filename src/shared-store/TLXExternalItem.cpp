@@ -5,6 +5,7 @@
 
 #include "foundation/base/NSLog.h"
 #include "foundation/dates/NSCalendar.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/TLXExternalAction.h"
 
 namespace tasklane {
@@ -15,13 +16,8 @@ bool TLXExternalItemTodayUsesCustomPerspective = false;
 
 namespace {
 
-std::optional<std::string> stringForKey(const PropertyList& plist, const char* key) {
-  const auto* value = plist.valueForKey(key);
-  return value && value->string() ? std::optional(*value->string()) : std::nullopt;
-}
-
 std::optional<NSDate> dateForKey(const PropertyList& plist, const char* key) {
-  const auto text = stringForKey(plist, key);
+  const auto* text = stringAt(&plist, key);
   return text ? TLXExternalItem::sharedDateFormatter().dateFromString(*text) : std::nullopt;
 }
 
@@ -57,9 +53,9 @@ PropertyList::Array propertyLists(const TLXExternalItem::Items& items) {
 }  // namespace
 
 TLXExternalItem::TLXExternalItem(const PropertyList& initFromPropertyList)
-    : uuid_(stringForKey(initFromPropertyList, "uuid")),
-      title_(stringForKey(initFromPropertyList, "title")),
-      subtitle_(stringForKey(initFromPropertyList, "subtitle")),
+    : uuid_(optionalTextAt(&initFromPropertyList, "uuid")),
+      title_(optionalTextAt(&initFromPropertyList, "title")),
+      subtitle_(optionalTextAt(&initFromPropertyList, "subtitle")),
       dueDate_(dateForKey(initFromPropertyList, "due")),
       deferDate_(dateForKey(initFromPropertyList, "defer")),
       flagged_(boolForKey(initFromPropertyList, "flagged")),
@@ -70,10 +66,10 @@ TLXExternalItem::TLXExternalItem(const PropertyList& initFromPropertyList)
       // Only the key's presence counts: its value is the moment of writing, not of completion.
       completed_(initFromPropertyList.valueForKey("completed") != nullptr),
       inboxItem_(boolForKey(initFromPropertyList, "inbox")) {
-  const auto* children = initFromPropertyList.valueForKey("children");
-  if (!children || !children->array()) return;
+  const auto* children = arrayAt(&initFromPropertyList, "children");
+  if (!children) return;
   children_.emplace();
-  for (const auto& child : *children->array())
+  for (const auto& child : *children)
     if (child.dictionary()) children_->push_back(std::make_shared<TLXExternalItem>(child));
 }
 
@@ -178,8 +174,8 @@ TLXExternalItem::Items& TLXExternalItem::allTodayItems() {
   TLXExternalItemDueSoonInterval = interval ? interval->doubleValue() : 0;
   TLXExternalItemTodayContentCategories = unsignedValue(valueForKey("contentCategories"));
   TLXExternalItemTodayUsesCustomPerspective = perspective && perspective->boolValue();
-  const auto* records = valueForKey("items");
-  list.items = records && records->array() ? itemsFromPlistArray(*records->array()) : Items{};
+  const auto* records = arrayAt(contents.get(), "items");
+  list.items = records ? itemsFromPlistArray(*records) : Items{};
   list.builtFrom = contents;
   list.built = true;
   return list.items;

@@ -11,15 +11,10 @@ namespace {
 
 using Options = DestinationKind::Options;
 
-std::string optionOf(const Options& options, const char* name) {
-  const auto found = options.find(name);
-  return found == options.end() ? std::string() : found->second;
-}
-
 NSError wrong(const std::string& what) { return {NSError::Kind::Unsupported, what}; }
 
 Result<std::optional<std::chrono::seconds>> secondsOf(const Options& options, const char* name) {
-  const std::string text = optionOf(options, name);
+  const std::string text = optionNamed(name, options);
   if (text.empty()) return std::optional<std::chrono::seconds>();
   unsigned seconds = 0;
   const auto read = std::from_chars(text.data(), text.data() + text.size(), seconds);
@@ -53,9 +48,9 @@ Result<void> checkAddress(const std::string& address) {
 
 Result<void> readLogin(const Options& options, CalDAVDestination::Settings& settings) {
   auto& client = settings.account.client;
-  client.user = optionOf(options, "user");
-  const std::string command = optionOf(options, "password-command");
-  const std::string file = optionOf(options, "password-file");
+  client.user = optionNamed("user", options);
+  const std::string command = optionNamed("password-command", options);
+  const std::string file = optionNamed("password-file", options);
   if (client.user.empty() && settings.account.address.find("://") == std::string::npos &&
       settings.account.address.find('@') != std::string::npos)
     client.user = settings.account.address;
@@ -78,11 +73,11 @@ Result<void> readLogin(const Options& options, CalDAVDestination::Settings& sett
 
 Result<std::unique_ptr<Destination>> makeCalDAV(const Options& options) {
   CalDAVDestination::Settings settings;
-  settings.account.address = optionOf(options, "address");
+  settings.account.address = optionNamed("address", options);
   if (const auto checked = checkAddress(settings.account.address); !checked) return checked.error();
   if (const auto read = readLogin(options, settings); !read) return read.error();
-  settings.list = optionOf(options, "list");
-  settings.account.client.authoritiesFile = optionOf(options, "ca-file");
+  settings.list = optionNamed("list", options);
+  settings.account.client.authoritiesFile = optionNamed("ca-file", options);
   const auto pause = secondsOf(options, "every");
   if (!pause) return pause.error();
   settings.pause = pause.value().value_or(settings.pause);

@@ -6,16 +6,12 @@ namespace tasklane {
 namespace {
 
 Result<std::unique_ptr<Destination>> makeFolderOfTasks(const DestinationKind::Options& options) {
-  const auto value = [&](const char* name) {
-    const auto found = options.find(name);
-    return found == options.end() ? std::string() : found->second;
-  };
-  std::string folder = value("folder");
+  std::string folder = optionNamed("folder", options);
   if (!folder.starts_with("/"))
     return NSError{NSError::Kind::Unsupported, "destination.folder must be a whole path"};
   while (folder.size() > 1 && folder.ends_with('/')) folder.pop_back();
   return std::unique_ptr<Destination>(
-      std::make_unique<FolderDestination>(std::move(folder), value("list")));
+      std::make_unique<FolderDestination>(std::move(folder), optionNamed("list", options)));
 }
 
 }  // namespace

@@ -6,16 +6,13 @@ namespace tasklane {
 namespace {
 
 Result<std::unique_ptr<Destination>> makeTaskwarrior(const DestinationKind::Options& options) {
-  const auto path = [&](const char* name) {
-    const auto found = options.find(name);
-    return found == options.end() ? std::string() : found->second;
-  };
   for (const char* name : {"taskrc", "data"})
-    if (!path(name).empty() && !path(name).starts_with("/"))
+    if (const std::string path = optionNamed(name, options);
+        !path.empty() && !path.starts_with("/"))
       return NSError{NSError::Kind::Unsupported,
                      std::string("destination.") + name + " must be a whole path"};
-  return std::unique_ptr<Destination>(
-      std::make_unique<TaskwarriorDestination>(path("taskrc"), path("data")));
+  return std::unique_ptr<Destination>(std::make_unique<TaskwarriorDestination>(
+      optionNamed("taskrc", options), optionNamed("data", options)));
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "foundation/files/NSFileManager.h"
 #include "foundation/files/NSURL.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "foundation/text/PreferredLanguages.h"
 
 namespace tasklane {
@@ -143,9 +144,7 @@ std::shared_ptr<NSBundle> NSBundle::bundleWithIdentifier(const std::string& iden
 }
 
 std::optional<std::string> NSBundle::bundleIdentifier() const {
-  const PropertyList* const identifier = infoDictionary().valueForKey("CFBundleIdentifier");
-  if (!identifier || !identifier->string()) return std::nullopt;
-  return *identifier->string();
+  return optionalTextAt(&infoDictionary(), "CFBundleIdentifier");
 }
 
 const PropertyList& NSBundle::infoDictionary() const {
@@ -181,8 +180,7 @@ std::string NSBundle::localizedStringForKey(const std::string& key, const std::s
                                             const std::string& table) const {
   const std::string file = (table.empty() ? "Localizable" : table) + ".strings";
   for (const std::string& folder : state_->languageFolders(path_ + "/Resources/")) {
-    const PropertyList* const text = state_->table(folder + file).valueForKey(key);
-    if (text && text->string()) return *text->string();
+    if (auto text = optionalTextAt(&state_->table(folder + file), key)) return std::move(*text);
   }
   const std::string application = applicationAround(path_);
   if (!application.empty())

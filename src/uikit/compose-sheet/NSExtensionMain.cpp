@@ -17,6 +17,7 @@
 #include "foundation/extension/NSBundle.h"
 #include "foundation/extension/NSItemProvider.h"
 #include "foundation/files/CoordinationLock.h"
+#include "foundation/property-lists/PropertyListLookup.h"
 #include "uikit/base/Backend.h"
 #include "uikit/base/UIScreen.h"
 #include "uikit/compose-sheet/SLComposeServiceViewController.h"
@@ -31,12 +32,8 @@ constexpr std::chrono::minutes kLongestLoading{1};
 constexpr std::chrono::seconds kLongestCancelling{2};
 
 std::string principalClassName() {
-  const PropertyList* extension =
-      NSBundle::mainBundle()->infoDictionary().valueForKey("NSExtension");
-  const PropertyList* name =
-      extension ? extension->valueForKey("NSExtensionPrincipalClass") : nullptr;
-  const std::string* text = name ? name->string() : nullptr;
-  return text ? *text : "";
+  return textAt(NSBundle::mainBundle()->infoDictionary().valueForKey("NSExtension"),
+                "NSExtensionPrincipalClass");
 }
 
 CGRect frameFor(UIViewController& root) {
