@@ -120,6 +120,17 @@ class Desktop:
         self.activate()
         return program
 
+    def save(self, count=1):
+        """Presses Save in the sheet that comes, until the queue has so many entries; answers the last."""
+        self.window = wait_for("the sheet's window", self.windows)[0]
+        self.activate()
+        def saved():
+            queued = self.queue()
+            if len(queued) < count:
+                self.keys("ctrl+Return")
+            return queued if len(queued) == count and not self.windows() else None
+        return wait_for("the saved item", saved)[-1]["info"]
+
     def activate(self):
         self.output(["xdotool", "windowactivate", "--sync", self.window])
 

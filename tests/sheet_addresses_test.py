@@ -56,17 +56,6 @@ class Refused(ProgramTest):
 
 
 class Sheets(unittest.TestCase):
-    def save(self, desktop, count):
-        """Presses Save in the sheet that has come; answers what it has queued."""
-        desktop.window = wait_for("the sheet's window", desktop.windows)[0]
-        desktop.activate()
-        def saved():
-            queued = desktop.queue()
-            if len(queued) < count:
-                desktop.keys("ctrl+Return")
-            return queued if len(queued) == count and not desktop.windows() else None
-        return wait_for("the saved item", saved)[-1]["info"]
-
     def test_addresses_open_the_sheet(self):
         with Desktop() as desktop:
             for count, (address, title, notes) in enumerate([
@@ -76,7 +65,7 @@ class Sheets(unittest.TestCase):
                     ("tasklane:add?url=http://e.example/%3Fq=1&title=Größe x", "Größe x", "http://e.example/?q=1")], 1):
                 with self.subTest(address):
                     desktop.start([TASKLANE, "share", address])
-                    info = self.save(desktop, count)
+                    info = desktop.save(count)
                     self.assertEqual((info["title"], info.get("notes")), (title, notes))
 
     def test_detached_sheet_needs_neither_starter_nor_files(self):
@@ -95,7 +84,7 @@ class Sheets(unittest.TestCase):
                     os.killpg(starter.pid, signal.SIGKILL)
                 except ProcessLookupError:
                     pass
-                self.assertEqual(len(self.save(desktop, count)["attachments"]), 1)
+                self.assertEqual(len(desktop.save(count)["attachments"]), 1)
 
 
 if __name__ == "__main__":

@@ -18,6 +18,7 @@
 #include "ListCommands.h"
 #include "PaletteCommand.h"
 #include "PublishCommand.h"
+#include "PurposeCommand.h"
 #include "QueueCommands.h"
 #include "ShareArguments.h"
 #include "TakeCommand.h"
@@ -95,7 +96,8 @@ class CommandLine {
         {"check", &CommandLine::addCheck},           {"connect", &CommandLine::addConnect},
         {"deliver", &CommandLine::addDeliver},       {"agent", &CommandLine::addAgent},
         {"status", &CommandLine::addStatus},         {"receipts", &CommandLine::addReceipts},
-        {"retry", &CommandLine::addRetry},           {"undo", &CommandLine::addUndo}};
+        {"retry", &CommandLine::addRetry},           {"undo", &CommandLine::addUndo},
+        {"purpose", &CommandLine::addPurpose}};
     const bool isOne = std::any_of(std::begin(kCommands), std::end(kCommands),
                                    [&](const auto& command) { return command.name == wanted; });
     for (const auto& command : kCommands)
@@ -240,6 +242,14 @@ class CommandLine {
     auto* undoing = add("undo", "Take back the newest saved item, or the one named",
                         [this] { undo(name_.empty() ? std::nullopt : std::optional(name_)); });
     undoing->add_option("UUID", name_, "The item's identifier");
+  }
+
+  void addPurpose() {
+    auto* command = add("purpose", "Share what KDE's share menu hands over; for that menu",
+                        [this] { shareFromPurpose(file_); });
+    command->group("");
+    command->add_option("--server", file_, "The menu's socket")->required();
+    for (const auto* unused : {"--pluginType", "--pluginPath"}) command->add_option(unused);
   }
 
   void addDestination(CLI::App& connecting, const DestinationKind& kind) {
