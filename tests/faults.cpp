@@ -50,11 +50,12 @@ constexpr Call kCalls[] = {
     CALL(utimensat), CALL(statfs), CALL(fstatfs), CALL(getdents64), CALL(getcwd), CALL(read),
     CALL(pread64), CALL(readv), CALL(write), CALL(pwrite64), CALL(writev), CALL(sendfile),
     CALL(copy_file_range), CALL(lseek), CALL(fsync), CALL(fdatasync), CALL(sync_file_range),
-    CALL(ftruncate), CALL(fallocate), CALL(flock), CALL(fcntl), CALL(dup), CALL(dup3), CALL(pipe2),
+    CALL(syncfs), CALL(ftruncate), CALL(fallocate), CALL(flock), CALL(fcntl), CALL(dup), CALL(dup3), CALL(pipe2),
     CALL(mmap), CALL(msync), CALL(memfd_create), CALL(inotify_init1), CALL(inotify_add_watch),
     CALL(eventfd2), CALL(timerfd_create), CALL(timerfd_settime), CALL(signalfd4),
     CALL(epoll_create1), CALL(epoll_ctl), CALL(epoll_pwait), CALL(ppoll), CALL(pselect6),
     CALL(socket), CALL(socketpair), CALL(connect), CALL(bind), CALL(sendmsg), CALL(recvmsg),
+    CALL(sendto), CALL(recvfrom), CALL(pidfd_open),
     CALL(getrandom), CALL(clone), CALL(clone3), CALL(execve), CALL(wait4), CALL(waitid),
     CALL(prlimit64), CALL(flistxattr), CALL(fgetxattr), CALL(fsetxattr),
 };

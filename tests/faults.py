@@ -31,7 +31,7 @@ ERRORS = {name: errors.split() for names, errors in (
     ("fstat fstatfs lseek flistxattr fgetxattr", "EIO ENOMEM"),
     ("read pread64 readv getdents64", "EIO EINTR ENOMEM"),
     ("write pwrite64 writev sendfile copy_file_range ftruncate fallocate", "EIO ENOSPC EINTR ENOMEM"),
-    ("fsync fdatasync sync_file_range msync", "EIO ENOSPC EINTR EROFS"),
+    ("fsync fdatasync syncfs sync_file_range msync", "EIO ENOSPC EINTR EROFS"),
     ("rename renameat renameat2 link linkat symlink symlinkat unlink unlinkat rmdir mkdir mkdirat", _CHANGE),
     ("fchmod chmod fchmodat fchown chown fchownat utimensat fsetxattr", "EIO ENOMEM EACCES EROFS"),
     ("flock", "EINTR ENOMEM"),
@@ -41,6 +41,9 @@ ERRORS = {name: errors.split() for names, errors in (
     ("inotify_add_watch epoll_ctl", "ENOSPC ENOMEM"),
     ("poll ppoll select pselect6", _WAIT),
     ("getrandom epoll_wait epoll_pwait", "EINTR"),
+    ("connect", "ECONNREFUSED ETIMEDOUT EINTR"),
+    ("sendto recvfrom", "ECONNRESET ENOMEM EINTR"),
+    ("pidfd_open", _MAKE),
     ("clone clone3 fork vfork execve", "ENOMEM"),
 ) for name in names.split()}
 
@@ -98,23 +101,26 @@ class Handover:
         self.poll.register(self.listener, select.POLLIN)
         return True
 
-    def serve(self, process, deadline):
-        """Until the process has ended, or the time is up."""
+    def serve(self, process, deadline, are_others_over):
+        """Until the process has ended and those that it has started are over, or the time is up."""
         end = os.pidfd_open(process.pid)
         try:
             self.poll.register(end, select.POLLIN)
-            self.answer_all(process, end, deadline)
+            self.answer_all(process, end, deadline, are_others_over)
         finally:
             os.close(end)
 
-    def answer_all(self, process, end, deadline):
+    def answer_all(self, process, end, deadline, are_others_over):
         while True:
             ready = dict(self.poll.poll(1000 * max(0.0, deadline - time.monotonic())))
             if not ready.get(self.listener, 0) & select.POLLIN:
                 if ready.get(self.listener) and end not in ready:
                     self.poll.unregister(self.listener)  # nobody is left that calls
                     continue
-                return
+                if ready.get(self.listener) or are_others_over() or time.monotonic() > deadline:
+                    return
+                time.sleep(0.001)
+                continue
             request = bytearray(80)
             try:
                 fcntl.ioctl(self.listener, _RECEIVE, request)
@@ -147,9 +153,10 @@ class Handover:
 
 
 def run(command, environment, decide=lambda request: None, input=b"", limit=LIMIT, failing_allocation=None,
-        console=tempfile.TemporaryFile):
-    """Runs a program to its end. With `failing_allocation` no call is handed over; zero only counts, and the count is
-    what `calls` then is. The code of a program that did not end in time is None."""
+        console=tempfile.TemporaryFile, are_others_over=lambda: True):
+    """Runs a program to its end, and where it was killed until those that it has started, which go on, are over. With
+    `failing_allocation` no call is handed over; zero only counts, and the count is what `calls` then is. The code of a
+    program that did not end in time is None."""
     with tempfile.TemporaryFile() as output, console() as error, \
             tempfile.TemporaryFile() as given, tempfile.NamedTemporaryFile() as counted:
         given.write(input)
@@ -168,7 +175,7 @@ def run(command, environment, decide=lambda request: None, input=b"", limit=LIMI
         deadline = time.monotonic() + limit
         try:
             if failing_allocation is None and handover.listen():
-                handover.serve(process, deadline)
+                handover.serve(process, deadline, are_others_over)
             code = process.wait(max(1.0, deadline - time.monotonic()))
         except subprocess.TimeoutExpired:
             code = None

@@ -9,6 +9,7 @@ import os
 import pathlib
 import plistlib
 import random
+import signal
 import tempfile
 import unittest
 
@@ -44,25 +45,41 @@ class Recording:
     """What processes do below a folder. Files are known by numbers of their own, as the system gives those of files
     that are gone to others; folders by their paths."""
 
-    def __init__(self, top):
+    def __init__(self, top, **environment):
         self.top = top
+        self.environment = {**os.environ, "TASKLANE_GROUP_CONTAINERS": top, **environment}
         self.steps = []
         self.numbers = {}  # inode -> number, of the files that there are
         self.unused = itertools.count(1)
         self.names, self.contents = {}, {}
         self.processes = set()  # those that may have files without a name
 
-    def run(self, *arguments):
-        outcome = faults.run([PROGRAM, *map(str, arguments)], {
-            **os.environ, "TASKLANE_GROUP_CONTAINERS": self.top}, decide=self.before_call)
-        assert outcome.code == 0, outcome
+    def run(self, *arguments, kill=None):
+        """To its end, or to where it is killed, which confirms nothing. Answers the calls."""
+        def decide(request):
+            self.before_call(request)
+            if request.call == kill:
+                os.kill(request.pid, signal.SIGKILL)
+        outcome = faults.run([PROGRAM, *map(str, arguments)], self.environment, decide=decide)
+        assert outcome.code == (0 if kill is None else -signal.SIGKILL), outcome
         self.look()
-        self.steps.append(Confirmation())
+        if kill is None:
+            self.steps.append(Confirmation())
+        return list(outcome.calls)
+
+    def settle(self):
+        """What is there by now is on the disk."""
+        self.look()
+        self.steps += [Flush(number, "") for number in self.numbers.values()]
+        folders = ["."] + [path for path, target in self.names.items() if target == FOLDER]
+        self.steps += [Flush(path, "") for path in folders]
 
     def before_call(self, request):
         self.processes.add(request.pid)
         self.look()
-        if request.call.name.removeprefix("started ") in FLUSHES:
+        if request.call.name == "syncfs":
+            self.settle()
+        elif request.call.name.removeprefix("started ") in FLUSHES:
             place = f"/proc/{request.pid}/fd/{request.arguments[0]}"
             path = os.readlink(place)
             self.steps.append(Flush(self.relative(path) if os.path.isdir(place) else self.numbers[os.stat(place).st_ino],

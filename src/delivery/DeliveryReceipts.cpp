@@ -215,7 +215,7 @@ Result<void> DeliveryReceipts::append(const std::vector<Receipt>& receipts) {
     return NSError::fromErrno(reason, "cannot write " + path_);
   }
   if (::fdatasync(file.get()) != 0) return NSError::fromErrno(errno, "cannot flush " + path_);
-  return {};
+  return size > 0 ? Result<void>() : flushFolder(parentOfPath(path_));
 }
 
 }  // namespace tasklane
