@@ -59,7 +59,7 @@ std::optional<int> statusOf(pid_t child) {
   const FileDescriptor process(static_cast<int>(::syscall(SYS_pidfd_open, child, 0)));
   pollfd waiting{process.get(), POLLIN, 0};
   const bool hasEnded =
-      !process || uninterrupted([&] { return ::poll(&waiting, 1, kLongestRun); }) > 0;
+      !process || uninterrupted([&] { return ::poll(&waiting, 1, kLongestRun); }) != 0;
   if (!hasEnded) ::kill(child, SIGKILL);
   int status = 0;
   const pid_t ended = uninterrupted([&] { return ::waitpid(child, &status, 0); });
