@@ -80,6 +80,7 @@ class Menus(AccessibleDesktop):
         cls.defaults = cls.default_programs()
         subprocess.run(["cmake", "--install", BUILD, "--prefix", cls.folder / "usr"], check=True,
                        stdout=subprocess.DEVNULL)
+        subprocess.run(["update-desktop-database", cls.share / "applications"], check=True)
         os.environ["PATH"] = f"{cls.folder}/usr/bin:{os.environ['PATH']}"
         os.environ["XDG_DATA_DIRS"] = f"{cls.share}:/usr/share"  # the bus looks for services there too
         super().setUpClass()
@@ -137,6 +138,14 @@ class Menus(AccessibleDesktop):
         subprocess.run(["gio", "launch", entry, "tasklane:add?title=launched"], env=self.desktop.environment, check=True)
         self.assertEqual(self.saved()["title"], "launched")
         wait_for("the service's end", lambda: "false" in self.bus("NameHasOwner"))
+
+    def test_doctor(self):
+        examined = subprocess.run(["tasklane", "doctor", "--json"], env=self.desktop.environment,
+                                  stdout=subprocess.PIPE, check=True)
+        states = {finding["way"]: finding["state"] for finding in json.loads(examined.stdout)}
+        for way in ("files", "list", "sheet", "addresses", "bus", "purpose", "dolphin", "thunar", "nemo"):
+            self.assertEqual(states[way], "works", way)
+        self.assertEqual(self.desktop.windows(), [])
 
     def test_entries_of_file_managers(self):
         for path, group in [("kio/servicemenus/{}.desktop", "Desktop Action share"),

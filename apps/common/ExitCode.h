@@ -11,7 +11,7 @@ enum class ExitCode {
   Usage = 64,
   BadData = 65,
   MissingInput = 66,
-  Unavailable = 69,  ///< the person's list cannot be reached
+  Unavailable = 69,  ///< the person's list, or a way to share, does not work
   SheetGone = 70,    ///< the sheet's process or its display was lost
   NoContainer = 73,
   WriteFailed = 74,  ///< it is not saved

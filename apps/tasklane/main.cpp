@@ -15,6 +15,8 @@
 #include "CheckCommand.h"
 #include "Command.h"
 #include "DeliveryCommands.h"
+#include "DoctorCommand.h"
+#include "IntegrateCommand.h"
 #include "ListCommands.h"
 #include "PaletteCommand.h"
 #include "PublishCommand.h"
@@ -97,6 +99,7 @@ class CommandLine {
         {"deliver", &CommandLine::addDeliver},       {"agent", &CommandLine::addAgent},
         {"status", &CommandLine::addStatus},         {"receipts", &CommandLine::addReceipts},
         {"retry", &CommandLine::addRetry},           {"undo", &CommandLine::addUndo},
+        {"integrate", &CommandLine::addIntegrate},   {"doctor", &CommandLine::addDoctor},
         {"purpose", &CommandLine::addPurpose}};
     const bool isOne = std::any_of(std::begin(kCommands), std::end(kCommands),
                                    [&](const auto& command) { return command.name == wanted; });
@@ -244,6 +247,25 @@ class CommandLine {
     undoing->add_option("UUID", name_, "The item's identifier");
   }
 
+  void addIntegrate() {
+    auto* command = add("integrate", "Let other programs share, where no package can", [this] {
+      if (remove_) return removeWays(names_);
+      install_ ? installWays(names_) : listWays(names_);
+    });
+    auto* list =
+        command->add_flag("--list")->description("Say how each way stands; also without an option");
+    auto* install = command->add_flag("--install", install_, "Write what is missing");
+    auto* remove = command->add_flag("--remove", remove_, "Remove what --install has written");
+    install->excludes(list)->excludes(remove);
+    remove->excludes(list);
+    command->add_option("WAY", names_, "Only these; by default those that are of use");
+  }
+
+  void addDoctor() {
+    addJSONFlag(add("doctor", "Try every way by which other programs share, and say what to do",
+                    [this] { examine(format()); }));
+  }
+
   void addPurpose() {
     auto* command = add("purpose", "Share what KDE's share menu hands over; for that menu",
                         [this] { shareFromPurpose(file_); });
@@ -294,6 +316,8 @@ class CommandLine {
   bool repair_ = false;
   bool dryRun_ = false;
   bool background_ = false;
+  bool install_ = false, remove_ = false;
+  std::vector<std::string> names_;
   DestinationKind::Options options_;
 };
 
