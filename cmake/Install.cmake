@@ -1,6 +1,7 @@
 # Where everything goes when it is installed. Each install() names the Debian package that it is part of as its COMPONENT:
 #   tasklane-cli      the command line, the picture decoder, the modules of delivery; no Qt
 #   tasklane          the sheet, and what a desktop needs to offer it
+#   webext-tasklane   the browser extension
 # scripts/package makes these packages; debian/control says what they depend on.
 # All places are relative to the prefix: `cmake --install build/release --prefix PREFIX [--component tasklane-cli]`.
 include(GNUInstallDirs)
