@@ -20,22 +20,20 @@ ALL_TASKS = """<?xml version="1.0" encoding="utf-8"?>
 <C:filter><C:comp-filter name="VCALENDAR"><C:comp-filter name="VTODO"/></C:comp-filter></C:filter></C:calendar-query>"""
 
 
-def free_port():
-    with socket.socket() as listener:
-        listener.bind(("127.0.0.1", 0))
-        return listener.getsockname()[1]
-
-
 class Server:
     """A process that serves a folder."""
     home = "/ana/"
     user = password = None
     authority = None
 
-    def __init__(self, folder, port=None):
+    def __init__(self, folder):
         self.folder = folder
         folder.mkdir(parents=True, exist_ok=True)
-        self.port = port or free_port()
+        # Bound for as long as this object lives, the port is given to nobody else; servers that allow its reuse listen.
+        self.reserved = socket.socket()
+        self.reserved.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        self.reserved.bind(("127.0.0.1", 0))
+        self.port = self.reserved.getsockname()[1]
         self.process = None
 
     @property
@@ -51,10 +49,19 @@ class Server:
         return self
 
     def stop(self):
+        """It can be started again, at the same port."""
         if self.process:
             self.process.terminate()
-            self.process.wait()
+            try:
+                self.process.wait(30)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
             self.process = None
+
+    def close(self):
+        self.stop()
+        self.reserved.close()
 
     def answers(self):
         if self.process.poll() is not None:
@@ -99,8 +106,8 @@ class Server:
 
 
 class Radicale(Server):
-    def __init__(self, folder, port=None, user="ana", password="s3cret ü", certificate=None, authority=None):
-        super().__init__(folder, port)
+    def __init__(self, folder, user="ana", password="s3cret ü", certificate=None, authority=None):
+        super().__init__(folder)
         self.user, self.authority, self.certificate = user, authority, certificate
         self.set_password(password)
 

@@ -3,11 +3,9 @@ handed over by the kernel to this process (see faults.cpp), which says what beco
 import collections
 import errno
 import fcntl
-import mmap
 import os
 import pathlib
 import select
-import signal
 import socket
 import stat
 import struct

@@ -2,7 +2,6 @@
 the delivery."""
 import collections
 import contextlib
-import itertools
 import json
 import os
 import pathlib
@@ -10,13 +9,10 @@ import random
 import re
 import shutil
 import subprocess
-import threading
-import time
 import unittest
 
-from delivery_test import KILLS, DeliveryTest
+from delivery import PHOTO, QUIET, DeliveryTest
 from desktop import wait_for
-from program import SAMPLES
 
 
 def vtodo(uid, title, more=""):
@@ -63,9 +59,6 @@ class FolderTest(DeliveryTest):
         for path, text in self.theirs.items():
             self.assertEqual(path.read_bytes().decode("utf-8"), text)
 
-    def items(self):
-        return {item["title"]: item for item in self.run_json("today", "--all", "--json")}
-
 
 class Arrival(FolderTest):
     def test_of_saves_and_of_the_lists_own_items(self):
@@ -75,7 +68,7 @@ class Arrival(FolderTest):
                          [("home", "My home"), ("work", "work")])
         self.assertEqual([c["title"] for c in self.run_json("catalogue", "contexts", "--json")], ["pets"])
         self.assertEqual(list(self.items()), ["Feed the cat"])
-        uuid = self.post("x A; b, c", "--project", "work", "--context", "pets", "--image", SAMPLES / "photo.jpg")
+        uuid = self.post("x A; b, c", "--project", "work", "--context", "pets", *PHOTO)
         self.assertIn("attachments stay in", self.run_program("deliver", "--dry-run"))
         self.run_program("deliver")
         self.assert_once([uuid])
@@ -88,9 +81,9 @@ class Arrival(FolderTest):
         status = self.run_json("status", "--json")
         self.assertEqual(status["last"]["where"], str(self.root / f"work/{uuid}.ics"))
         self.assert_theirs()
-        stamps = [path.stat().st_mtime_ns for path in sorted(self.shared.glob("*.plist"))]
+        stamps = self.stamps()
         self.run_program("deliver")
-        self.assertEqual(stamps, [path.stat().st_mtime_ns for path in sorted(self.shared.glob("*.plist"))])
+        self.assertEqual(stamps, self.stamps())
         self.run_program("complete", "THEIRS")
         self.run_program("flag", "THEIRS")
         self.run_program("complete", uuid)
@@ -140,7 +133,7 @@ class Arrival(FolderTest):
 class TakenBack(FolderTest):
     def test_undo_and_what_is_refused(self):
         self.connect()
-        first, changed = (self.post(name, "--image", SAMPLES / "photo.jpg") for name in ("first", "changed"))
+        first, changed = (self.post(name, *PHOTO) for name in ("first", "changed"))
         self.run_program("deliver")
         path = self.root / f"home/{changed}.ics"
         path.write_bytes(path.read_bytes().replace(b"SUMMARY:changed", b"SUMMARY:edited"))
@@ -165,23 +158,14 @@ class TakenBack(FolderTest):
 class WaitingForAFolder(FolderTest):
     def test_that_is_away(self):
         self.connect()
-        away = self.root.with_name("away")
-        self.root.rename(away)
-        uuid = self.post("later", "--image", SAMPLES / "photo.jpg")
-        self.expect_waiting(uuid)
-        self.assertFalse(self.root.exists())
-        self.agent()
-        away.rename(self.root)
-        self.arrive([uuid])
-        wait_for("an empty queue", lambda: not self.actions())
-        self.assert_once([uuid])
+        self.check_away(self.root, "Not delivered")
 
     def test_that_is_full(self):
         shutil.rmtree(self.root)
         self.theirs = {}
         self.mount(self.root)
         self.connect("--list", "tasks")
-        uuids = [self.post("small"), self.post("photo", "--image", SAMPLES / "photo.jpg")]
+        uuids = [self.post("small"), self.post("photo", *PHOTO)]
         self.fill(self.root)
         self.run_program("deliver", code=75)
         self.assertEqual(len(self.actions()), 2)
@@ -191,35 +175,18 @@ class WaitingForAFolder(FolderTest):
         self.assert_once(uuids)
 
     def test_ten_thousand(self):
-        self.connect()
-        uuids = [f"U-{i}" for i in range(10000)]
-        self.queue(*({"type": "new", "info": {"uuid": uuid, "title": f"Task {uuid}"}} for uuid in uuids))
-        start = time.monotonic()
-        self.run_program("deliver")
-        print(f"10,000 delivered in {time.monotonic() - start:.2f} s", flush=True)
-        self.assert_once(uuids)
+        self.check_ten_thousand()
 
 
 class ExactlyOnce(FolderTest):
     def test_whenever_a_delivery_is_killed(self):
         self.connect()
-        uuids, killed = [], 0
-        chance = random.Random(KILLS)
-        quiet = subprocess.DEVNULL
-        for i in range(KILLS):
-            uuids.append(self.post(f"title {i}", *(["--image", SAMPLES / "photo.jpg"] if i % 8 == 0 else [])))
-            process = self.start("deliver", stdin=quiet, stdout=quiet, stderr=quiet)
-            try:
-                process.wait(chance.uniform(0, 0.06))
-            except subprocess.TimeoutExpired:
-                process.kill()
-                killed += process.wait() != 0
+        uuids = self.kill_deliveries(self.post_some_photos, 0.06)
         self.run_program("deliver")
         self.assert_once(uuids)
         self.assert_theirs()
         self.assertEqual(set(self.texts()), set(uuids))
         self.assertEqual(sorted(path.name for path in (self.root / ".attachments").iterdir()), sorted(uuids[::8]))
-        print(f"{killed} of {KILLS} deliveries killed before their end", flush=True)
 
     def test_completing_a_repeating_task_killed_and_repeated(self):
         self.connect()
@@ -228,11 +195,11 @@ class ExactlyOnce(FolderTest):
         entry = {"type": "completed", "info": {"uuid": "R"}}
         for pause in (0.005, 0.01, 0.015, 0.02, 0.03):
             self.queue(entry)
-            process = self.start("deliver", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            process = self.start("deliver", **QUIET)
             with contextlib.suppress(subprocess.TimeoutExpired):
                 process.wait(pause)
             process.kill()
-            process.communicate()
+            process.wait()
         self.queue(entry)
         self.run_program("deliver")
         texts = self.texts()
@@ -243,17 +210,7 @@ class ExactlyOnce(FolderTest):
         self.assertIn(f"UID:{uid}\r\n", text)
 
     def test_by_many_at_once(self):
-        self.connect()
-        uuids = [self.post(str(i)) for i in range(12)]
-        processes = [self.start("deliver", stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) for _ in range(6)]
-        self.agent()
-        uuids += [self.post(f"more {i}") for i in range(12)]
-        for process in processes:
-            process.communicate(timeout=60)
-        self.arrive(uuids)
-        wait_for("an empty queue", lambda: not self.actions())
-        self.assert_once(uuids)
-        self.assert_theirs()
+        self.check_many_at_once()
 
 
 @unittest.skipUnless(shutil.which("todoman"), "todoman is not installed")
@@ -279,7 +236,7 @@ class BesideTodoman(FolderTest):
         self.connect()
         self.agent()
         title = "x (A) +p @c; two\nlines, “日本語” 🌱 " + "a" * 200
-        ours = self.post(title, "--image", SAMPLES / "photo.jpg")
+        ours = self.post(title, *PHOTO)
         self.arrive([ours])
         todo = self.todos()[title]
         self.assertEqual((todo["list"], todo["completed"], todo["description"]), ("My home", False, "note of " + title))
@@ -301,31 +258,14 @@ class BesideTodoman(FolderTest):
 
     def test_at_the_same_time(self):
         self.connect()
-        self.agent()
-        stop, made = threading.Event(), []
 
-        def write_on():
-            for i in itertools.count():
-                if stop.is_set():
-                    return
-                self.todo("new", "--list", "My home", f"theirs {i}")
-                made.append(f"theirs {i}")
-                todo = random.choice(list(self.todos().values()))
-                if not todo["completed"]:
-                    self.todo("done", str(todo["id"]))
+        def write(title):
+            self.todo("new", "--list", "My home", title)
+            todo = random.choice(list(self.todos().values()))
+            if not todo["completed"]:
+                self.todo("done", str(todo["id"]))
 
-        writer = threading.Thread(target=write_on)
-        writer.start()
-        uuids = []
-        try:
-            while len(uuids) < 20 or len(made) < 8 and writer.is_alive():
-                uuids.append(self.post(f"ours {len(uuids)}"))
-                stop.wait(random.uniform(0, 0.1))
-        finally:
-            stop.set()
-            writer.join()
-        self.arrive(uuids)
-        wait_for("an empty queue", lambda: not self.actions())
+        uuids, made = self.write_beside(write, 20, 8, pause=0.1)
         titles = collections.Counter(re.findall(r"^SUMMARY:(.*)\r$", "\n".join(self.texts().values()), re.M))
         self.assertEqual(titles, collections.Counter(made + [f"ours {i}" for i in range(len(uuids))]))
         self.assertEqual({uuid: self.times()[uuid] for uuid in uuids}, dict.fromkeys(uuids, 1))
@@ -363,7 +303,7 @@ fileext = ".ics"
                                env=self.environment | {"PATH": os.environ["PATH"]}, capture_output=True)
 
         self.connect()
-        uuids = [self.post(f"ours {i}", "--image", SAMPLES / "photo.jpg") for i in range(3)]
+        uuids = [self.post(f"ours {i}", *PHOTO) for i in range(3)]
         self.run_program("deliver")
         sync("discover", "metasync", "sync")
         self.assertEqual(self.times(far), collections.Counter(uuids))

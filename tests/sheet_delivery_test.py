@@ -2,7 +2,7 @@
 import pathlib
 import unittest
 
-from delivery_test import DeliveryTest
+from delivery import DeliveryTest
 from desktop import Desktop, wait_for
 
 

@@ -1,18 +1,15 @@
 """What is saved arrives in the person's own Taskwarrior, once, whoever else uses it and whatever ends the delivery."""
 import collections
-import itertools
 import json
 import pathlib
-import random
 import shutil
 import subprocess
-import threading
 import time
 import unittest
 
-from delivery_test import KILLS, DeliveryTest
+from delivery import PHOTO, DeliveryTest
 from desktop import wait_for
-from program import PROGRAM, SAMPLES
+from program import PROGRAM
 
 
 @unittest.skipUnless(shutil.which("task"), "taskwarrior is not installed")
@@ -37,21 +34,17 @@ class TaskwarriorTest(DeliveryTest):
     def times(self):
         return collections.Counter(task["uuid"].upper() for task in self.tasks() if "theirs" not in task["description"])
 
-    def item(self, title):
-        return next((item for item in self.run_json("today", "--all", "--json") if item["title"] == title), None)
-
     def test_both_directions(self):
         agent = self.agent()
-        uuid = self.post("ours", "--project", "Home.Garden", "--context", "out side", "--image", SAMPLES / "photo.jpg")
+        uuid = self.post("ours", "--project", "Home.Garden", "--context", "out side", *PHOTO)
         self.arrive([uuid])
-        wait_for("an empty queue", lambda: not self.actions())
         ours = next(task for task in self.tasks() if task["uuid"].upper() == uuid)
         self.assertEqual((ours["project"], ours["tags"]), ("Home.Garden", ["out_side"]))
         note, photo = (annotation["description"] for annotation in ours["annotations"])
         self.assertEqual(note, "note of ours")
         self.assertTrue(pathlib.Path(photo).read_bytes().startswith(b"\xff\xd8"))
         self.task("ours", "modify", "due:today+23h", "priority:H")
-        wait_for("the flag", lambda: (self.item("ours") or {}).get("flagged"))
+        wait_for("the flag", lambda: self.items().get("ours", {}).get("flagged"))
         self.run_program("complete", uuid)
         self.run_program("unflag", uuid)
         wait_for("its end", lambda: self.task("status:completed", "uuids").strip().decode().upper() == uuid)
@@ -74,24 +67,11 @@ class TaskwarriorTest(DeliveryTest):
         wait_for("the agent's rest", are_few)
 
     def test_for_data_that_are_away(self):
-        away = self.data.with_name("away")
-        self.data.rename(away)
-        uuid = self.post("later")
-        self.run_program("deliver", code=75)
-        self.assertIn("does not exist", self.run_program("status"))
-        self.assertFalse(self.data.exists())
-        self.agent()
-        away.rename(self.data)
-        self.arrive([uuid])
-        wait_for("an empty queue", lambda: not self.actions())
-        self.assert_once([uuid])
+        self.check_away(self.data, "does not exist")
 
     def test_for_room(self):
         small = self.folder / "small"
-        small.mkdir()
-        if subprocess.run(["mount", "-t", "tmpfs", "-o", "size=4m", "tmpfs", small], capture_output=True).returncode:
-            self.skipTest("mounting takes root")
-        self.addCleanup(subprocess.run, ["umount", "-l", small], check=True)
+        self.mount(small, "4m")
         self.environment["TASKDATA"] = str(small)
         self.run_program("connect", "taskwarrior")
         del self.environment["TASKDATA"]
@@ -119,49 +99,18 @@ class TaskwarriorTest(DeliveryTest):
         self.assertIn(b"not \xff text", self.task("rc.gc=off", "export"))
 
     def test_whenever_a_delivery_is_killed(self):
-        uuids, killed = [], 0
-        chance = random.Random(KILLS)
-        for i in range(KILLS):
-            uuids.append(self.post(f"title {i}"))
-            process = self.start("deliver", stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-            try:
-                process.wait(chance.uniform(0, 0.15))
-            except subprocess.TimeoutExpired:
-                process.kill()
-                killed += process.wait() != 0
+        uuids = self.kill_deliveries(lambda number: [self.post(f"title {number}")], 0.15)
         # An import goes on when who has started it is killed, and holds up the next delivery.
         wait_for("the end of the last import", lambda: not self.run_json("status", "--json")["waiting"] or
                  subprocess.run([PROGRAM, "deliver"], env=self.environment, capture_output=True) and False)
         self.assert_once(uuids)
-        print(f"{killed} of {KILLS} deliveries killed before their end", flush=True)
 
     def test_beside_task_itself(self):
-        stop, theirs = threading.Event(), []
-
-        def write_on():
-            for i in itertools.count():
-                if stop.is_set():
-                    return
-                self.task("add", f"theirs {i}")
-                theirs.append(f"theirs {i}")
-
-        writer = threading.Thread(target=write_on)
-        writer.start()
-        self.agent()
-        uuids = []
-        try:
-            while len(uuids) < 15 or len(theirs) < 25:
-                uuids.append(self.post(f"ours {len(uuids)}"))
-                stop.wait(random.uniform(0, 0.05))
-        finally:
-            stop.set()
-            writer.join()
-        self.arrive(uuids)
-        wait_for("an empty queue", lambda: not self.actions())
+        uuids, theirs = self.write_beside(lambda title: self.task("add", title), 15, 25)
         self.assert_once(uuids)
         kept = collections.Counter(task["description"] for task in self.tasks() if "theirs" in task["description"])
         self.assertEqual(kept, collections.Counter(["theirs", *theirs]))
-        wait_for("all of them", lambda: self.item(theirs[-1]))
+        wait_for("all of them", lambda: theirs[-1] in self.items())
 
 
 if __name__ == "__main__":
