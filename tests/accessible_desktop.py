@@ -1,23 +1,32 @@
 """What is on a desktop as an assistive program sees it, through the accessibility bus."""
+import contextlib
 import os
 import unittest
 
 from desktop import Desktop, wait_for
 
 
+def children(element):
+    """Those that have not gone away while they are looked at."""
+    try:
+        found = [element.get_child_at_index(index) for index in range(element.get_child_count())]
+    except Exception:
+        return []
+    return [child for child in found if child is not None]
+
+
 def descendants(element, depth=0):
-    if element is None or depth > 40:
-        return
-    yield element
-    for index in range(element.get_child_count()):
-        yield from descendants(element.get_child_at_index(index), depth + 1)
+    if depth <= 40:
+        yield element
+        for child in children(element):
+            yield from descendants(child, depth + 1)
 
 
 class AccessibleDesktop(unittest.TestCase):
     """Has a desktop with a bus, and finds and works what is on it by roles and names."""
     @classmethod
     def setUpClass(cls):
-        cls.desktop = Desktop(bus=True).__enter__()
+        cls.desktop = cls.enterClassContext(Desktop(bus=True))
         os.environ.update(cls.desktop.environment)
         os.environ.pop("NO_AT_BRIDGE", None)
         import gi
@@ -25,28 +34,34 @@ class AccessibleDesktop(unittest.TestCase):
         from gi.repository import Atspi, GLib
         cls.atspi, cls.glib = Atspi, GLib
 
-    @classmethod
-    def tearDownClass(cls):
-        cls.desktop.__exit__()
-
     def elements(self):
-        root = self.atspi.get_desktop(0)
-        for index in range(root.get_child_count()):
-            application = root.get_child_at_index(index)
-            if application is not None:
-                yield from descendants(application)
+        for application in children(self.atspi.get_desktop(0)):
+            yield from descendants(application)
 
     def find(self, role, name):
         def look():
-            self.atspi.get_desktop(0).clear_cache()
             for element in self.elements():
-                try:
+                with contextlib.suppress(self.glib.GError):  # it goes away at this moment
                     if element.get_role_name() == role and element.get_name() == name:
                         return element
-                except Exception:  # the element went away while it was looked at
-                    continue
-            return None
-        return wait_for(f"a {role} named {name!r}", look)
+        return self.see(f"a {role} named {name!r}", look)
+
+    def see(self, what, look):
+        """Waits until it is so, looking anew where something went away while it was looked at."""
+        def attempt():
+            self.atspi.get_desktop(0).clear_cache()
+            with contextlib.suppress(self.glib.GError, AttributeError):
+                return look()
+        return wait_for(what, attempt)
+
+    def sees(self, role, name, *states, **details):
+        """Waits for something in these states."""
+        def is_so(element):
+            found = {"description": element.get_description, "index": element.get_index_in_parent,
+                     "siblings": lambda: element.get_parent().get_child_count()}
+            return (all(element.get_state_set().contains(getattr(self.atspi.StateType, state)) for state in states)
+                    and {key: found[key]() for key in details} == details)
+        self.see(f"{role} {name!r} {states} {details}", lambda: is_so(self.find(role, name)))
 
     def do(self, element):
         self.assertGreater(element.get_n_actions(), 0, f"{element.get_name()} can do nothing")

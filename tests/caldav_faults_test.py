@@ -84,7 +84,7 @@ class Faults(CalDAVTest):
         agent = self.agent()
         wait_for("a request of the agent", lambda: sum(seen[0] == "PUT" for seen in self.middle.seen) > 1)
         agent.terminate()
-        self.assertEqual(agent.wait(20), 0)
+        self.assertEqual(agent.wait(60), 0)
         self.middle.fault = lambda handler: None
         released.set()
         self.run_program("deliver")

@@ -3,16 +3,14 @@ TASKLANE_KILLS says how many deliveries are killed."""
 import collections
 import concurrent.futures
 import os
-import pathlib
 import plistlib
 import random
 import re
-import signal
 import subprocess
 import threading
 import time
 
-from desktop import wait_for
+from desktop import end_processes, wait_for
 from program import SAMPLES, ProgramTest
 
 KILLS = int(os.environ.get("TASKLANE_KILLS", "40"))
@@ -32,26 +30,7 @@ class DeliveryTest(ProgramTest):
                              "XDG_DATA_HOME": str(home / ".local/share"), "TASKLANE_DELIVERY": "0"}
         for name in ("TODO_DIR", "TODO_FILE", "TODOTXT_CFG_FILE"):
             self.environment.pop(name, None)
-        self.addCleanup(wait_for, "the end of all processes", self.end_processes)
-
-    def end_processes(self):
-        """Those in this test's surroundings, also the ones that the program has started; whether there were none."""
-        mark = f"HOME={self.folder}/".encode()
-        found = False
-        for path in pathlib.Path("/proc").glob("[0-9]*"):
-            try:
-                process = os.pidfd_open(int(path.name))
-            except OSError:
-                continue
-            try:
-                if mark in (path / "environ").read_bytes():
-                    found = True
-                    signal.pidfd_send_signal(process, signal.SIGKILL)
-            except OSError:
-                pass
-            finally:
-                os.close(process)
-        return not found
+        self.addCleanup(end_processes, self.folder)
 
     def connect(self):
         self.run_program("connect", "todo.txt", self.list)
@@ -64,8 +43,6 @@ class DeliveryTest(ProgramTest):
 
     def agent(self):
         agent = self.start("agent", **QUIET)
-        self.addCleanup(agent.wait)
-        self.addCleanup(agent.kill)
         wait_for("the agent", lambda: self.run_json("status", "--json")["agentRuns"])
         return agent
 

@@ -244,33 +244,21 @@ class Written(injection.FailingCall):
         return case.operation.start(case, decide=decide)
 
 
-class DeliveryFaults(injection.FaultTest):
+class DeliveryFaults(injection.CallsAndKills, injection.FaultTest):
     operations = [injection.Operation("deliver", ["deliver"], injection.QUEUE, None, 60)]
     case = DeliveryCase
 
-    def test_a_call_that_fails(self):
-        self.try_all(self.failing_calls)
-
     def test_an_allocation_that_fails(self):
         self.try_all(self.failing_allocations)
-
-    def test_being_killed(self):
-        self.try_all(self.kills)
 
     def test_another_writer(self):
         self.try_all(lambda operation: [Written(call, way) for call in self.without_fault(operation)
                                         for way in ("append", "replace")])
 
 
-class FolderFaults(injection.FaultTest):
-    operations = [injection.Operation("deliver", ["deliver"], injection.QUEUE, None, 60)]
+class FolderFaults(injection.CallsAndKills, injection.FaultTest):
+    operations = DeliveryFaults.operations
     case = FolderCase
-
-    def test_a_call_that_fails(self):
-        self.try_all(self.failing_calls)
-
-    def test_being_killed(self):
-        self.try_all(self.kills)
 
 
 class ImportOperation(injection.Operation):

@@ -47,7 +47,7 @@ class Arrival(DeliveryTest):
         self.assertIn(b"an agent runs already.", second.communicate()[1])
         self.assertEqual(second.returncode, 75)
         agent.terminate()
-        self.assertEqual(agent.wait(20), 0)
+        self.assertEqual(agent.wait(60), 0)
 
     def test_of_the_lists_own_items_and_of_what_is_done_to_them(self):
         self.connect()

@@ -1,8 +1,11 @@
 """A private desktop for tests: a virtual display with a window manager, a session bus, a container of its own,
 and a share sheet on it."""
+import contextlib
 import json
 import os
+import pathlib
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
@@ -10,7 +13,7 @@ import time
 TASKLANE = os.environ["TASKLANE"]
 
 
-def wait_for(what, condition, limit=60.0):
+def wait_for(what, condition, limit=60.0, pause=0.02):
     """Waits until the condition answers something true, and answers it."""
     deadline = time.monotonic() + limit
     while True:
@@ -19,7 +22,28 @@ def wait_for(what, condition, limit=60.0):
             return answer
         if time.monotonic() > deadline:
             raise AssertionError(f"waited {limit:g} s in vain for {what}")
-        time.sleep(0.02)
+        time.sleep(pause)
+
+
+def end_processes(folder, spared=()):
+    """All that were given this folder, of whoever has started them; waits until they are gone."""
+    mark = f"={folder}".encode()
+    spared = {os.getpid(), *spared}
+
+    def none_is_left():
+        found = False
+        for path in (path for path in pathlib.Path("/proc").glob("[0-9]*") if int(path.name) not in spared):
+            with contextlib.suppress(OSError):  # it has ended
+                process = os.pidfd_open(int(path.name))
+                try:
+                    if mark in (path / "environ").read_bytes():
+                        found = True
+                        signal.pidfd_send_signal(process, signal.SIGKILL)
+                finally:
+                    os.close(process)
+        return not found
+
+    wait_for("the end of all processes", none_is_left)
 
 
 class Desktop:
@@ -41,7 +65,10 @@ class Desktop:
                      "DBUS_SESSION_BUS_ADDRESS"):
             self.environment.pop(name, None)
         self.environment["NO_AT_BRIDGE"] = "1"
-        self.start_display()
+        with contextlib.ExitStack() as onFailure:
+            onFailure.callback(self.__exit__)
+            self.start_display()
+            onFailure.pop_all()
         return self
 
     def start_display(self):
@@ -50,7 +77,9 @@ class Desktop:
                     "-noreset"], pass_fds=[writer])
         os.close(writer)
         with os.fdopen(reader) as display:
-            self.environment["DISPLAY"] = ":" + display.readline().strip()
+            number = display.readline().strip()
+        assert number, "Xvfb has not started"
+        self.environment["DISPLAY"] = ":" + number
         if self.bus:
             self.start_bus()
         self.start(["openbox", "--sm-disable"])
@@ -67,17 +96,24 @@ class Desktop:
         self.environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1"
 
     def __exit__(self, *_):
-        for program in reversed(self.programs):
-            program.terminate()
-        for program in reversed(self.programs):
-            try:
-                program.wait(10)
-            except subprocess.TimeoutExpired:
-                program.kill()
-                program.wait()
-            if program.stdout:
-                program.stdout.close()
+        # Whatever has been started before the display, whose number may be another's at once.
+        for program in reversed(self.programs[1:]):
+            self.end(program)
+        for display in self.programs[:1]:
+            end_processes(self.folder, spared=[display.pid])
+            self.end(display)
         shutil.rmtree(self.folder, ignore_errors=True)
+
+    def end(self, program):
+        program.terminate()
+        try:
+            program.wait(10)
+        except subprocess.TimeoutExpired:
+            program.kill()
+            program.wait()
+        for end in (program.stdout, program.stderr):
+            if end:
+                end.close()
 
     def start(self, command, **options):
         options.setdefault("stdout", subprocess.DEVNULL)
@@ -153,10 +189,15 @@ class Desktop:
 
     def click_until(self, x, y, done, times=1):
         """Clicks until that has its effect: a press right after a change of screen does not count."""
+        self.repeat_until(done, lambda: self.click(x, y, times=times))
+
+    def repeat_until(self, done, press):
         def attempt():
-            self.click(x, y, times=times)
+            # A late effect may be that the window is gone.
+            with contextlib.suppress(subprocess.CalledProcessError):
+                press()
             try:
-                return wait_for("an effect", done, limit=2)
+                return wait_for("an effect", done, limit=5)
             except AssertionError:
                 return False
         wait_for("a press that counts", attempt)
@@ -197,7 +238,8 @@ class WaylandDesktop(Desktop):
         shutil.rmtree(self.runtime, ignore_errors=True)
 
     def nodes(self):
-        waiting = [json.loads(self.output(["swaymsg", "-t", "get_tree"]))]
+        tree = self.output(["swaymsg", "-t", "get_tree"])
+        waiting = [json.loads(tree)] if tree else []  # it gives up soon on a compositor that is busy
         while waiting:
             node = waiting.pop()
             waiting += node["nodes"] + node["floating_nodes"]

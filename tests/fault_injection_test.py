@@ -95,7 +95,7 @@ class Case:
 
     def run(self):
         """What went wrong, or none."""
-        with tempfile.TemporaryDirectory(prefix="tasklane-faults-") as folder:
+        with tempfile.TemporaryDirectory(prefix="tasklane-faults-", ignore_cleanup_errors=True) as folder:
             self.folder = pathlib.Path(folder)
             self.environment = {**os.environ, "TASKLANE_GROUP_CONTAINERS": folder + "/groups",
                                 "TASKLANE_NOTIFY_FOLDER": folder + "/notify", "XDG_STATE_HOME": folder + "/state",
@@ -367,19 +367,23 @@ class FaultTest(unittest.TestCase):
         return [Stop(call) for call in self.without_fault(operation)]
 
 
-class Faults(FaultTest):
-    def test_a_lock_file_that_is_removed(self):
-        self.try_all(lambda operation: [LostLock(call) for call in self.without_fault(operation)
-                                        if call.name == "flock"])
+class CallsAndKills:
+    """What every kind of operation is tried with; beside FaultTest."""
 
     def test_a_call_that_fails(self):
         self.try_all(self.failing_calls)
 
-    def test_an_allocation_that_fails(self):
-        self.try_all(self.failing_allocations)
-
     def test_being_killed(self):
         self.try_all(self.kills)
+
+
+class Faults(CallsAndKills, FaultTest):
+    def test_a_lock_file_that_is_removed(self):
+        self.try_all(lambda operation: [LostLock(call) for call in self.without_fault(operation)
+                                        if call.name == "flock"])
+
+    def test_an_allocation_that_fails(self):
+        self.try_all(self.failing_allocations)
 
     def test_being_stopped(self):
         self.try_all(self.stops)

@@ -13,6 +13,8 @@ import subprocess
 import tempfile
 import time
 
+from desktop import wait_for
+
 LIBRARY = os.environ["FAULTS_LIBRARY"]
 LIMIT = 60.0
 _RECEIVE, _SEND = 0xC0502100, 0xC0182101  # the kernel's requests for the next call and for its answer
@@ -190,15 +192,22 @@ def run(command, environment, decide=lambda request: None, input=b"", limit=LIMI
 
 
 def wait_until_stopped(pid):
-    while pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0] != "T":
-        time.sleep(0.001)
+    """Or ended."""
+    def is_stopped():
+        try:
+            return pathlib.Path(f"/proc/{pid}/stat").read_text().rpartition(")")[2].split()[0] in "TZX"
+        except OSError:
+            return True
+
+    wait_for("a stopped process", is_stopped, pause=0.001)
 
 
 def wait_until_ended_or_locked(process):
     """Until a process has ended, or waits for a file's lock."""
     waits = f" {process.pid} "
-    while process.poll() is None:
+
+    def is_so():
         locks = pathlib.Path("/proc/locks").read_text().splitlines()
-        if any("->" in line and waits in line for line in locks):
-            return
-        time.sleep(0.001)
+        return process.poll() is not None or any("->" in line and waits in line for line in locks)
+
+    wait_for("another process's end or lock", is_so, pause=0.001)

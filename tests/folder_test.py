@@ -250,7 +250,7 @@ class BesideTodoman(FolderTest):
         wait_for("its end", lambda: self.todos()["From todoman"]["completed"])
         wait_for("the flag", lambda: self.todos()[title]["priority"] == 1)
         self.todo("done", str(self.todos()[title]["id"]))
-        wait_for("the completed item", lambda: "completed" in self.items()[title])
+        wait_for("the completed item", lambda: "completed" in self.items().get(title, {}))
         self.run_program("uncomplete", ours)
         wait_for("it open again", lambda: not self.todos()[title]["completed"])
         self.assertIn("ATTACH", self.texts()[ours])

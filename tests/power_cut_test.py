@@ -29,6 +29,7 @@ Names = collections.namedtuple("Names", "changes")  # path -> file, FOLDER or No
 Flush = collections.namedtuple("Flush", "target path")
 Confirmation = collections.namedtuple("Confirmation", "")
 FOLDER = "folder"
+Stamp = collections.namedtuple("Stamp", "st_ino st_size st_mtime_ns st_ctime_ns")
 
 
 def changed_part(old, new):
@@ -92,14 +93,7 @@ class Recording:
 
     def look(self):
         """Records how names and contents differ from the last look."""
-        names, files = {}, self.unnamed()  # inode -> contents
-        for folder, folders, leaves in os.walk(self.top):
-            for name in folders:
-                names[self.relative(os.path.join(folder, name))] = FOLDER
-            for name in leaves:
-                path = os.path.join(folder, name)
-                names[self.relative(path)] = os.stat(path).st_ino
-                files[names[self.relative(path)]] = pathlib.Path(path).read_bytes()
+        names, files = self.there_is()
         self.numbers = {inode: self.numbers.get(inode) or next(self.unused) for inode in files}
         for inode, new in files.items():
             number = self.numbers[inode]
@@ -114,17 +108,38 @@ class Recording:
             self.steps.append(Names(changes))
         self.names = names
 
+    def there_is(self):
+        """path -> FOLDER or inode, and inode -> contents. Other threads go on meanwhile: until nothing has changed."""
+        while True:
+            names, files = {}, self.unnamed()
+            with contextlib.suppress(FileNotFoundError):
+                before = self.stamps()
+                for path, stamp in before.items():
+                    names[self.relative(path)] = stamp if stamp == FOLDER else stamp.st_ino
+                    if stamp != FOLDER:
+                        files[stamp.st_ino] = pathlib.Path(path).read_bytes()
+                if self.stamps() == before:
+                    return names, files
+
+    def stamps(self):
+        stamps = {}
+        for folder, folders, leaves in os.walk(self.top):
+            stamps |= {os.path.join(folder, name): FOLDER for name in folders}
+            stamps |= {path: Stamp(*(getattr(os.stat(path), field) for field in Stamp._fields))
+                       for path in (os.path.join(folder, name) for name in leaves)}
+        return stamps
+
     def unnamed(self):
         found = {}
         for process in list(self.processes):
             try:
                 descriptors = os.listdir(f"/proc/{process}/fd")
-            except FileNotFoundError:  # it has ended
+            except OSError:  # it has ended
                 self.processes.discard(process)
                 continue
             for descriptor in descriptors:
                 path = f"/proc/{process}/fd/{descriptor}"
-                with contextlib.suppress(FileNotFoundError):  # closed meanwhile
+                with contextlib.suppress(OSError):  # closed meanwhile
                     if os.readlink(path).startswith(self.top) and os.path.isfile(path):
                         with open(path, "rb") as file:
                             found[os.fstat(file.fileno()).st_ino] = file.read()

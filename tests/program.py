@@ -11,7 +11,7 @@ import unittest
 
 PROGRAM = os.environ["TASKLANE"]
 SAMPLES = pathlib.Path(__file__).resolve().parent.parent / "resources" / "sample"
-LIMIT = 60
+LIMIT = 180
 
 CATALOGUE = {
     "projects": {
@@ -60,7 +60,16 @@ class ProgramTest(unittest.TestCase):
     def start(self, *arguments, **options):
         options = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE,
                    "env": self.environment, "cwd": self.folder, **options}
-        return subprocess.Popen([PROGRAM, *(a if isinstance(a, bytes) else str(a) for a in arguments)], **options)
+        process = subprocess.Popen([PROGRAM, *(a if isinstance(a, bytes) else str(a) for a in arguments)], **options)
+        self.addCleanup(self.end, process)
+        return process
+
+    def end(self, process):
+        process.kill()
+        process.wait()
+        for end in (process.stdin, process.stdout, process.stderr):
+            if end:
+                end.close()
 
     def run_program(self, *arguments, input=b"", code=0, file_limit=None):
         """Runs it to its end; its output, having checked its exit code."""

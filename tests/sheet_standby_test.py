@@ -74,7 +74,7 @@ class SheetStandbyTest(unittest.TestCase):
         caller.kill()
         wait_for("the sheet to go with its caller", lambda: not self.desktop.windows())
         self.waiting_process(other_than=self.waiting)
-        self.assertEqual(list(self.attachments.iterdir()), [], "a cancelled sheet leaves nothing")
+        wait_for("the photo's end", lambda: not list(self.attachments.iterdir()))
 
         caller = self.desktop.start([TASKLANE, "share", "--text", "Lost"], stderr=subprocess.PIPE, text=True)
         self.desktop.window = wait_for("the sheet's window", self.desktop.windows)[0]
@@ -94,7 +94,7 @@ class SheetStandbyTest(unittest.TestCase):
             wait_for("the sheet's window", self.desktop.windows)
             self.waiting_process(other_than=self.waiting)
             caller.kill()
-            self.assertTrue(select.select([end], [], [], 20)[0], "the pipe has ended with the sheet")
+            self.assertTrue(select.select([end], [], [], 60)[0], "the pipe has ended with the sheet")
 
     def test_container_removed_meanwhile(self):
         shutil.rmtree(self.desktop.folder + "/groups", ignore_errors=True)
