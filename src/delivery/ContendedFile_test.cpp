@@ -6,34 +6,23 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
-#include "foundation/base/ScratchFolderTesting.h"
+#include "delivery/DeliveryTesting.h"
 
 namespace tasklane {
 namespace {
 
-class ContendedFileTest : public testing::Test {
+class ContendedFileTest : public DeliveryTesting {
  protected:
-  ContendedFileTest() { write(path_, "one\n"); }
+  ContendedFileTest() { write("todo.txt", "one\n"); }
 
-  static void write(const std::string& path, const std::string& text) {
-    std::ofstream(path, std::ios::binary) << text;
-  }
-  std::string contents() const {
-    std::ostringstream text;
-    text << std::ifstream(path_, std::ios::binary).rdbuf();
-    return text.str();
-  }
   static std::optional<std::string> withOurs(const std::string& text) { return text + "ours\n"; }
   static void append(int file, const std::string& text) {
     ASSERT_EQ(::write(file, text.data(), text.size()), static_cast<ssize_t>(text.size()));
   }
 
-  const ScratchFolder scratch_;
-  const std::string folder_ = scratch_.path(), path_ = folder_ + "/todo.txt";
+  const std::string path_ = folder_ + "/todo.txt";
 };
 
 TEST_F(ContendedFileTest, LosesNothingOfThoseWhoWriteMeanwhile) {
@@ -43,26 +32,26 @@ TEST_F(ContendedFileTest, LosesNothingOfThoseWhoWriteMeanwhile) {
        [&] { std::ofstream(path_, std::ios::app | std::ios::binary) << "theirs\n"; }},
       {"new\nours\n",
        [&] {
-         write(folder_ + "/sed", "new\n");
+         write("sed", "new\n");
          std::filesystem::rename(folder_ + "/sed", path_);
        }},
-      {"cut\nours\n", [&] { write(path_, "cut\n"); }},
+      {"cut\nours\n", [&] { write("todo.txt", "cut\n"); }},
   };
   for (const auto& [expected, act] : others) {
-    write(path_, "one\n");
+    write("todo.txt", "one\n");
     int calls = 0;
     const auto changed = ContendedFile(path_).change([&, &other = act](const std::string& text) {
       if (++calls == 1) other();
       return withOurs(text);
     });
     EXPECT_TRUE(changed) << expected;
-    EXPECT_EQ(contents(), expected);
+    EXPECT_EQ(contents("todo.txt"), expected);
   }
 }
 
 TEST_F(ContendedFileTest, BringsAlongWhatIsWrittenToTheFileThatWasReplaced) {
   for (const bool replacesAll : {false, true}) {
-    write(path_, "one\n");
+    write("todo.txt", "one\n");
     std::thread writer;
     const auto changed = ContendedFile(path_).change([&](const std::string& text) {
       if (writer.joinable()) return text.find("ours") == text.npos ? withOurs(text) : std::nullopt;
@@ -82,9 +71,10 @@ TEST_F(ContendedFileTest, BringsAlongWhatIsWrittenToTheFileThatWasReplaced) {
     writer.join();
     EXPECT_TRUE(changed);
     if (replacesAll) {
-      EXPECT_EQ(contents(), "all theirs\nours\n");
+      EXPECT_EQ(contents("todo.txt"), "all theirs\nours\n");
     } else {  // whoever comes first
-      EXPECT_THAT(contents(), testing::AnyOf("one\nours\ntheirs\n", "one\ntheirs\nours\n"));
+      EXPECT_THAT(contents("todo.txt"),
+                  testing::AnyOf("one\nours\ntheirs\n", "one\ntheirs\nours\n"));
     }
   }
 }
@@ -94,7 +84,7 @@ TEST_F(ContendedFileTest, KeepsModeAndLinkAndLeavesNoFiles) {
   const std::string link = folder_ + "/link";
   std::filesystem::create_symlink("todo.txt", link);
   ASSERT_TRUE(ContendedFile(link).change(withOurs));
-  EXPECT_EQ(contents(), "one\nours\n");
+  EXPECT_EQ(contents("todo.txt"), "one\nours\n");
   struct stat status {};
   ::lstat(path_.c_str(), &status);
   EXPECT_EQ(status.st_mode & 07777, 0640u);

@@ -4,30 +4,27 @@
 
 #include <fstream>
 
-#include "foundation/base/ScratchFolderTesting.h"
+#include "delivery/DeliveryTesting.h"
 
 namespace tasklane {
 namespace {
 
 using std::chrono::seconds;
 
-constexpr double kNow = 1795420800;  // 2026-11-23, 08:00 UTC
-
-class DeliveryReceiptsTest : public testing::Test {
+class DeliveryReceiptsTest : public DeliveryTesting {
  protected:
   static DeliveryReceipts::Receipt receipt(const std::string& uuid, double age,
                                            const char* type = DeliveryReceipts::kNewTask,
                                            const char* destination = "here") {
     DeliveryReceipts::Receipt receipt;
     receipt.type = type;
-    receipt.when = NSDate(NSTimeInterval(kNow - age));
+    receipt.when = NSDate(NSTimeInterval(kMorning - age));
     receipt.destination = destination;
     receipt.action.uuid = uuid;
     return receipt;
   }
 
-  const ScratchFolder folder_;
-  const std::string path_ = folder_.path() / "receipts.jsonl";
+  const std::string path_ = folder_ + "/receipts.jsonl";
   DeliveryReceipts receipts_{path_};
 };
 
@@ -64,7 +61,7 @@ TEST_F(DeliveryReceiptsTest, NameWhatIsToBeLookedAfter) {
       receipt("new", 1),
       receipt("again", 1),
   }));
-  const Clock::Fixed clock{NSDate(NSTimeInterval(kNow))};
+  const Clock::Fixed clock{NSDate(NSTimeInterval(kMorning))};
   std::vector<std::string> uuids;
   for (const auto& task : receipts_.newTasksOfLast(seconds(5), "here")) uuids.push_back(task.uuid);
   EXPECT_EQ(uuids, (std::vector<std::string>{"new", "again"}));

@@ -2,25 +2,20 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "delivery/DeliveryTesting.h"
 #include "delivery/taskwarrior/TaskwarriorDestination.h"
 #include "delivery/taskwarrior/TaskwarriorTasks.h"
-#include "foundation/base/ScratchFolderTesting.h"
 
 namespace tasklane {
 namespace {
 
-using Kind = DeliveryOutcome::Kind;
-using Type = TLXExternalActionType;
 using taskwarrior::Task;
 
-constexpr double kMorning = 1795420800;  // 2026-11-23, 08:00 UTC
 const std::string kUUID = "0F2A1B3C-1111-4222-8333-00000000000";
 
 /// With the real program, in a home of its own.
-class TaskwarriorTest : public testing::Test {
+class TaskwarriorTest : public DeliveryTesting {
  protected:
   TaskwarriorTest() {
     for (const char* name : {"HOME", "XDG_DATA_HOME"}) set(name, folder_);
@@ -29,9 +24,9 @@ class TaskwarriorTest : public testing::Test {
     if (std::system("command -v task >/dev/null") != 0) return;
     isThere_ = true;
     // A person's own settings, none of which may have a say.
-    std::ofstream(folder_ + "/.taskrc") << "data.location=~/data\ndefault.project=Inbox\n"
-                                           "default.due=tomorrow\ncontext.work=+work\n"
-                                           "context=work\nuda.size.type=numeric\n";
+    write(".taskrc",
+          "data.location=~/data\ndefault.project=Inbox\ndefault.due=tomorrow\n"
+          "context.work=+work\ncontext=work\nuda.size.type=numeric\n");
     EXPECT_TRUE(taskwarrior_.lists());
   }
   void SetUp() override {
@@ -39,35 +34,21 @@ class TaskwarriorTest : public testing::Test {
   }
   static void set(const char* name, const std::string& value) { ::setenv(name, value.c_str(), 1); }
 
-  static DeliveryAction action(Type type, const std::string& uuid, const std::string& title = {}) {
-    DeliveryAction action;
-    action.type = type;
-    action.uuid = uuid;
-    action.title = title;
-    action.moment = NSDate(NSTimeInterval(kMorning));
-    return action;
-  }
   std::vector<DeliveryOutcome> carryOut(const std::vector<DeliveryAction>& actions) {
     return taskwarrior_.carryOut(actions, [](std::size_t) {});
   }
   void import(const std::string& json) const {
-    std::ofstream(folder_ + "/tasks.json") << json;
+    write("tasks.json", json);
     const auto command = "task rc.context= rc.default.project= rc.default.due= import " + folder_ +
                          "/tasks.json >/dev/null 2>&1";
     ASSERT_EQ(std::system(command.c_str()), 0);
   }
-  std::string bytesOfList() const {
-    std::ostringstream text;
-    text << std::ifstream(folder_ + "/data/pending.data", std::ios::binary).rdbuf();
-    return text.str();
-  }
+  std::string bytesOfList() const { return contents("data/pending.data"); }
   std::vector<Task> tasks() const {
     auto text = TaskProgram({}, {}).exportTasks({});
     return taskwarrior::tasksOfExport(text.value()).value().tasks;
   }
 
-  const ScratchFolder scratch_;
-  const std::string folder_ = scratch_.path();
   bool isThere_ = false;
   TaskwarriorDestination taskwarrior_{{}, {}};
 };
@@ -232,7 +213,7 @@ TEST_F(TaskwarriorTest, SaysWhyItCannotBeUsed) {
         Case{"echo Task version: v3.1", "another one"}, Case{"echo no >&2; exit 2", "says: no"},
         Case{"kill -9 $$", "signal 9"}}) {
     if (program) {
-      std::ofstream(bin + "/task") << "#!/bin/sh\n" << program << "\n";
+      write("bin/task", std::string("#!/bin/sh\n") + program + "\n");
       std::filesystem::permissions(bin + "/task", std::filesystem::perms::owner_all);
     }
     set("PATH", bin);

@@ -1,48 +1,26 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
-
+#include "delivery/DeliveryTesting.h"
 #include "delivery/todo-txt/TodoTxtContents.h"
 #include "delivery/todo-txt/TodoTxtDestination.h"
-#include "foundation/base/ScratchFolderTesting.h"
 
 namespace tasklane {
 namespace {
 
-using Kind = DeliveryOutcome::Kind;
-using Type = TLXExternalActionType;
 using WhenMissing = ContendedFile::WhenMissing;
 
-constexpr double kMorning = 1795420800;  // 2026-11-23, 08:00 UTC
-
-class TodoTxtTest : public testing::Test {
+class TodoTxtTest : public DeliveryTesting {
  protected:
   TodoTxtTest() { ::setenv("TZ", "UTC", 1); }
 
-  static DeliveryAction action(Type type, const std::string& uuid, const std::string& title = {}) {
-    DeliveryAction action;
-    action.type = type;
-    action.uuid = uuid;
-    action.title = title;
-    action.moment = NSDate(NSTimeInterval(kMorning));
-    return action;
-  }
   std::vector<DeliveryOutcome> carryOut(const std::vector<DeliveryAction>& actions) {
     return TodoTxtDestination(folder_ + "/todo.txt", WhenMissing::Begin)
         .carryOut(actions, [](std::size_t) {});
   }
-  void write(const std::string& text, const char* name = "/todo.txt") const {
-    std::ofstream(folder_ + name, std::ios::binary) << text;
+  void write(const std::string& text, const char* name = "todo.txt") const {
+    DeliveryTesting::write(name, text);
   }
-  std::string contents() const {
-    std::ostringstream text;
-    text << std::ifstream(folder_ + "/todo.txt", std::ios::binary).rdbuf();
-    return text.str();
-  }
-
-  const ScratchFolder scratch_;
-  const std::string folder_ = scratch_.path();
+  std::string contents() const { return DeliveryTesting::contents("todo.txt"); }
 };
 
 TEST_F(TodoTxtTest, WritesEveryTitleAsOneOpenTaskAndSaysWhatItCannotKeep) {
@@ -153,7 +131,7 @@ TEST_F(TodoTxtTest, DeliversAnIdentifierOnce) {
   EXPECT_TRUE(carryOut({task})[0].isRepetition);
   EXPECT_EQ(contents(), "2026-11-23 Buy milk uuid:U-1\n");
   // Archived by todo.sh.
-  write("x 2026-11-23 2026-11-23 Buy milk uuid:U-1\n", "/done.txt");
+  write("x 2026-11-23 2026-11-23 Buy milk uuid:U-1\n", "done.txt");
   write("");
   EXPECT_TRUE(carryOut({task})[0].isRepetition);
   EXPECT_EQ(contents(), "");

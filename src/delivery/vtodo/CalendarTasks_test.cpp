@@ -4,24 +4,12 @@
 
 #include <algorithm>
 
+#include "delivery/DeliveryTesting.h"
 #include "delivery/vtodo/CalendarText.h"
 #include "shared-store/TLXExternalItem.h"
 
 namespace tasklane {
 namespace {
-
-using Type = TLXExternalActionType;
-
-constexpr double kMorning = 1795420800;  // 2026-11-23, 08:00 UTC
-
-DeliveryAction actionOf(Type type, const std::string& uuid, const std::string& title = {}) {
-  DeliveryAction action;
-  action.type = type;
-  action.uuid = uuid;
-  action.title = title;
-  action.moment = NSDate(NSTimeInterval(kMorning));
-  return action;
-}
 
 /// A calendar with one task of the given lines.
 std::string calendarOf(const std::string& lines, const std::string& around = {}) {
@@ -29,7 +17,7 @@ std::string calendarOf(const std::string& lines, const std::string& around = {})
          "END:VTODO\nEND:VCALENDAR\n";
 }
 
-class CalendarTasksTest : public testing::Test {
+class CalendarTasksTest : public DeliveryTesting {
  protected:
   CalendarTasksTest() {
     ::setenv("TZ", "Europe/Berlin", 1);
@@ -47,7 +35,7 @@ class CalendarTasksTest : public testing::Test {
     return tasks && tasks.value().size() == 1 ? tasks.value()[0] : CalendarTask{};
   }
   static CalendarChange change(Type type, const std::string& text) {
-    auto changed = changedCalendar(text, actionOf(type, "U"), values());
+    auto changed = changedCalendar(text, action(type, "U"), values());
     EXPECT_TRUE(changed) << text;
     return changed ? std::move(changed).value() : CalendarChange{};
   }
@@ -80,16 +68,16 @@ TEST_F(CalendarTasksTest, WritesEveryTitleAndSaysWhatItCannotKeep) {
         std::string(10000, 'a'), scripts, std::string()})
     cases.push_back({kept, kept, 0});
   for (auto& [title, readBack, losses] : cases) {
-    auto action = actionOf(Type::New, "U", title);
-    action.notes = title;
-    const std::string text = calendarOfNewTask(action, {});
+    auto newTask = action(Type::New, "U", title);
+    newTask.notes = title;
+    const std::string text = calendarOfNewTask(newTask, {});
     const auto calendar = CalendarText::parse(text);
     ASSERT_TRUE(calendar) << text;
     const auto& todo = calendar.value().components().at(1);
     const auto* note = calendar.value().find(todo, "DESCRIPTION");
     EXPECT_EQ(note ? CalendarText::plainText(note->value) : "", readBack);
     EXPECT_EQ(task(text).item->title(), readBack);
-    EXPECT_EQ(lossesInCalendar(action).size(), 2 * losses) << title;
+    EXPECT_EQ(lossesInCalendar(newTask).size(), 2 * losses) << title;
     for (std::size_t at = 0, end; (end = text.find("\r\n", at)) != std::string::npos; at = end + 2)
       ASSERT_LE(end - at, 75u) << text;
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'),
@@ -98,10 +86,10 @@ TEST_F(CalendarTasksTest, WritesEveryTitleAndSaysWhatItCannotKeep) {
 }
 
 TEST_F(CalendarTasksTest, WritesANewTaskThatReadsBack) {
-  auto action = actionOf(Type::New, "4D", "Milk");
-  action.context = ListContainer{"shop, far", "shop, far", std::nullopt};
+  auto newTask = action(Type::New, "4D", "Milk");
+  newTask.context = ListContainer{"shop, far", "shop, far", std::nullopt};
   const std::string calendar = calendarOfNewTask(
-      action, {{"1.jpg", "file:///a/1.jpg", {}}, {"2.png", {}, "any bytes\n"}}, "Garden");
+      newTask, {{"1.jpg", "file:///a/1.jpg", {}}, {"2.png", {}, "any bytes\n"}}, "Garden");
   EXPECT_EQ(calendar,
             "BEGIN:VCALENDAR\r\nVERSION:2.0\r\nPRODID:-//Kestrel Works//Tasklane//EN\r\n"
             "BEGIN:VTODO\r\nUID:4D\r\nDTSTAMP:20261123T080000Z\r\nCREATED:20261123T080000Z\r\n"
@@ -258,7 +246,7 @@ TEST_F(CalendarChangeTest, KeepsWhatIsSoAlreadyAndSaysWhatIsNotThere) {
     EXPECT_TRUE(changed.isRepetition);
     EXPECT_EQ(changed.text, others(status, "", ""));
   }
-  const auto none = changedCalendar(calendarOf(""), actionOf(Type::Flagged, "V"), values());
+  const auto none = changedCalendar(calendarOf(""), action(Type::Flagged, "V"), values());
   EXPECT_EQ(none.error().kind, NSError::Kind::FileNotFound);
 }
 
