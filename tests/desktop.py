@@ -73,8 +73,9 @@ class Desktop:
 
     def start_display(self):
         reader, writer = os.pipe()
+        # -r: no key repeats because its release comes late.
         self.start(["Xvfb", "-displayfd", str(writer), "-screen", "0", self.size + "x24", "-nolisten", "tcp",
-                    "-noreset"], pass_fds=[writer])
+                    "-noreset", "-r"], pass_fds=[writer])
         os.close(writer)
         with os.fdopen(reader) as display:
             number = display.readline().strip()
@@ -216,7 +217,8 @@ class WaylandDesktop(Desktop):
         self.runtime = tempfile.mkdtemp(prefix="tasklane-wayland-")
         settings = self.runtime + "/settings"
         with open(settings, "w") as file:
-            file.write(f'output * resolution {self.size} scale 2\nfor_window [title=".*"] floating enable\n')
+            file.write(f'output * resolution {self.size} scale 2\nfor_window [title=".*"] floating enable\n'
+                       "input * repeat_delay 600000\n")
         if user:
             os.chown(self.runtime, self.NOBODY, self.NOBODY)
         session = dict(self.environment)

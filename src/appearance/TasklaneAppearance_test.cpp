@@ -131,34 +131,6 @@ TEST_F(TasklaneAppearanceTest, ReadsEveryTypeAndInheritsAsTheClassesDo) {
   EXPECT_EQ(own->TaskBubbleSize(), (CGSize{1.5, 2}));
   EXPECT_EQ(own->MetadataDelimiterPadding(), 6.5);
   EXPECT_EQ(own->HomeScreenEditingBackgroundImage(), UIImage::imageNamed("StatusCircleFlag"));
-  // By key path, and spelled exactly.
-  EXPECT_EQ(own->colorForKeyPath("BackgroundColor"), own->BackgroundColor());
-  EXPECT_EQ(own->colorForKeyPath("backgroundColor"), std::nullopt);
-  EXPECT_EQ(own->doubleForKeyPath("BackgroundColor"), 0);
-  EXPECT_EQ(own->integerForKeyPath("KeyboardAppearance"), 2);
-}
-
-TEST_F(TasklaneAppearanceTest, NamesPaletteKeyAndReasonOnTheConsole) {
-  application_.writePalette("Own", R"(
-      <key>BackgroundColor</key><integer>3</integer>
-      <key>BarStyle</key><string>noir</string>
-      <key>TodayItemCellSelectionColor</key><string>#000000</string>
-      <key>TaskBubbleSize</key><string>{1, 2}</string>)");
-  const auto own = std::make_shared<OwnAppearance>(std::vector<std::string>{"Own"});
-  const auto console = consoleWhileReading(*own);
-  for (const char* line : {"Palette Own: BackgroundColor needs a colour",
-                           "Palette Own: BarStyle needs one of \"default\", \"black\"",
-                           "Palette Own: TodayItemCellSelectionColor is not a key",
-                           "Palette Own: TaskBubbleSize needs a size",
-                           "Palette Own: no value for ScrollViewIndicatorStyle, StatusBarStyle"})
-    EXPECT_NE(console.find(line), std::string::npos) << line << "\n" << console;
-  EXPECT_EQ(own->BackgroundColor(), std::nullopt);
-  EXPECT_EQ(own->BarStyle(), UIBarStyle::Default);
-  EXPECT_EQ(own->TaskBubbleSize(), CGSize());
-
-  const auto lost = std::make_shared<OwnAppearance>(std::vector<std::string>{"Lost"});
-  EXPECT_NE(consoleWhileReading(*lost).find(application_.pathOfPalette("Lost")), std::string::npos);
-  EXPECT_EQ(lost->BackgroundColor(), std::nullopt);
 }
 
 TEST_F(TasklaneAppearanceTest, FollowsTheDeviceInTheLeftInset) {
@@ -235,18 +207,6 @@ TEST_F(TasklaneAppearanceTest, TakesSectionColoursFromTheThemedSet) {
   EXPECT_EQ(&TasklaneTodayAppearance::appearance()->themedKestrelColors(),
             KAAppearanceDarkColors::appearance().get());
   EXPECT_DEATH((void)OwnAppearance({}).InboxColor(), "iOS/Helpers/TasklaneAppearance.*75");
-}
-
-TEST_F(TasklaneAppearanceTest, FollowsTheTextSizeInPreferredFontsOnly) {
-  EXPECT_EQ(TasklaneAppearance::cellMetadataFont(),
-            UIFont::preferredFontForTextStyle(UIFontTextStyleFootnote));
-  EXPECT_EQ(TasklaneAppearance::settingsButtonFont(),
-            UIFont::preferredFontForTextStyle(UIFontTextStyleBody));
-  EXPECT_EQ(TasklaneAppearance::forecastTimelineEventCellFont().pointSize(), 13);
-  EXPECT_EQ(&TasklaneAppearance::forecastTimelineEventCellFont(),
-            &TasklaneAppearance::forecastTimelineEventCellFont());
-  EXPECT_EQ(&TasklaneAppearance::BarStyleEnumNameTable(),
-            &TasklaneAppearance::BarStyleEnumNameTable());
 }
 
 }  // namespace

@@ -270,29 +270,6 @@ class ResourceLimit {
   rlimit former_{};
 };
 
-TEST_F(TLXPlistPresenterTest, RefusesAChangeThatRunsOutOfDescriptorsAtAnyStep) {
-  const auto presenter = makePresenter();
-  ASSERT_TRUE(addKey(*presenter, "first"));
-  Entries confirmed{{"first", true}};
-  CaptureStderr();
-  bool done = false;
-  for (int descriptors = 3; !done && descriptors < 100; ++descriptors) {
-    // Another program's write, so that the change has to read.
-    confirmed.set("outside" + std::to_string(descriptors), true);
-    overwriteWithPlist(path_, confirmed);
-    {
-      const ResourceLimit few(RLIMIT_NOFILE, static_cast<rlim_t>(descriptors));
-      done = addKey(*presenter, "last");
-    }
-    if (done) confirmed.set("last", true);
-    EXPECT_EQ(plistAt(path_), PropertyList(confirmed)) << "with " << descriptors;
-  }
-  EXPECT_TRUE(done);
-  EXPECT_THAT(GetCapturedStderr(),
-              AllOf(HasSubstr("cannot open the lock file"), HasSubstr("Error reading plist from")));
-  EXPECT_THAT(visibleNames(), ElementsAre("file.plist"));
-}
-
 TEST_F(TLXPlistPresenterTest, LeavesTheOldContentsWhenTheDiskIsFull) {
   const auto presenter = makePresenter();
   const auto other = makePresenter();

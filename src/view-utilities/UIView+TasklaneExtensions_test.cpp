@@ -35,14 +35,6 @@ TEST(TasklaneExtensions, FindsTheFirstResponderDepthFirst) {
   EXPECT_EQ(findFirstResponderStartingAtView(second), shallow);
 }
 
-TEST(TasklaneExtensions, FindsTheFirstResponderOfAWindow) {
-  const auto window = std::make_shared<UIWindow>(CGRect(0, 0, 320, 480));
-  subviewOf(*window);
-  const auto text = subviewOf<UITextView>(*subviewOf(*window));
-  EXPECT_TRUE(text->becomeFirstResponder());
-  EXPECT_EQ(findFirstResponderStartingAtView(window), text);
-}
-
 TEST(TasklaneExtensions, StopsWhenTheTreeChangesDuringTheSearch) {
   class Leaving : public UIView {
    public:
@@ -137,19 +129,6 @@ TEST(TasklaneExtensions, CollectsViewsParentsFirstInTheirOrder) {
   EXPECT_EQ(subviewsOfClass<SpecialLabel>(root).size(), 1u);
   EXPECT_EQ(subviewsMatchingPredicate(root, [&](const auto& view) { return view != special; }),
             (std::vector<std::shared_ptr<UIView>>{root, branch, last}));
-
-  std::vector<std::shared_ptr<UIView>> visited;
-  const auto visitUpTo = [&](KUIViewVisit answerAtBranch) {
-    visited.clear();
-    applyToViewTree(root, [&](const std::shared_ptr<UIView>& view) {
-      visited.push_back(view);
-      return view == branch ? answerAtBranch : KUIViewVisit::EnterSubviews;
-    });
-    return visited.size();
-  };
-  EXPECT_EQ(visitUpTo(KUIViewVisit::EnterSubviews), 4u);
-  EXPECT_EQ(visitUpTo(KUIViewVisit::SkipSubviews), 3u);
-  EXPECT_EQ(visitUpTo(KUIViewVisit::Stop), 2u);
 }
 
 }  // namespace

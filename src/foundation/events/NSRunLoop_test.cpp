@@ -109,22 +109,6 @@ TEST_P(NSRunLoopTest, TakesNoTimeWhileItWaits) {
   EXPECT_LT(processorMilliseconds() - before, 50);
 }
 
-TEST_P(NSRunLoopTest, WakesForEachBlockOfAnotherThread) {
-  constexpr int kBlocks = 1000;
-  std::atomic<int> run = 0;
-  std::thread worker([&] {
-    for (int i = 0; i < kBlocks; ++i) {
-      NSOperationQueue::mainQueue().addOperationWithBlock([&] {
-        ++run;
-        run.notify_one();
-      });
-      run.wait(i);  // so that the loop is on its way to sleep
-    }
-  });
-  EXPECT_TRUE(loop().runUntil([&] { return run == kBlocks; }, kLimit));
-  worker.join();
-}
-
 TEST_P(NSRunLoopTest, RunsBlocksOfAnyThreadInOrder) {
   std::vector<int> order;
   std::thread worker([&] {

@@ -289,49 +289,6 @@ TEST_F(NSFileCoordinatorTest, AWriteIsRefusedWhenItsLockFileIsRemoved) {
   EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
 }
 
-TEST_F(NSFileCoordinatorTest, EightProcessesThatAppendLoseNothing) {
-  constexpr int kProcesses = 8;
-  constexpr int kAppendsEach = 12;
-  std::vector<pid_t> children;
-  for (int process = 0; process < kProcesses; ++process)
-    children.push_back(start([&] {
-      for (int i = 0; i < kAppendsEach; ++i) {
-        const auto outcome = writing([&](const NSURL& staged) {
-          const auto old = files().contentsAtPath(path_);
-          const std::string line = std::to_string(process) + "\n";
-          if (!files().writeToFile(staged.path(), (old ? old.value() : "") + line)) _exit(1);
-        });
-        if (!outcome) _exit(2);
-      }
-    }));
-  for (const pid_t child : children) EXPECT_EQ(wait(child), 0);
-  const std::string all = contents(path_);
-  for (int process = 0; process < kProcesses; ++process) {
-    EXPECT_EQ(std::count(all.begin(), all.end(), static_cast<char>('0' + process)), kAppendsEach);
-  }
-}
-
-TEST_F(NSFileCoordinatorTest, WritersKilledAtAnyMomentLeaveAWholeFileAndNoLock) {
-  constexpr int kRounds = 40;
-  ASSERT_TRUE(write(std::string(50'000, 'a')).ok());
-  for (int round = 0; round < kRounds; ++round) {
-    const pid_t child = start([&] {
-      for (char letter = 'a';; letter = letter == 'z' ? 'a' : static_cast<char>(letter + 1))
-        if (!write(std::string(50'000, letter))) _exit(1);
-    });
-    // Waits for a change, so that the blow meets the child at its work, at a moment of chance.
-    const fs::file_time_type before = fs::last_write_time(path_);
-    while (fs::last_write_time(path_) == before) std::this_thread::yield();
-    for (int spin = 0; spin < round * 17 % 41; ++spin) std::this_thread::yield();
-    kill(child, SIGKILL);
-    wait(child);
-    const std::string found = contents(path_);
-    ASSERT_EQ(found, std::string(50'000, found.empty() ? '?' : found[0]));
-  }
-  EXPECT_TRUE(write("the end").ok());
-  EXPECT_THAT(namesInFolder(), ElementsAre("queue"));
-}
-
 TEST_F(NSFileCoordinatorTest, ThreadsShareReadingAndExcludeWriting) {
   constexpr int kThreads = 4;
   std::atomic<int> readers = 0;

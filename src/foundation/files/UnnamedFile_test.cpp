@@ -59,41 +59,5 @@ TEST_F(UnnamedFileTest, NeverReplaces) {
   EXPECT_EQ(NSError::Kind::FileNotFound, UnnamedFile::makeInFolder(folder_ / "no").error().kind);
 }
 
-/// What each of several processes does: takes the lowest free number for each of its files.
-int linkNumbered(const std::filesystem::path& folder, int process, int files) {
-  for (int i = 0; i < files; ++i) {
-    auto file = UnnamedFile::makeInFolder(folder);
-    const std::string contents = std::to_string(process) + "-" + std::to_string(i);
-    if (!file.ok() || !file.value()->write(contents.data(), contents.size()).ok()) return 1;
-    for (int number = 1;; ++number) {
-      auto linked = file.value()->linkToPath(folder / (std::to_string(number) + ".jpg"));
-      if (linked.ok()) break;
-      if (linked.error().kind != NSError::Kind::Exists) return 2;
-    }
-  }
-  return 0;
-}
-
-TEST_F(UnnamedFileTest, ProcessesThatChooseTheSameNumberKeepAllTheirFiles) {
-  constexpr int kProcesses = 6, kFiles = 8;
-  std::vector<pid_t> children;
-  for (int process = 0; process < kProcesses; ++process) {
-    const pid_t child = ::fork();
-    ASSERT_LE(0, child);
-    if (child == 0) ::_exit(linkNumbered(folder_, process, kFiles));
-    children.push_back(child);
-  }
-  for (const pid_t child : children) {
-    int status = 0;
-    ASSERT_EQ(child, ::waitpid(child, &status, 0));
-    EXPECT_EQ(0, status);
-  }
-  std::set<std::string> contents;
-  for (int number = 1; number <= kProcesses * kFiles; ++number)
-    contents.insert(contentsOf(folder_ / (std::to_string(number) + ".jpg")));
-  EXPECT_EQ(static_cast<std::size_t>(kProcesses * kFiles), contents.size());
-  EXPECT_FALSE(contents.contains(""));
-}
-
 }  // namespace
 }  // namespace tasklane

@@ -138,19 +138,6 @@ TEST_F(UIControlsTest, TextViewIsAsHighAsItsLines) {
   }
 }
 
-TEST_F(UIControlsTest, ScreenAndAssistiveProgramAnswerForTheBackend) {
-  const CGRect small{0, 0, 360, 480};
-  UIScreen::mainScreen().overrideBounds(&small);
-  EXPECT_EQ(UIScreen::mainScreen().bounds(), small);
-  UIScreen::mainScreen().overrideBounds(nullptr);
-  EXPECT_EQ(UIScreen::mainScreen().bounds(), (CGRect{0, 0, 1280, 800}));
-  EXPECT_FALSE(UIAccessibilityIsVoiceOverRunning());
-  headless::setAssistiveProgramConnected(true);
-  EXPECT_TRUE(UIAccessibilityIsVoiceOverRunning());
-  UIAccessibilityPostAnnouncement("3 projects");
-  EXPECT_THAT(headless::announcements(), testing::ElementsAre("3 projects"));
-}
-
 TEST_F(UIControlsTest, TemplateImageFollowsTheTintOfItsView) {
   headless::setRecordsPeers(true);
   const auto pixels = std::make_shared<const CGImage>(CGImage{4, 2, std::vector<std::uint32_t>(8)});

@@ -67,15 +67,6 @@ class UIViewControllerTest : public testing::Test {
                           c = std::make_shared<Screen>("C");
 };
 
-TEST_F(UIViewControllerTest, ShowingAndClosingAWindow) {
-  EXPECT_EQ(a->view(), a->view());
-  EXPECT_THAT(taken(), ElementsAre("A loadView", "A didLoad"));
-  show(a);
-  EXPECT_THAT(taken(), ElementsAre("A willAppear", "A didAppear"));
-  window->close();
-  EXPECT_THAT(taken(), ElementsAre("A willDisappear", "A didDisappear"));
-}
-
 TEST_F(UIViewControllerTest, ANewPreferredSizeIsToldOnce) {
   std::vector<CGSize> told;
   a->setPreferredContentSizeHandler([&] { told.push_back(a->preferredContentSize()); });
