@@ -256,10 +256,13 @@ class WaylandDesktop(Desktop):
             node["focused"] for node in self.nodes() if node["id"] == self.window))
 
     def keys(self, *names):
+        # By one keyboard: the window loses the focus for a moment when another is plugged in.
+        words = []
         for name in names:
             *modifiers, key = name.split("+")
-            subprocess.run(["wtype", *(a for m in modifiers for a in ("-M", m)), "-k", key],
-                           env=self.environment, check=True)
+            words += [*(word for m in modifiers for word in ("-M", m)), "-k", key,
+                      *(word for m in modifiers for word in ("-m", m)), "-s", "40"]
+        subprocess.run(["wtype", *words], env=self.environment, check=True)
 
     def type(self, text):
         subprocess.run(["wtype", text], env=self.environment, check=True)
