@@ -7,12 +7,12 @@ from desktop import Desktop, wait_for
 
 
 def children(element):
-    """Those that have not gone away while they are looked at."""
-    try:
-        found = [element.get_child_at_index(index) for index in range(element.get_child_count())]
-    except Exception:
-        return []
-    return [child for child in found if child is not None]
+    """Until it goes away while it is looked at."""
+    with contextlib.suppress(Exception):
+        for index in range(element.get_child_count()):
+            child = element.get_child_at_index(index)
+            if child is not None:
+                yield child
 
 
 def descendants(element, depth=0):

@@ -162,7 +162,8 @@ SCALARS = {"key": str, "string": str, "integer": integer, "real": real, "data": 
 
 class PlistInterop(unittest.TestCase):
     def convert(self, documents):
-        """What plistlib finds in our XML of each document, None for one that was refused; ours is as plistlib's own."""
+        """What plistlib finds in our XML of each document, None for one that was refused. It is as plistlib's own, but
+        for the spelling of numbers, and for CR, which plistlib does not keep."""
         with tempfile.TemporaryDirectory(prefix="tasklane-") as folder:
             paths = [pathlib.Path(folder, str(i)) for i in range(len(documents))]
             for path, document in zip(paths, documents):
@@ -172,7 +173,8 @@ class PlistInterop(unittest.TestCase):
             found = [plistlib.loads(path.read_bytes()) if path.exists() else None for path in ours]
             for path, value in zip(ours, found):
                 if value is not None:
-                    self.assertEqual(path.read_bytes(), plistlib.dumps(value))
+                    own = re.sub(b"&#13;\n?", b"\n", path.read_bytes())
+                    self.assertEqual(*(re.sub(b"<real>.*?</real>", b"", text) for text in (own, plistlib.dumps(value))))
         self.assertEqual(len(reasons.splitlines()), found.count(None), reasons)
         return found
 

@@ -178,7 +178,7 @@ class Menus(AccessibleDesktop):
             self.desktop.keys("ctrl+a", "shift+F10")
             return "Send To" in (element.get_name() for element in self.elements())
         self.find("directory pane", "Icon view")
-        wait_for("the file's menu", context_menu)
+        self.see("the file's menu", context_menu)
         self.do(self.find("menu item", "Tasklane"))
         wait_for("the sheet's window", self.desktop.windows)
         thunar.kill()

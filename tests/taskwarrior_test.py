@@ -90,7 +90,7 @@ class TaskwarriorTest(DeliveryTest):
         with open(self.data / "pending.data", "ab") as file:
             file.write(b'[description:"not \xff text" entry:"1700000000" status:"pending" uuid:"%s"]\n' % uuid.lower().encode())
         self.run_program("deliver")
-        self.assertTrue(self.item("not \ufffd text"))
+        self.assertIn("not \ufffd text", self.items())
         self.queue(*({"type": type, "info": {"uuid": uuid}} for type in ("flagged", "unflagged")))
         self.run_program("deliver", code=65)
         (aside,) = self.run_json("status", "--json")["setAside"]
