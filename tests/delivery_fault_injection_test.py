@@ -267,7 +267,7 @@ class ImportOperation(injection.Operation):
 
 
 @unittest.skipUnless(shutil.which("task"), "taskwarrior is not installed")
-class TaskwarriorFaults(injection.FaultTest):
+class TaskwarriorFaults(injection.CallsAndKills, injection.FaultTest):
     operations = [ImportOperation("deliver", ["deliver"], injection.QUEUE, None, 12)]
     case = TaskwarriorCase
 
@@ -279,18 +279,12 @@ class TaskwarriorFaults(injection.FaultTest):
         return {call: errors for call, errors in calls.items()
                 if not call.name.startswith("started ") or call.name == "started execve"}
 
-    def test_a_call_that_fails(self):
-        self.try_all(self.failing_calls)
-
     def test_an_allocation_that_fails(self):
         self.try_all(self.failing_allocations)
 
-    def test_being_killed(self):
-        self.try_all(self.kills)
-
 
 @unittest.skipUnless(shutil.which("radicale"), "radicale is not installed")
-class CalDAVFaults(injection.FaultTest):
+class CalDAVFaults(injection.CallsAndKills, injection.FaultTest):
     operations = [injection.Operation("deliver", ["deliver"], injection.QUEUE, None, 12)]
     case = CalDAVCase
 
@@ -302,13 +296,7 @@ class CalDAVFaults(injection.FaultTest):
         (server.folder / "users").write_text("".join(f"u{i}:{server.password}\n" for i in range(CalDAVCase.most_users)))
         server.user = "u0"
         CalDAVCase.server = server.start()
-        cls.addClassCleanup(server.stop)
-
-    def test_a_call_that_fails(self):
-        self.try_all(self.failing_calls)
-
-    def test_being_killed(self):
-        self.try_all(self.kills)
+        cls.addClassCleanup(server.close)
 
 
 if __name__ == "__main__":

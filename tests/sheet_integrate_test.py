@@ -1,7 +1,6 @@
 """What `tasklane integrate` writes for one person, and what `tasklane doctor` finds out about it."""
 import json
 import os
-import pathlib
 import subprocess
 import unittest
 
