@@ -1,7 +1,6 @@
 """What a person shares from a browser, by the extension's key and context menus, and saves in the sheet."""
 import http.server
 import pathlib
-import shutil
 import subprocess
 import tempfile
 import threading
@@ -98,11 +97,14 @@ class BrowserShares:
         thread.start()
         cls.addClassCleanup(lambda: (server.shutdown(), server.server_close(), thread.join()))
         cls.server = f"http://127.0.0.1:{server.server_port}"
+        cls.desktop, cls.browser = cls.start(cls.enterClassContext)
 
-    def setUp(self):
-        self.desktop = self.enterContext(Desktop())
-        self.desktop.environment.update(HOME=self.desktop.folder)
-        self.browser = self.enterContext(self.Browser(self.desktop, self.packages))
+    @classmethod
+    def start(cls, enter):
+        """A desktop with the browser on it."""
+        desktop = enter(Desktop())
+        desktop.environment.update(HOME=desktop.folder)
+        return desktop, enter(cls.Browser(desktop, cls.packages))
 
     def open(self, path):
         self.browser.open(self.server + path)
@@ -191,20 +193,24 @@ class BrowserShares:
         self.open("/strict")
         self.assertEqual(self.shared(self.browser.choose, "image", "#image"), ("Strict", "/strict", 1))
 
-    def test_a_browser_that_is_killed_while_the_sheet_is_open(self):
+    def test_without_the_program_and_without_the_browser(self):
+        self.desktop, self.browser = self.start(self.enterContext)
+        manifests = pathlib.Path(self.browser.manifests)
+        manifests.rename(manifests.with_suffix(".away"))
+        self.open("/plain")
+        self.browser.press()
+        wait_for("the explanation", lambda: any(a.endswith("/problem.html") for a in self.browser.addresses()))
+        self.assertEqual(self.desktop.windows(), [])
+
+        manifests.with_suffix(".away").rename(manifests)
+        self.desktop.keys("ctrl+w")
+        wait_for("the page", lambda: len([a for a in self.browser.addresses() if self.server in a or "problem" in a]) == 1)
         self.open("/pictures")
         self.browser.choose("image", "#own")
         self.sheet()
         self.browser.kill()
         title, _, attachments = self.save()
         self.assertEqual((title, len(attachments)), ("Pictures", 1))
-
-    def test_without_the_program_the_person_is_told(self):
-        shutil.rmtree(self.browser.manifests)
-        self.open("/plain")
-        self.browser.press()
-        wait_for("the explanation", lambda: any(a.endswith("/problem.html") for a in self.browser.addresses()))
-        self.assertEqual(self.desktop.windows(), [])
 
 
 class ChromiumShares(BrowserShares, unittest.TestCase):
