@@ -174,6 +174,18 @@ class Usage(ProgramTest):
         self.assertEqual(self.names_in(self.shared), [])
         self.assertIn("share", self.run_program("--help"))
 
+    def test_every_command_is_described_with_examples(self):
+        def look(command, path):
+            name = " ".join((*path, command["name"]))
+            self.assertTrue(command["examples"] and command["description"], name)
+            for example in command["examples"]:
+                self.assertIn(example, self.run_program(*name.split()[1:], "--help"))
+                self.assertRegex(example, "tasklane .|systemctl")
+            for below in command["commands"]:
+                look(below, (*path, command["name"]))
+        look(json.loads(self.run_program("describe")), ())
+        self.assertRegex(self.run_program("--version"), r"^tasklane \d+[.]\d+\n$")
+
     def test_output_that_goes_nowhere_is_told(self):
         with open("/dev/full", "wb") as full:
             for arguments, code in ((["--help"], 74), (["queue"], 74),

@@ -49,7 +49,8 @@ ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
   file_ =
       addOrdered("--file", "A file; of one that is no picture nothing is taken; may be repeated");
   item_ = command.add_flag("--item")->description("Begins the next input item");
-  command.add_option("--request", requestFile_, "A JSON request instead, from a file or - (stdin)");
+  command.add_option("--request", requestFile_, "A JSON request instead, from a file or - (stdin)")
+      ->type_name("FILE");
   command.add_flag("--post", post_, "Save without showing the sheet");
   command.add_flag("--detach", detach_,
                    "Return as soon as all that is shared is in the hands of a process of its own");
@@ -57,6 +58,7 @@ ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
   context_ = addText("--context", "With --post: the context, by its title");
   note_ = addText("--note", "With --post: the note, instead of the shared one");
   snapshot_ = addText("--snapshot", "Only draw the sheet into this PNG file");
+  for (auto* const option : {image_, file_, snapshot_}) option->type_name("FILE");
   scale_ = addText("--scale", "Pixels per point of that picture, 0.5 to 8")
                ->needs(snapshot_)
                ->check(isScale);

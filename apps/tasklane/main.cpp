@@ -5,6 +5,7 @@
 #include <csignal>
 #include <filesystem>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
 #include <string>
@@ -14,6 +15,7 @@
 
 #include "CheckCommand.h"
 #include "Command.h"
+#include "CommandDescription.h"
 #include "DeliveryCommands.h"
 #include "DoctorCommand.h"
 #include "IntegrateCommand.h"
@@ -53,7 +55,6 @@ class CommandLine {
  public:
   ExitCode run(int argc, char** argv) {
     try {
-      app_.require_subcommand(0, 1);
       addCommands(argc > 1 ? argv[1] : "");
       parse(argc, argv);
       finishOutput();
@@ -85,6 +86,9 @@ class CommandLine {
   }
 
   void addCommands(std::string_view wanted) {
+    app_.require_subcommand(0, 1);
+    app_.set_version_flag("--version", "tasklane " TASKLANE_VERSION)
+        ->description("Print the version and exit");
     static constexpr struct {
       std::string_view name;
       void (CommandLine::*add)();
@@ -100,11 +104,12 @@ class CommandLine {
         {"status", &CommandLine::addStatus},         {"receipts", &CommandLine::addReceipts},
         {"retry", &CommandLine::addRetry},           {"undo", &CommandLine::addUndo},
         {"integrate", &CommandLine::addIntegrate},   {"doctor", &CommandLine::addDoctor},
-        {"purpose", &CommandLine::addPurpose}};
+        {"purpose", &CommandLine::addPurpose},       {"describe", &CommandLine::addDescribe}};
     const bool isOne = std::any_of(std::begin(kCommands), std::end(kCommands),
                                    [&](const auto& command) { return command.name == wanted; });
     for (const auto& command : kCommands)
       if (!isOne || command.name == wanted) (this->*command.add)();
+    addExamples(app_);
   }
 
   OutputFormat format() const { return json_ ? OutputFormat::JSON : OutputFormat::Text; }
@@ -272,6 +277,14 @@ class CommandLine {
     command->group("");
     command->add_option("--server", file_, "The menu's socket")->required();
     for (const auto* unused : {"--pluginType", "--pluginPath"}) command->add_option(unused);
+  }
+
+  void addDescribe() {
+    add("describe", "Print this command line as JSON; for its manual", [] {
+      CommandLine whole;
+      whole.addCommands("");
+      printJSON(describe(whole.app_));
+    })->group("");
   }
 
   void addDestination(CLI::App& connecting, const DestinationKind& kind) {
