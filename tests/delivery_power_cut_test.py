@@ -23,6 +23,8 @@ PHOTO = (SAMPLES / "photo.jpg").read_bytes()
 GROUP = "groups/group.com.kestrelworks.Tasklane/"
 SHARED = GROUP + "com.kestrelworks.Tasklane/"
 CHANGES = ("fsync", "fdatasync", "syncfs", "rename", "renameat2", "linkat", "mkdir", "write", "unlink")
+ODD = {"type": "future", "info": {"uuid": "ODD"}}  # of a later version, and so set aside
+DONE = (0, 65)
 MOST_KILLS = 4
 MOST_REPLAYS = 8
 
@@ -37,15 +39,15 @@ class Recorded:
                             "XDG_STATE_HOME": f"{folder}/state", "TASKLANE_NOTIFY_FOLDER": f"{folder}-notify"}
         for name in ("TODO_DIR", "TODO_FILE", "TODOTXT_CFG_FILE"):
             self.environment.pop(name, None)
-        self.write({SHARED + "actions.plist": plistlib.dumps({"actions": delivery.WAITING}),
+        self.write({SHARED + "actions.plist": plistlib.dumps({"actions": [ODD, *delivery.WAITING]}),
                     GROUP + "attachments/1.jpg": PHOTO, "home/x": b""} | self.others())
         self.connect()
         self.recording = power.Recording(folder, **self.environment)
         self.recording.settle()
         self.begin = len(self.recording.steps)
-        self.calls = self.recording.run("deliver", kill=kill)
+        self.calls = self.recording.run("deliver", kill=kill, codes=DONE)
         if kill:
-            self.recording.run("deliver")
+            self.recording.run("deliver", codes=DONE)
 
     def write(self, files):
         for path, contents in files.items():
@@ -56,7 +58,8 @@ class Recorded:
         pass
 
     def run(self, *arguments):
-        subprocess.run([PROGRAM, *arguments], env=self.environment, check=True, timeout=60, stdout=subprocess.DEVNULL)
+        process = subprocess.run([PROGRAM, *arguments], env=self.environment, timeout=60, capture_output=True)
+        assert process.returncode in DONE, process
 
     def replay(self, files):
         """What is wrong after a delivery on what a power cut has left."""
@@ -89,11 +92,13 @@ class Recorded:
             return "the photo is lost"
         if len(texts[MARKED]) != 1 or not (MARKED in queue or self.is_marked(texts[MARKED][0])):
             return f"the mark is lost: {texts[MARKED]}"
+        if ODD["info"]["uuid"] not in queue and not power.actions(files.get(SHARED + "set-aside.plist")):
+            return "what was refused is lost"
         if {OLD, NEW, MARKED} - received - set(queue):
             return f"there are no receipts of all; queue {queue}, receipts {received}"
         if is_over and queue:
             return f"{queue} still wait"
-        for name in ("containers", "items", "delivery"):
+        for name in ("containers", "items", "delivery", "set-aside"):
             if SHARED + name + ".plist" in files:
                 plistlib.loads(files[SHARED + name + ".plist"])
         return None

@@ -63,6 +63,7 @@ class Deliverer::Batch {
   std::vector<DeliveryReceipts::Receipt> newReceipts;
   PropertyList::Array refused;  // as they are set aside
   PropertyList::Array gone;     // delivered or refused: to be taken out of the queue
+  bool isRepetition = false;    // some of it a former process has noted, which may have been killed
   std::set<std::string> usedFiles;
   std::size_t waiting = 0;
   std::string problem;
@@ -78,6 +79,7 @@ class Deliverer::Batch {
       refuse(entry, kUnknown);
     } else if (action->type == TLXExternalActionType::New &&
                deliveredBefore_.contains(action->uuid)) {
+      isRepetition = true;
       isDone(entry, *action);
     } else {
       actions.push_back(std::move(*action));
@@ -183,18 +185,24 @@ Result<Deliverer::Summary> Deliverer::deliver(const Progress& progress) {
 }
 
 /// In this order, so that what ends the process at any step only repeats a step.
-Result<void> Deliverer::finish(const Batch& batch) {
+Result<void> Deliverer::finish(Batch& batch) {
   if (!batch.newReceipts.empty()) {
     if (const auto appended = receipts().append(batch.newReceipts); !appended) return appended;
   }
   if (!batch.refused.empty()) {
     const auto kept = changeSharedEntries(setAsidePresenter(), [&](PropertyList::Array& aside) {
-      for (const auto& entry : batch.refused)
-        if (std::none_of(aside.begin(), aside.end(),
-                         [&](const auto& other) { return isSameAction(entry, other); }))
-          aside.push_back(entry);
+      for (const auto& entry : batch.refused) {
+        const bool isThere = std::any_of(aside.begin(), aside.end(), [&](const auto& other) {
+          return isSameAction(entry, other);
+        });
+        batch.isRepetition |= isThere;
+        if (!isThere) aside.push_back(entry);
+      }
     });
     if (!kept) return kept;
+  }
+  if (batch.isRepetition) {
+    if (const auto flushed = receipts().flush(); !flushed) return flushed;
   }
   if (batch.gone.empty()) return {};
   std::set<std::string> stillNamed;

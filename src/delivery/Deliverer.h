@@ -80,7 +80,7 @@ class Deliverer {
 
  private:
   class Batch;
-  Result<void> finish(const Batch& batch);
+  Result<void> finish(Batch& batch);
   void noteState(const Batch& batch);
   std::string settingsText() const;
 

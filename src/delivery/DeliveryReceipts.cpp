@@ -180,15 +180,22 @@ std::vector<DeliveryAction> DeliveryReceipts::newTasksOfLast(std::chrono::second
     rest = rest.substr(0, begin);
     if (!receipt) continue;
     if (receipt->when < start) break;
-    if (receipt->when > now + time) continue;  // of a clock that was wrong
-    // The newest one says how it is now.
+    // The newest one says how it is now, also one of a clock that was wrong.
     const bool isHere = receipt->destination == destination;
     const bool isKind = receipt->type == kNewTask || receipt->type == kTakenBack;
-    if (isKind && seen.insert(receipt->action.uuid).second && isHere && receipt->type == kNewTask)
+    const bool isNewest = isKind && seen.insert(receipt->action.uuid).second;
+    if (isNewest && isHere && receipt->type == kNewTask && receipt->when <= now + time)
       tasks.push_back(std::move(receipt->action));
   }
   std::reverse(tasks.begin(), tasks.end());
   return tasks;
+}
+
+Result<void> DeliveryReceipts::flush() const {
+  const FileDescriptor file = openFile(path_, O_RDONLY | O_NOFOLLOW);
+  if (file ? ::fdatasync(file.get()) != 0 : errno != ENOENT)
+    return NSError::fromErrno(errno, "cannot flush " + path_);
+  return flushFolder(parentOfPath(path_));
 }
 
 Result<void> DeliveryReceipts::append(const std::vector<Receipt>& receipts) {

@@ -60,6 +60,8 @@ TEST_F(DeliveryReceiptsTest, NameWhatIsToBeLookedAfter) {
       receipt("taken back", 2, DeliveryReceipts::kTakenBack),
       receipt("new", 1),
       receipt("again", 1),
+      receipt("undone by a wrong clock", 1),
+      receipt("undone by a wrong clock", -3600, DeliveryReceipts::kTakenBack),
   }));
   const Clock::Fixed clock{NSDate(NSTimeInterval(kMorning))};
   std::vector<std::string> uuids;
