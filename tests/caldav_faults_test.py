@@ -193,6 +193,12 @@ class Faults(CalDAVTest):
         self.assertIn("has been changed since", self.error)
         self.run_program("deliver")
         self.assert_once([changed])
+        last = self.post("without a list for new ones")
+        self.run_program("deliver")
+        settings = self.folder / "home/.config/tasklane/config.toml"
+        settings.write_text(re.sub(r"(?m)^list = .*", 'list = "Nowhere"', settings.read_text()))
+        self.run_program("undo", last)
+        self.assertEqual(self.server.uids(), [changed])
 
 
 class ExactlyOnce(CalDAVTest):

@@ -36,6 +36,12 @@ std::optional<DeliveryAction> takeOutOfQueue(const std::optional<std::string>& u
   return taken;
 }
 
+/// By a delivery that was killed before it could take it out of the queue.
+bool wasDelivered(const std::string& uuid) {
+  const auto delivered = Deliverer::receipts().newTasks();
+  return delivered && delivered.value()->contains(uuid);
+}
+
 void sayTakenBack(const std::string& title) {
   print("Taken back: \"" + oneLine(title) + "\".\n");
   finishNews("It was taken back, but that could not be printed.");
@@ -76,9 +82,10 @@ void undo(const std::optional<std::string>& uuid) {
   // No delivery may be under way with the item that is to be taken back.
   const auto lock = inTurn([] { return DeliveryLock::take(DeliveryLock::Of::Delivery); });
   if (!lock) fail("Nothing was taken back", lock.error());
-  if (const auto taken = takeOutOfQueue(uuid)) return sayTakenBack(taken->title);
+  const auto taken = takeOutOfQueue(uuid);
+  if (taken && !wasDelivered(taken->uuid)) return sayTakenBack(taken->title);
 
-  const auto receipt = receiptOfTask(uuid);
+  const auto receipt = receiptOfTask(taken ? std::optional(taken->uuid) : uuid);
   const auto deliverer = makeDeliverer();
   requireConnected(*deliverer, receipt);
   const auto outcome = deliverer->destination().takeBack(receipt.action);

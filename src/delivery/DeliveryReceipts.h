@@ -42,7 +42,8 @@ class DeliveryReceipts {
   /// since. Reads no more than it has to.
   std::vector<DeliveryAction> newTasksOfLast(std::chrono::seconds time,
                                              const std::string& destination) const;
-  /// Has what a process that was killed may have left unflushed on the disk, names in the folder too.
+  /// Has what a process that was killed may have left unflushed on the disk, names in the folder
+  /// too.
   Result<void> flush() const;
   /// Flushed to disk when it returns. Very old receipts are dropped when there are many.
   Result<void> append(const std::vector<Receipt>& receipts);

@@ -237,7 +237,7 @@ DeliveryOutcome CalDAVDestination::takeBack(const DeliveryAction& action) {
   removeAttachments(action, folderOfKeptAttachments(action));
   account_.noteWithoutTask(address);
   account_.keepCopy();
-  return {Kind::Delivered, "taken out of " + target->list.title};
+  return {Kind::Delivered, "taken out of " + description()};
 }
 
 }  // namespace tasklane

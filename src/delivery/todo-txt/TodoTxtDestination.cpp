@@ -72,6 +72,8 @@ TodoTxtDestination::TodoTxtDestination(std::string path, ContendedFile::WhenMiss
 
 std::string TodoTxtDestination::folder() const { return parentOfPath(file_.path()); }
 
+std::string TodoTxtDestination::archivePath() const { return folder() + "/done.txt"; }
+
 std::string TodoTxtDestination::noteName(const DeliveryAction& action) const {
   return "notes/" + action.uuid + ".txt";
 }
@@ -130,7 +132,7 @@ void TodoTxtDestination::removeFiles(const DeliveryAction& action) const {
 /// The identities in the file that todo.sh moves completed lines to.
 Result<std::set<std::string, std::less<>>> TodoTxtDestination::archived() const {
   std::set<std::string, std::less<>> identities;
-  const auto text = NSFileManager::defaultManager().contentsAtPath(folder() + "/done.txt");
+  const auto text = NSFileManager::defaultManager().contentsAtPath(archivePath());
   if (!text && text.error().kind == NSError::Kind::FileNotFound) return identities;
   if (!text) return text.error();
   constexpr std::string_view kKey = "uuid:";
@@ -206,12 +208,12 @@ DeliveryOutcome TodoTxtDestination::carryOut(const DeliveryAction& action,
   auto index = contents.indexOf(action.uuid);
   bool changed = false;
   if (!index && action.type == TLXExternalActionType::New) {
-    if (isArchived) return {Kind::Delivered, folder() + "/done.txt", true};
+    if (isArchived) return {Kind::Delivered, archivePath(), true};
     index = contents.lines().size();
     contents.append(TodoTxtLine(lineOf(action)), action.uuid);
     changed = true;
   } else if (!index) {
-    return {Kind::Refused, isArchived ? "the task has been archived in " + folder() + "/done.txt"
+    return {Kind::Refused, isArchived ? "the task has been archived in " + archivePath()
                                       : "the task is not in " + file_.path() +
                                             " any more, or its text has changed since"};
   }
@@ -292,7 +294,10 @@ DeliveryOutcome TodoTxtDestination::takeBack(const DeliveryAction& action) {
     TodoTxtContents contents(text);
     const auto index = contents.indexOf(action.uuid);
     if (!index) {
-      outcome = {Kind::Refused, "it is not in " + file_.path() + " any more"};
+      const auto archive = archived();
+      const bool isArchived = archive && archive.value().contains(action.uuid);
+      outcome = {Kind::Refused, isArchived ? "it has been archived in " + archivePath()
+                                           : "it is not in " + file_.path() + " any more"};
       return std::nullopt;
     }
     auto& lines = contents.lines();

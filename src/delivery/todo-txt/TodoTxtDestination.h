@@ -37,6 +37,7 @@ class TodoTxtDestination : public Destination {
 
  private:
   std::string folder() const;
+  std::string archivePath() const;
   std::string noteName(const DeliveryAction& action) const;
   std::string lineOf(const DeliveryAction& action) const;
   std::vector<DeliveryOutcome> prepare(const std::vector<DeliveryAction>& actions,
