@@ -8,7 +8,7 @@ const MENUS = { page: "sharePage", selection: "shareSelection", link: "shareLink
 
 // What the sheet can take as a picture; anything else is shared by its address.
 const PICTURE_TYPES = ["image/jpeg", "image/png", "image/webp", "image/gif", "image/tiff", "image/heic", "image/heif",
-  "image/avif"];
+  "image/avif", "image/bmp"];
 
 /** What a function answers in frames of the tab, by their numbers; nothing of those where no script may run. */
 async function inFrames(tab, frames, func, ...args) {
@@ -72,18 +72,28 @@ async function shareImage(tab, { pageUrl, srcUrl, frameId = 0 }) {
 
 const SHARES = { page: sharePage, selection: shareSelection, link: shareLink, image: shareImage };
 
+async function explain(error, shared) {
+  const sentence = error instanceof SharingError ? error.message : String(error);
+  const { picture, ...words } = shared;
+  await browser.storage.session.set({ problem: { sentence, shared: words } });
+  await browser.action.setBadgeText({ text: "!" });
+  await browser.tabs.create({ url: browser.runtime.getURL("problem.html") });
+}
+
 async function share(kind, tab, about = {}) {
   let shared = {};
   try {
     shared = await SHARES[kind](tab, about);
-    await handOver(shared);
+    try {
+      await handOver(shared);
+    } catch (error) {
+      if (!shared.picture) throw error;
+      // Browsers show pictures that the sheet cannot take.
+      await handOver({ title: shared.title, url: about.srcUrl });
+    }
     await browser.action.setBadgeText({ text: "" });
   } catch (error) {
-    const sentence = error instanceof SharingError ? error.message : String(error);
-    const { picture, ...words } = shared;
-    await browser.storage.session.set({ problem: { sentence, shared: words } });
-    await browser.action.setBadgeText({ text: "!" });
-    await browser.tabs.create({ url: browser.runtime.getURL("problem.html") });
+    await explain(error, shared);
   }
 }
 
@@ -96,7 +106,8 @@ browser.runtime.onInstalled.addListener(async () => {
 browser.contextMenus.onClicked.addListener((about, tab) => share(about.menuItemId, tab, about));
 
 browser.action.onClicked.addListener(async (tab) => {
+  if (tab.url) return share("page", tab);
   // Chromium keeps the address of its own pages back, even from who may look at the tab; the person is asked once.
-  const mayTell = tab.url || await browser.permissions.request({ permissions: ["tabs"] });
-  await share("page", mayTell && !tab.url ? await browser.tabs.get(tab.id) : tab);
+  if (await browser.permissions.request({ permissions: ["tabs"] })) return share("page", await browser.tabs.get(tab.id));
+  return explain(new SharingError(browser.i18n.getMessage("pageKeptBack")), {});
 });

@@ -1,4 +1,5 @@
 """What cmake --install puts down works from there, and systemd takes the agent's unit."""
+import json
 import os
 import pathlib
 import shutil
@@ -17,6 +18,9 @@ class InstallTest(ProgramTest):
         posted = subprocess.run([prefix / "bin/tasklane", "share", "--post", "--text", "t"], env=self.environment,
                                 stdout=subprocess.PIPE)
         self.assertEqual((posted.returncode, len(self.actions())), (0, 1))
+        for folder in ("etc/chromium", "etc/opt/chrome", "lib/mozilla"):
+            manifest = prefix / folder / "native-messaging-hosts/com.kestrelworks.tasklane.json"
+            self.assertTrue(os.access(json.loads(manifest.read_text())["path"], os.X_OK), manifest)
         unit = prefix / "lib/systemd/user/tasklane-agent.service"
         start = next(line for line in unit.read_text().splitlines() if line.startswith("ExecStart="))
         self.assertEqual(start, f'ExecStart="{prefix}/lib/tasklane/Tasklane.app/tasklane" agent')

@@ -1,6 +1,7 @@
 """What a person shares from a browser, by the extension's key and context menus, and saves in the sheet."""
 import http.server
 import pathlib
+import struct
 import subprocess
 import tempfile
 import threading
@@ -16,6 +17,8 @@ PDF = b"""%PDF-1.4
 3 0 obj<</Type/Page/Parent 2 0 R/MediaBox[0 0 99 99]>>endobj
 trailer<</Root 1 0 R>>
 """
+# One pixel in a format that browsers show and the sheet does not take.
+ICON = struct.pack("<HHHBBBBHHIIIiiHHIIiiII8x", 0, 1, 1, 1, 1, 0, 0, 1, 32, 48, 22, 40, 1, 2, 1, 32, 0, 8, 0, 0, 0, 0)
 LARGE = 50 << 20
 # What a person marks, each far down a page of its own: paragraphs, and from where to where in the first and the last.
 MARKED = {
@@ -64,14 +67,13 @@ class Pages(http.server.BaseHTTPRequestHandler):
             headers["Set-Cookie"] = "key=right; SameSite=Strict; HttpOnly; Path=/"
             other = f"http://localhost:{self.server.server_port}"
             content = '<title>Pictures</title>' + "".join(
-                f'<p><img id="{each}" src="{source}" width="120">' for each, source in [
+                f'<img id="{each}" src="{source}" width="120" height="80"> ' for each, source in [
                     ("own", "/photo.jpg?own"), ("other", other + "/free.jpg"), ("drawing", "/drawing.svg"),
-                    ("large", "/large.jpg")])
-        elif name in ("photo.jpg", "large.jpg", "free.jpg"):
-            is_known = name == "free.jpg" or "key=right" in self.headers.get("Cookie", "")
-            content = picture_of(LARGE) if name == "large.jpg" else PHOTO
+                    ("large", "/large.jpg"), ("icon", "/icon.jpg")])
+        elif name.endswith(".jpg"):
+            content = {"large.jpg": picture_of(LARGE), "icon.jpg": ICON}.get(name, PHOTO)
             kind = "image/jpeg"
-            if not is_known:
+            if name != "free.jpg" and "key=right" not in self.headers.get("Cookie", ""):
                 self.send_error(403)
                 return
         elif name == "drawing.svg":
@@ -187,6 +189,7 @@ class BrowserShares:
         self.assertEqual(self.shared(self.browser.choose, "image", "#own"), ("Pictures", "/pictures", 1))
         self.assertEqual(self.shared(self.browser.choose, "image", "#drawing"), ("Pictures", "/pictures", 1))
         self.assertEqual(self.shared(self.browser.choose, "image", "#large"), ("Pictures", "/pictures", 1))
+        self.assertEqual(self.shared(self.browser.choose, "image", "#icon"), ("Pictures", "/icon.jpg", 0))
         title, note, attachments = self.shared(self.browser.choose, "image", "#other")
         self.assertEqual((title, attachments), ("Pictures", 0))
         self.assertRegex(note, "^http://localhost:[0-9]+/free.jpg$")
