@@ -133,6 +133,17 @@ class TakenBack(DeliveryTest):
         self.assertEqual(self.lines()[-2][:2], "x ")
         aside = self.run_json("status", "--json")["setAside"]
         self.assertEqual([entry["action"] for entry in aside], ["future U-0", 'new "odd"'])
+        # The newest, or it alone when it is named.
+        self.run_program("undo")
+        self.assertEqual(self.times()["U-2"], 0)
+        self.run_program("undo", "no/uuid")
+        self.assertEqual([entry["action"] for entry in self.run_json("status", "--json")["setAside"]], ["future U-0"])
+        self.assertFalse(photo.exists())
+        delivered = int(time.time())
+        wait_for("the next second", lambda: time.time() >= delivered + 1)
+        self.queue(refused)
+        self.run_program("deliver", code=65)
+        self.assertIn('"odd"', self.run_program("undo"))
 
 
 class ExactlyOnce(DeliveryTest):

@@ -1,3 +1,4 @@
+#include <iterator>
 #include <set>
 
 #include "Command.h"
@@ -5,34 +6,69 @@
 #include "common/OutOfMemory.h"
 #include "delivery/DeliveryLock.h"
 #include "delivery/QueuedActions.h"
+#include "delivery/SharedFileChange.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/property-lists/PropertyListLookup.h"
+#include "shared-store/EntryAttachments.h"
 #include "shared-store/TLXExternalAction.h"
+#include "shared-store/TLXExternalItem.h"
 
 namespace tasklane {
 
 namespace {
 
-/// Takes the newest queued new item, or the one with the uuid, out of the queue, with its
-/// attachments; none when there is no such entry.
+/// Takes the newest new item, or the one with the uuid, out of entries; none when there is none.
+std::optional<DeliveryAction> takeOutOf(PropertyList::Array& entries,
+                                        const std::optional<std::string>& uuid) {
+  for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+    auto action = deliveryActionOfEntry(*entry);
+    if (!action || action->type != TLXExternalActionType::New) continue;
+    if (uuid && action->uuid != *uuid) continue;
+    entries.erase(std::next(entry).base());
+    return action;
+  }
+  return std::nullopt;
+}
+
+void removeFilesOf(const DeliveryAction& action) {
+  for (const auto& path : action.attachments)
+    (void)NSFileManager::defaultManager().removeItemAtPath(path);
+}
+
+/// With its attachments.
 std::optional<DeliveryAction> takeOutOfQueue(const std::optional<std::string>& uuid) {
   std::optional<DeliveryAction> taken;
   TLXExternalAction::changeEntries(
       [&](const PropertyList::Array& entries) -> std::optional<PropertyList::Array> {
-        for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-          auto action = deliveryActionOfEntry(*entry);
-          if (!action || action->type != TLXExternalActionType::New) continue;
-          if (uuid && action->uuid != *uuid) continue;
-          taken = std::move(action);
-          auto left = entries;
-          left.erase(left.begin() + (entries.rend() - entry - 1));
-          return left;
-        }
-        return std::nullopt;
+        auto left = entries;
+        taken = takeOutOf(left, uuid);
+        return taken ? std::optional(std::move(left)) : std::nullopt;
       });
   if (const auto failure = failureOfLastChange(*TLXExternalAction::presenter())) throw *failure;
+  if (taken) removeFilesOf(*taken);
+  return taken;
+}
+
+/// Of what was refused; with nothing named only where nothing was delivered since.
+std::optional<DeliveryAction> takeOutOfSetAside(const std::optional<std::string>& uuid) {
+  const auto aside = entriesInSharedFile(kSetAsideFileName);
+  auto entries = aside ? aside.value() : PropertyList::Array{};
+  if (!uuid) {
+    const auto newest = Deliverer::receipts().receipts(1);
+    std::erase_if(entries, [&](const auto& entry) {
+      const auto since =
+          TLXExternalItem::sharedDateFormatter().dateFromString(textAt(&entry, "since"));
+      return !since || !newest ||
+             (!newest.value().empty() && *since <= newest.value().front().when);
+    });
+  }
+  const auto taken = takeOutOf(entries, uuid);
   if (!taken) return taken;
-  for (const auto& path : taken->attachments)
-    (void)NSFileManager::defaultManager().removeItemAtPath(path);
+  const auto removed =
+      changeSharedEntries(Deliverer::setAsidePresenter(),
+                          [&](PropertyList::Array& all) { (void)takeOutOf(all, taken->uuid); });
+  if (!removed) fail("Nothing was taken back", removed.error());
+  removeFilesOf(*taken);
   return taken;
 }
 
@@ -84,6 +120,9 @@ void undo(const std::optional<std::string>& uuid) {
   if (!lock) fail("Nothing was taken back", lock.error());
   const auto taken = takeOutOfQueue(uuid);
   if (taken && !wasDelivered(taken->uuid)) return sayTakenBack(taken->title);
+  if (!taken) {
+    if (const auto refused = takeOutOfSetAside(uuid)) return sayTakenBack(refused->title);
+  }
 
   const auto receipt = receiptOfTask(taken ? std::optional(taken->uuid) : uuid);
   const auto deliverer = makeDeliverer();
