@@ -61,8 +61,19 @@ void ShareViewController::beginRequestWithExtensionContext(
   noteText_.clear();
   initialText_.clear();
 
-  std::string note;
-  for (const auto& item : context->inputItems()) {
+  if (context->awaitsInput()) {
+    context->setInputHandler([load = beginLoad()](const auto& items) {
+      --*load.outstanding;
+      if (const auto sheet = std::dynamic_pointer_cast<ShareViewController>(load.sheet.lock()))
+        sheet->takeLateItems(items);
+    });
+  }
+  takeItems(context->inputItems());
+}
+
+void ShareViewController::takeItems(const NSExtensionContext::InputItems& items) {
+  std::string& note = noteText_;
+  for (const auto& item : items) {
     for (const auto& provider : item->attachments) addProvider(provider);
 
     const std::string title = item->attributedTitle.value_or("");
@@ -81,8 +92,19 @@ void ShareViewController::beginRequestWithExtensionContext(
       note += content.substr(firstLine);
     }
   }
-  noteText_ = note;
   showPhotos();
+}
+
+void ShareViewController::takeLateItems(const NSExtensionContext::InputItems& items) {
+  takeItems(items);
+  if (isViewLoaded() && !initialText_.empty()) {
+    // Behind what the person may have begun to type.
+    const std::string typed = contentText();
+    textView()->setText(typed.empty() ? initialText_ : typed + "\n" + initialText_);
+    textViewDidChange(textView());
+  }
+  if (!configItems_.empty()) showNoteMark(*notesConfigItem());
+  contentDidLoad();
 }
 
 void ShareViewController::addProvider(const std::shared_ptr<NSItemProvider>& provider) {

@@ -135,7 +135,7 @@ Result<void> ShareViewController::postContent() {
   return {};
 }
 
-void ShareViewController::queueItem(const std::vector<std::string>& attachments) {
+PropertyList ShareViewController::newItemInfo(const std::vector<std::string>& attachments) {
   PropertyListDictionary info;
   // A sheet that was not shown has no text area to be filled first, and no rows where none was
   // asked for: making them takes longer than the rest.
@@ -148,7 +148,15 @@ void ShareViewController::queueItem(const std::vector<std::string>& attachments)
     info.set("attachments", PropertyList::Array(attachments.begin(), attachments.end()));
   }
   if (!noteText_.empty()) info.set("notes", noteText_);
-  TLXExternalAction::newItemWithInfo(PropertyList(std::move(info)));
+  return info;
+}
+
+void ShareViewController::newItemWasQueued() {
+  if (hold_) hold_->wereQueued(attachmentFiles_);
+}
+
+void ShareViewController::queueItem(const std::vector<std::string>& attachments) {
+  TLXExternalAction::newItemWithInfo(newItemInfo(attachments));
   const auto& queue = TLXExternalAction::presenter();
   if (hold_ && queue && queue->lastChange()) hold_->wereQueued(attachments);
 }

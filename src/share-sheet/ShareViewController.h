@@ -44,6 +44,11 @@ class ShareViewController : public SLComposeServiceViewController {
   /// Notes, Project and Context, made on first use; the same three rows ever after.
   std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>> configurationItems() override;
 
+  /// The new item that didSelectPost() queues, for a program that queues several as one change;
+  /// and that it has done so.
+  PropertyList newItemInfo() { return newItemInfo(attachmentFiles_); }
+  void newItemWasQueued();
+
   /// The bar's right-hand button, or null without a bar.
   std::shared_ptr<UIBarButtonItem> postItem();
   /// The first navigation bar below a view, depth first.
@@ -93,6 +98,11 @@ class ShareViewController : public SLComposeServiceViewController {
   void sheetWillOpen() override;
   bool isContentLoading() const override { return *outstandingLoads_ > 0; }
 
+  /// Texts, links and pictures, as if they had been shared with the rest; of other files their
+  /// addresses.
+  bool canPaste(const UIPasteboardContents& contents) const override;
+  void paste(const UIPasteboardContents& contents) override;
+
  protected:
   /// Queues the item without the names of files that could not be written, and completes the
   /// request once it is on the disk.
@@ -120,6 +130,8 @@ class ShareViewController : public SLComposeServiceViewController {
   };
   struct LoadedPhoto;
   Load beginLoad();
+  void takeItems(const NSExtensionContext::InputItems& items);
+  void takeLateItems(const NSExtensionContext::InputItems& items);
   void addProvider(const std::shared_ptr<NSItemProvider>& provider);
   void addURL(const std::shared_ptr<NSItemProvider>& provider,
               const std::shared_ptr<SLComposeThumbnail>& place,
@@ -128,10 +140,13 @@ class ShareViewController : public SLComposeServiceViewController {
   static void loadPhoto(const std::shared_ptr<NSItemProvider>& provider, const std::string& type,
                         const PhotoLoad& load);
   void takePhoto(SLComposeThumbnail& place, LoadedPhoto& photo);
+  void addPictures(const std::vector<std::shared_ptr<NSItemProvider>>& providers);
+  void addToNote(const std::string& text);
   bool attach(const AttachmentFile::Namer& name, AttachmentFile& file);
   void showPhotos();
   void showNoteMark(SLComposeSheetConfigurationItem& row) const;
   void wearPalette();
+  PropertyList newItemInfo(const std::vector<std::string>& attachments);
   void queueItem(const std::vector<std::string>& attachments);
   std::vector<std::string> writtenFiles() const;
   void followCatalogue();

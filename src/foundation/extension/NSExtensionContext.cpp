@@ -6,8 +6,20 @@
 
 namespace tasklane {
 
-NSExtensionContext::NSExtensionContext(std::vector<std::shared_ptr<NSExtensionItem>> inputItems)
+NSExtensionContext::NSExtensionContext(InputItems inputItems)
     : inputItems_(std::move(inputItems)) {}
+
+std::shared_ptr<NSExtensionContext> NSExtensionContext::makeAwaitingInput() {
+  auto context = std::make_shared<NSExtensionContext>(InputItems{});
+  context->awaitsInput_ = true;
+  return context;
+}
+
+void NSExtensionContext::giveInput(InputItems items) {
+  inputItems_ = std::move(items);
+  awaitsInput_ = false;
+  if (const auto handler = std::exchange(inputHandler_, nullptr)) handler(inputItems_);
+}
 
 void NSExtensionContext::completeRequestReturningItems() { end(State::Completed); }
 

@@ -25,9 +25,19 @@ class NSExtensionItem : public NSObject {
 class NSExtensionContext : public NSObject {
  public:
   enum class State { Running, Completed, Cancelled };
+  using InputItems = std::vector<std::shared_ptr<NSExtensionItem>>;
 
-  explicit NSExtensionContext(std::vector<std::shared_ptr<NSExtensionItem>> inputItems);
-  const std::vector<std::shared_ptr<NSExtensionItem>>& inputItems() const { return inputItems_; }
+  explicit NSExtensionContext(InputItems inputItems);
+  const InputItems& inputItems() const { return inputItems_; }
+
+  /// A request whose input is not known yet; giveInput() follows, unless the request ends before.
+  static std::shared_ptr<NSExtensionContext> makeAwaitingInput();
+  bool awaitsInput() const { return awaitsInput_; }
+  void giveInput(InputItems items);
+  /// Called once, when the input that is awaited comes.
+  void setInputHandler(std::function<void(const InputItems& items)> handler) {
+    inputHandler_ = std::move(handler);
+  }
 
   /// Ends the request; only the first of the two calls counts. The reason of a cancellation goes to
   /// the console, unless it is that the person cancelled.
@@ -42,7 +52,9 @@ class NSExtensionContext : public NSObject {
   void end(State state);
   void callEndHandler();
 
-  std::vector<std::shared_ptr<NSExtensionItem>> inputItems_;
+  InputItems inputItems_;
+  bool awaitsInput_ = false;
+  std::function<void(const InputItems& items)> inputHandler_;
   std::function<void(State)> endHandler_;
   State state_ = State::Running;
 };

@@ -1,5 +1,6 @@
 #include "uikit/qt/Keyboard.h"
 
+#include <QClipboard>
 #include <QGuiApplication>
 #include <QInputMethod>
 #include <QKeyEvent>
@@ -7,6 +8,7 @@
 #include <cmath>
 
 #include "uikit/navigation/UISearchBar.h"
+#include "uikit/qt/Pasteboard.h"
 #include "uikit/qt/ViewPeer.h"
 #include "uikit/tables/UITableView.h"
 #include "uikit/views/UIViewController.h"
@@ -37,22 +39,6 @@ std::shared_ptr<View> nearestOfKind(const UIView& view) {
     if (root->viewController()) break;
   }
   return nullptr;
-}
-
-/// The controllers that hear of a key, from the view upwards; when the view is the window itself,
-/// from what is shown on top of everything.
-std::vector<std::shared_ptr<UIViewController>> controllersAbove(UIView& view) {
-  std::vector<std::shared_ptr<UIViewController>> found;
-  std::shared_ptr<UIResponder> start = sharedFrom(&view);
-  if (const auto* window = dynamic_cast<UIWindow*>(&view)) {
-    auto top = window->rootViewController();
-    while (top && top->presentedViewController()) top = top->presentedViewController();
-    start = top;
-  }
-  for (; start; start = start->nextResponder())
-    if (auto controller = std::dynamic_pointer_cast<UIViewController>(start))
-      found.push_back(std::move(controller));
-  return found;
 }
 
 void performEscape(UIView& view) {
@@ -98,6 +84,20 @@ void collect(UIView& view, std::vector<QWidget*>& found) {
 
 }  // namespace
 
+std::vector<std::shared_ptr<UIViewController>> controllersAbove(UIView& view) {
+  std::vector<std::shared_ptr<UIViewController>> found;
+  std::shared_ptr<UIResponder> start = sharedFrom(&view);
+  if (const auto* window = dynamic_cast<UIWindow*>(&view)) {
+    auto top = window->rootViewController();
+    while (top && top->presentedViewController()) top = top->presentedViewController();
+    start = top;
+  }
+  for (; start; start = start->nextResponder())
+    if (auto controller = std::dynamic_pointer_cast<UIViewController>(start))
+      found.push_back(std::move(controller));
+  return found;
+}
+
 void handleKeyWhileComposing(QKeyEvent& event) {
   QInputMethod& method = *QGuiApplication::inputMethod();
   if (event.key() == Qt::Key_Escape)
@@ -112,15 +112,20 @@ bool handleWindowKey(QKeyEvent& event, UIView& view) {
   const auto modifiers = event.modifiers() & ~Qt::KeypadModifier;
   const bool isPrimary = isReturn && modifiers == Qt::ControlModifier;
   const bool isEscape = event.key() == Qt::Key_Escape && modifiers == Qt::NoModifier;
-  if (!isPrimary && !isEscape) return false;
+  const bool isPaste =
+      event.matches(QKeySequence::Paste) && !dynamic_cast<const UITextInput*>(&view);
+  if (!isPrimary && !isEscape && !isPaste) return false;
   event.accept();
   // A key held down must not run through search, screen and sheet at once.
   if (event.isAutoRepeat()) return true;
   const auto keep = view.shared_from_this();
-  if (isEscape)
+  if (isEscape) {
     performEscape(view);
-  else
+  } else if (isPrimary) {
     performPrimaryAction(view);
+  } else if (const auto* copied = QGuiApplication::clipboard()->mimeData()) {
+    giveToScreen(*copied, view);
+  }
   return true;
 }
 

@@ -9,13 +9,19 @@ namespace tasklane {
 class UIView;
 class UITableView;
 class UISearchBar;
+class UIViewController;
 }  // namespace tasklane
 
 namespace tasklane::qt {
 
+/// The controllers that hear of a key, from the view upwards; when the view is the window itself,
+/// from what is shown on top of everything.
+std::vector<std::shared_ptr<UIViewController>> controllersAbove(UIView& view);
+
 /// The keys that mean the same everywhere in a window, asked from the view that has the keyboard:
-/// Escape (clears the search, goes back, cancels) and Ctrl+Return (does what the screen is there to
-/// do). Answers whether the event was one of them; the view may be gone afterwards.
+/// Escape (clears the search, goes back, cancels), Ctrl+Return (does what the screen is there to
+/// do) and, where no text is typed, Ctrl+V. Answers whether the event was one of them; the view may
+/// be gone afterwards.
 bool handleWindowKey(QKeyEvent& event, UIView& view);
 
 /// A key that reaches a text in which an input method composes belongs to the method: Escape drops

@@ -1,8 +1,10 @@
 #include "uikit/qt/TextViewPeer.h"
 
+#include <QDragEnterEvent>
 #include <QFocusEvent>
 #include <QInputMethodEvent>
 #include <QKeyEvent>
+#include <QMimeData>
 #include <QPainter>
 #include <QPlainTextEdit>
 #include <QScrollBar>
@@ -15,6 +17,7 @@
 
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
+#include "uikit/qt/Pasteboard.h"
 #include "uikit/qt/ScrollPeer.h"
 #include "uikit/qt/Settings.h"
 #include "uikit/qt/Text.h"
@@ -131,6 +134,41 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
     QPlainTextEdit::inputMethodEvent(event);
   }
 
+  bool canInsertFromMimeData(const QMimeData* source) const override {
+    return QPlainTextEdit::canInsertFromMimeData(source) ||
+           (view() && screenTakes(*source, *view()));
+  }
+
+  /// A text goes where the caret is, or where it is dropped; pictures and files to the screen.
+  void insertFromMimeData(const QMimeData* source) override {
+    const auto contents = contentsOf(*source, Picture::Skip);
+    const bool isText = !contents.text.empty() && contents.files.empty();
+    if (isText || !view() || !giveToScreen(*source, *view()))
+      QPlainTextEdit::insertFromMimeData(source);
+  }
+
+  void dragEnterEvent(QDragEnterEvent* event) override {
+    QPlainTextEdit::dragEnterEvent(event);
+    if (view() && isForScreen(*event)) offerDrop(*event, *view());
+  }
+
+  void dragMoveEvent(QDragMoveEvent* event) override {
+    QPlainTextEdit::dragMoveEvent(event);
+    if (view() && isForScreen(*event)) offerDrop(*event, *view());
+  }
+
+  void dropEvent(QDropEvent* event) override {
+    if (view() && isForScreen(*event)) {
+      // The editor shows where a text would fall until the drag is over.
+      QDragLeaveEvent leave;
+      QPlainTextEdit::dragLeaveEvent(&leave);
+      return takeDrop(*event, *view());
+    }
+    QPlainTextEdit::dropEvent(event);
+    // What another program has is copied: it would remove what it takes for moved.
+    if (event->source() != viewport() && event->isAccepted()) event->setDropAction(Qt::CopyAction);
+  }
+
   void focusInEvent(QFocusEvent* event) override {
     QPlainTextEdit::focusInEvent(event);
     if (view() && !view()->isFirstResponder()) view()->becomeFirstResponder();
@@ -140,6 +178,10 @@ class TextViewWidget : public QPlainTextEdit, public ViewWidget {
   }
 
  private:
+  static bool isForScreen(const QDropEvent& event) {
+    return isMoreThanText(contentsOf(*event.mimeData(), Picture::Skip));
+  }
+
   /// A finger moves by points, the editor's bar by lines.
   bool prepareToScroll(QScrollPrepareEvent& event) {
     const QScrollBar& bar = *verticalScrollBar();

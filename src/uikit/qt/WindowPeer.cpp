@@ -1,6 +1,7 @@
 #include "uikit/qt/WindowPeer.h"
 
 #include <QCloseEvent>
+#include <QDragEnterEvent>
 #include <QGuiApplication>
 #include <QImage>
 #include <QKeyEvent>
@@ -13,6 +14,7 @@
 
 #include "uikit/qt/Drawing.h"
 #include "uikit/qt/Keyboard.h"
+#include "uikit/qt/Pasteboard.h"
 #include "uikit/qt/UpdateQueue.h"
 
 namespace tasklane::qt {
@@ -48,9 +50,20 @@ class WindowWidget : public QWidget, public ViewWidget {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setAttribute(Qt::WA_QuitOnClose, false);
     setMinimumSize(kMinimumSize);
+    setAcceptDrops(true);
   }
 
  protected:
+  void dragEnterEvent(QDragEnterEvent* event) override {
+    if (view()) offerDrop(*event, *view());
+  }
+  void dragMoveEvent(QDragMoveEvent* event) override {
+    if (view()) offerDrop(*event, *view());
+  }
+  void dropEvent(QDropEvent* event) override {
+    if (view()) takeDrop(*event, *view());
+  }
+
   void paintEvent(QPaintEvent*) override {
     if (!view()) return;
     QPainter painter(this);

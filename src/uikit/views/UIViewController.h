@@ -15,6 +15,7 @@ namespace tasklane {
 
 class UINavigationController;
 class UIPresentationController;
+struct UIPasteboardContents;
 
 enum class UIStatusBarStyle { Default = 0, LightContent = 1 };
 
@@ -92,6 +93,15 @@ class UIViewController : public UIResponder {
   /// Ctrl+Return, from anywhere on the screen: what the screen is there to do. Answers whether it
   /// was taken; if not, the next responder's controller is asked.
   virtual bool performPrimaryAction() { return false; }
+  /// Something is dropped on the screen, or pasted where no text is typed, or is no text: whether
+  /// this controller takes such a thing (its picture may not be loaded yet); if not, the next
+  /// responder's controller is asked.
+  virtual bool canPaste(const UIPasteboardContents& contents) const {
+    (void)contents;
+    return false;
+  }
+  /// Takes it; called after canPaste() alone.
+  virtual void paste(const UIPasteboardContents& contents) { (void)contents; }
 
   std::shared_ptr<UIResponder> nextResponder() const override;
 
