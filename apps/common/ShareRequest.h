@@ -22,6 +22,8 @@ namespace tasklane {
 ///     {"type": "public.property-list", "results": {"url": "…", "selection": "…"}},
 ///     {"types": [{"type": "public.url", "url": "…"}, {"type": "public.image", "file": "…"}]}]}]}
 ///
+/// or {"items": [], "clipboard": "copied"} for what was copied, "selected" for what is marked, and
+/// with "cleanLinks": true without what tells who has followed a link (LinkCleaning.h).
 /// Everything in an item may be left out. A file may also be given as a file address. An attachment
 /// under "types" is one that can be loaded as any of them. A value; main thread.
 struct ShareRequest {
@@ -40,7 +42,12 @@ struct ShareRequest {
     std::vector<Attachment> attachments;
   };
 
+  enum class Clipboard { Copied, Selected };
+
   std::vector<Item> items;
+  /// Where the items are to be taken from once there is a display; there are none before.
+  std::optional<Clipboard> clipboard;
+  bool cleanLinks = false;
 
   /// Reads a document. Relative file names are taken from the given folder. An error names the
   /// place, as "/items/0/attachments/2/url": of kind Corrupt for what is wrong with the document.

@@ -15,6 +15,7 @@ namespace {
 using nlohmann::json;
 
 constexpr int kDeepest = 200;
+constexpr const char *kCopied = "copied", *kSelected = "selected";
 
 /// The first thing that is wrong with a document, on its way out of the readers below.
 struct Wrong {
@@ -102,16 +103,31 @@ class Reader {
   explicit Reader(std::string folder) : folder_(std::move(folder)) {}
 
   ShareRequest readRequest(const json& document) {
-    requireObject(document, "", {"items"});
+    requireObject(document, "", {"items", "clipboard", "cleanLinks"});
     if (!document.contains("items")) throw Wrong{"/items", "is missing"};
     ShareRequest request;
     const auto& items = requireArray(document["items"], "/items");
+    request.clipboard = readClipboard(document);
+    if (request.clipboard && !items.empty())
+      throw Wrong{"/clipboard", "goes only with empty \"items\""};
+    if (const auto clean = document.find("cleanLinks"); clean != document.end()) {
+      if (!clean->is_boolean()) throw Wrong{"/cleanLinks", "must be true or false"};
+      request.cleanLinks = clean->get<bool>();
+    }
     for (std::size_t i = 0; i < items.size(); ++i)
       request.items.push_back(readItem(items[i], childPlace("/items", i)));
     return request;
   }
 
  private:
+  static std::optional<ShareRequest::Clipboard> readClipboard(const json& document) {
+    const auto name = textForKey(document, "", "clipboard");
+    if (!name) return std::nullopt;
+    if (*name == kCopied) return ShareRequest::Clipboard::Copied;
+    if (*name == kSelected) return ShareRequest::Clipboard::Selected;
+    throw Wrong{"/clipboard", "must be \"copied\" or \"selected\""};
+  }
+
   ShareRequest::Item readItem(const json& value, const std::string& place) {
     requireObject(value, place, {"title", "text", "attachments"});
     ShareRequest::Item item{
@@ -218,7 +234,10 @@ std::string ShareRequest::JSON() const {
     }
     list.push_back(std::move(object));
   }
-  return json{{"items", list}}.dump(-1, ' ', false, json::error_handler_t::replace);
+  json document{{"items", list}};
+  if (clipboard) document["clipboard"] = *clipboard == Clipboard::Copied ? kCopied : kSelected;
+  if (cleanLinks) document["cleanLinks"] = true;
+  return document.dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
 }  // namespace tasklane

@@ -3,6 +3,7 @@
 //   share [--request FILE]                        shows the sheet
 //   share [--request FILE] --snapshot PNG [--scale N]   draws it, without a display
 //   share --standby                     waits, started, for a request that somebody hands over
+//   share --read copied|selected --picture-as PATH       prints what was copied as a request
 //
 // The request is a JSON document, from standard input unless a file is named.
 
@@ -11,6 +12,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,8 +20,10 @@
 #include <system_error>
 #include <utility>
 
+#include "ClipboardRequest.h"
 #include "common/BackgroundDelivery.h"
 #include "common/ExitCode.h"
+#include "common/LinkCleaning.h"
 #include "common/OutOfMemory.h"
 #include "common/ShareRequest.h"
 #include "common/Standby.h"
@@ -44,15 +48,24 @@ constexpr std::chrono::milliseconds kUntilNextIsStarted{250};
 constexpr std::chrono::milliseconds kLongestStandby = std::chrono::hours(1);
 constexpr double kSmallestScale = 0.5, kLargestScale = 8;
 constexpr const char* kUsageText =
-    "share [--request FILE] [--snapshot PNG [--scale N]], or share --standby; the request is a "
-    "JSON document, from "
-    "standard input unless a file is named.";
+    "share [--request FILE] [--snapshot PNG [--scale N]], or share --standby, or share --read "
+    "copied|selected --picture-as PATH; the request is a JSON document, from standard input unless "
+    "a file is named.";
 
 struct Arguments {
   std::optional<std::string> request, snapshot;
   double scale = 1;
   bool standsBy = false;
+  std::optional<ShareRequest::Clipboard> read;
+  std::string picturePath;
 };
+
+/// Whether the text names it.
+bool readClipboardName(const std::string& name, std::optional<ShareRequest::Clipboard>& into) {
+  if (name == "copied") into = ShareRequest::Clipboard::Copied;
+  if (name == "selected") into = ShareRequest::Clipboard::Selected;
+  return into.has_value();
+}
 
 /// None when the person has to be told how it is done.
 std::optional<Arguments> parse(int argc, char** argv) {
@@ -74,10 +87,13 @@ std::optional<Arguments> parse(int argc, char** argv) {
       arguments.scale = std::strtod(value.c_str(), &end);
       if (*end || !(arguments.scale >= kSmallestScale && arguments.scale <= kLargestScale))
         return {};
-    } else {
+    } else if (name == "--picture-as") {
+      arguments.picturePath = value;
+    } else if (name != "--read" || !readClipboardName(value, arguments.read)) {
       return {};
     }
   }
+  if (arguments.read) return arguments;
   if (!arguments.request && ::isatty(STDIN_FILENO)) return {};
   return arguments;
 }
@@ -87,24 +103,75 @@ int fail(ExitCode code, const std::string& sentence) {
   return static_cast<int>(code);
 }
 
-int failOnRequest(const NSError& error) {
-  return fail(exitCodeForInputError(error),
-              "the request cannot be used: " + error.description + ".");
-}
-
-Result<std::vector<std::shared_ptr<NSExtensionItem>>> inputItems(const Arguments& arguments) {
+Result<ShareRequest> readRequest(const Arguments& arguments) {
   const std::string file = arguments.request.value_or("/dev/stdin");
   const auto document = NSFileManager::defaultManager().contentsOfInputAtPath(file);
   if (!document) return document.error();
   // Files are named from where the request lies; one that comes through a pipe lies here.
   const std::string place = arguments.request ? file : "x";
-  const auto request = ShareRequest::requestFromJSON(
+  return ShareRequest::requestFromJSON(
       document.value(), NSURL::fileURLWithPath(place).URLByDeletingLastPathComponent().path());
-  if (!request) return request.error();
-  auto items = request.value().inputItems();
+}
+
+Result<std::vector<std::shared_ptr<NSExtensionItem>>> inputItems(const ShareRequest& request) {
+  auto items = request.inputItems();
   if (items)
-    for (const auto& sentence : request.value().warnings()) NSLog("share: " + sentence + ".");
+    for (const auto& sentence : request.warnings()) NSLog("share: " + sentence + ".");
   return items;
+}
+
+/// What is shared from the clipboard; the contents have to stay until it is loaded.
+Result<std::vector<std::shared_ptr<NSExtensionItem>>> copiedItems(
+    const UIPasteboardContents& contents, const ShareRequest& asked) {
+  auto request = requestFromPasteboard(contents, *asked.clipboard);
+  if (!request) return request.error();
+  if (asked.cleanLinks)
+    if (const auto news = removeTracking(request.value()); !news.empty())
+      NSLog("share: " + news + ".");
+  return inputItems(request.value());
+}
+
+/// One request on its way into the sheet.
+struct Share {
+  std::shared_ptr<NSExtensionContext> context;
+  /// What the clipboard held, while it is needed.
+  std::shared_ptr<const UIPasteboardContents> copied;
+  /// Why it was nothing; with a context, the sheet was there first, and its request is cancelled.
+  std::optional<NSError> fault;
+};
+
+int failOn(const Share& share) {
+  const char* what = share.copied ? "" : "the request cannot be used: ";
+  return fail(exitCodeForInputError(*share.fault), what + share.fault->description + ".");
+}
+
+/// The toolkit has been started where the request is taken from the clipboard.
+std::shared_ptr<Share> beginShare(const Result<ShareRequest>& read) {
+  auto share = std::make_shared<Share>();
+  if (!read) {
+    share->fault = read.error();
+    return share;
+  }
+  const ShareRequest& request = read.value();
+  if (!request.clipboard) {
+    auto items = inputItems(request);
+    if (items) {
+      share->context = std::make_shared<NSExtensionContext>(std::move(items).value());
+    } else {
+      share->fault = items.error();
+    }
+    return share;
+  }
+  share->context = NSExtensionContext::makeAwaitingInput();
+  backend::readPasteboard(pasteboardFor(*request.clipboard),
+                          [share, request](const UIPasteboardContents& contents) {
+                            share->copied = std::make_shared<UIPasteboardContents>(contents);
+                            auto items = copiedItems(contents, request);
+                            if (items) return share->context->giveInput(std::move(items).value());
+                            share->fault = items.error();
+                            share->context->cancelRequestWithError({NSError::Kind::Cancelled, {}});
+                          });
+  return share;
 }
 
 std::string programPath() { return NSBundle::mainBundle()->bundlePath() + "/share"; }
@@ -123,17 +190,22 @@ void startToolkit(int& argc, char** argv) {
 }
 
 /// Shows the sheet of a request until its end, and has a process started for the next one.
-int runSheet(const std::shared_ptr<NSExtensionContext>& context,
-             const standby::Environment& environment, int hangUp = -1) {
+int runSheet(const std::shared_ptr<Share>& share, const standby::Environment& environment,
+             int hangUp = -1) {
   bool isStarted = false;
   const auto startNext = [&] {
     if (!std::exchange(isStarted, true) && !backend::isAssistiveProgramConnected())
       standby::startProcess(programPath(), environment);
   };
   const auto soon = NSRunLoop::mainRunLoop().addTimer(kUntilNextIsStarted, startNext);
-  const int code = NSExtensionMain(context, hangUp);
+  const int code = NSExtensionMain(share->context, hangUp);
   startNext();
-  return code;
+  return share->fault ? failOn(*share) : code;
+}
+
+void afterSheet(int code) {
+  if (code == static_cast<int>(ExitCode::Done)) deliverInBackground();
+  sweepAttachments();
 }
 
 /// Everything that can be done before there is a request; then waits for one.
@@ -161,18 +233,17 @@ int standBy(int& argc, char** argv, const standby::Environment& environment) {
   }
   if (call != standby::Place::Call::Taken) return static_cast<int>(ExitCode::Done);
 
-  auto items = inputItems({});
-  if (!items) {
-    const int code = failOnRequest(items.error());
-    place->finish(code);
-    return code;
-  }
-  const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
-  const int code = runSheet(context, environment, place->caller());
+  const auto share = beginShare(readRequest({}));
+  const int code = share->fault ? failOn(*share) : runSheet(share, environment, place->caller());
   place->finish(code);
-  if (code == static_cast<int>(ExitCode::Done)) deliverInBackground();
-  sweepAttachments();
+  if (!share->fault) afterSheet(code);
   return code;
+}
+
+int draw(const Share& share, const Arguments& arguments) {
+  const auto drawn = NSExtensionSnapshot(share.context, *arguments.snapshot, arguments.scale);
+  if (!drawn) return fail(ExitCode::WriteFailed, drawn.error().description + ".");
+  return static_cast<int>(ExitCode::Done);
 }
 
 int run(int argc, char** argv) {
@@ -180,20 +251,22 @@ int run(int argc, char** argv) {
   const auto arguments = parse(argc, argv);
   if (!arguments) return fail(ExitCode::Usage, kUsageText);
   if (arguments->standsBy) return standBy(argc, argv, environment);
-  auto items = inputItems(*arguments);
-  if (!items) return failOnRequest(items.error());
-  const auto context = std::make_shared<NSExtensionContext>(std::move(items).value());
-  if (arguments->snapshot) ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
-  startToolkit(argc, argv);
-  if (!arguments->snapshot) {
-    const int code = runSheet(context, environment);
-    if (code == static_cast<int>(ExitCode::Done)) deliverInBackground();
-    sweepAttachments();
-    return code;
+  if (arguments->read) {
+    startToolkit(argc, argv);
+    return printClipboardRequest(*arguments->read, arguments->picturePath);
   }
-  const auto drawn = NSExtensionSnapshot(context, *arguments->snapshot, arguments->scale);
-  if (!drawn) return fail(ExitCode::WriteFailed, drawn.error().description + ".");
-  return static_cast<int>(ExitCode::Done);
+  const auto request = readRequest(*arguments);
+  if (arguments->snapshot) ::setenv("QT_QPA_PLATFORM", "offscreen", 1);
+  // What is wrong with a request is found out sooner than that there is no display.
+  const bool needsToolkit = request && request.value().clipboard;
+  if (needsToolkit) startToolkit(argc, argv);
+  const auto share = beginShare(request);
+  if (share->fault) return failOn(*share);
+  if (!needsToolkit) startToolkit(argc, argv);
+  if (arguments->snapshot) return draw(*share, *arguments);
+  const int code = runSheet(share, environment);
+  afterSheet(code);
+  return code;
 }
 
 }  // namespace

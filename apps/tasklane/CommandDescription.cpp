@@ -28,6 +28,8 @@ constexpr struct {
     {"tasklane share", "tasklane share --url https://example.org/ --post --project Home"},
     {"tasklane share", "tasklane share 'tasklane:add?title=Buy%20milk'"},
     {"tasklane share", "tasklane share --title \"Buy milk\" --snapshot sheet.png --scale 2"},
+    {"tasklane share", "tasklane share --clipboard"},
+    {"tasklane share", "tasklane share --batch list.txt --post --project Home"},
     {"tasklane share", "produce-request | tasklane share --request -"},
     {"tasklane queue", "tasklane queue --json"},
     {"tasklane queue", "tasklane queue take > actions.json"},

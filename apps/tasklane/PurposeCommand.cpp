@@ -12,7 +12,7 @@
 
 #include "Command.h"
 #include "ShareCommand.h"
-#include "SharedWords.h"
+#include "common/SharedWords.h"
 #include "foundation/base/FileDescriptor.h"
 #include "foundation/base/FileSystem.h"
 

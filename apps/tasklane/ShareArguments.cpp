@@ -4,7 +4,9 @@
 #include <map>
 
 #include "Command.h"
-#include "SharedWords.h"
+#include "TasklaneAddress.h"
+#include "common/LinkCleaning.h"
+#include "common/SharedWords.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/extension/UTType.h"
 #include "foundation/files/NSURL.h"
@@ -51,6 +53,21 @@ ShareArguments::ShareArguments(CLI::App& command) : command_(command) {
   item_ = command.add_flag("--item")->description("Begins the next input item");
   command.add_option("--request", requestFile_, "A JSON request instead, from a file or - (stdin)")
       ->type_name("FILE");
+  command.add_flag("--clipboard", copied_, "What was copied instead: text, link, picture, files");
+  command.add_flag("--selection-clipboard", selected_,
+                   "The text that is marked at present instead");
+  auto* batch = command
+                    .add_option("--batch", batchFile_,
+                                "With --post: many items, from a file or - (stdin): a request or "
+                                "an item as JSON on each line, or a list with bullets")
+                    ->type_name("FILE");
+  command
+      .add_flag("--skip-bad-lines", skipsBadLines_,
+                "Save a batch without the lines that cannot be used; otherwise nothing is saved")
+      ->needs(batch);
+  command.add_flag(
+      "--clean-links", cleanLinks_,
+      "Remove from addresses what only tells who follows them (utm_source, fbclid, …)");
   command.add_flag("--post", post_, "Save without showing the sheet");
   command.add_flag("--detach", detach_,
                    "Return as soon as all that is shared is in the hands of a process of its own");
@@ -132,28 +149,78 @@ ShareRequest ShareArguments::requestFromWords() const {
   return std::move(request).value();
 }
 
-ShareRequest ShareArguments::request() const {
+std::optional<ShareRequest::Clipboard> ShareArguments::clipboard() const {
+  if (copied_) return ShareRequest::Clipboard::Copied;
+  if (selected_) return ShareRequest::Clipboard::Selected;
+  return std::nullopt;
+}
+
+void ShareArguments::check() const {
   const bool isAddress = !words_.empty() && isTasklaneAddress(words_.front());
   if (isAddress && post_) throw usage("A tasklane: address is never saved without the sheet.");
-  if (requestFile_.empty() && !isAddress)
-    return words_.empty() ? requestFromOptions() : requestFromWords();
+  for (const CLI::Option* option : {project_, context_, note_})
+    if (isGiven(*option) && !post_) throw usage(option->get_name() + " goes only with --post.");
+  if (isGiven(*snapshot_) && (post_ || clipboard()))
+    throw usage("--snapshot does not go together with --post or a clipboard.");
+  if (detach_ && (post_ || isGiven(*snapshot_)))
+    throw usage("--detach goes neither with --post nor with --snapshot.");
+
+  if (!batchFile_.empty() && !post_)
+    throw usage("A batch is saved without showing the sheet; add --post.");
+  if (!batchFile_.empty() && isGiven(*note_))
+    throw usage("--note does not go together with --batch.");
+
+  std::vector<std::string> wholes;  // what says all that is shared
+  if (isAddress) wholes.emplace_back("a tasklane: address");
+  if (!requestFile_.empty()) wholes.emplace_back("--request");
+  if (copied_) wholes.emplace_back("--clipboard");
+  if (selected_) wholes.emplace_back("--selection-clipboard");
+  if (!batchFile_.empty()) wholes.emplace_back("--batch");
+  if (wholes.empty()) return;
+  const auto refuse = [&](const std::string& other) {
+    throw usage(other + " does not go together with " + wholes.front() + ".");
+  };
+  if (wholes.size() > 1) refuse(wholes.back());
   for (const auto* option : {item_, title_, text_, url_, page_, selection_, image_, file_})
-    if (option->count() > 0)
-      throw usage(option->get_name() + " does not go together with " +
-                  (isAddress ? "a tasklane: address." : "--request."));
-  if (!words_.empty() && !requestFile_.empty())
-    throw usage(words_.front() + " does not go together with --request.");
-  return isAddress ? requestFromWords() : requestFromFile(requestFile_);
+    if (isGiven(*option)) refuse(option->get_name());
+  if (!words_.empty() && !isAddress) refuse(words_.front());
+}
+
+ShareRequest ShareArguments::request() const {
+  ShareRequest request;
+  if (!requestFile_.empty()) {
+    request = requestFromFile(requestFile_);
+  } else if (!clipboard()) {
+    request = words_.empty() ? requestFromOptions() : requestFromWords();
+    const bool isText = words_.empty() || isTasklaneAddress(words_.front());
+    for (auto& item : request.items)
+      if (isText) sortOutLink(item);
+  } else {
+    request.clipboard = clipboard();
+  }
+  request.cleanLinks |= cleanLinks_;
+  if (request.clipboard && post_) request.items = requestFromClipboard(*request.clipboard).items;
+  if (!request.clipboard || post_) clean(request);
+  return request;
+}
+
+void ShareArguments::clean(ShareRequest& request) const {
+  const auto news = request.cleanLinks || cleanLinks_ ? removeTracking(request) : std::string();
+  if (!news.empty()) NSLog("tasklane: " + oneLine(news) + ".");
+}
+
+void ShareArguments::runBatch() const {
+  auto batch = batchFromFile(batchFile_);
+  for (auto& entry : batch.entries) clean(entry.request);
+  requireContainer();
+  postBatch(std::move(batch), skipsBadLines_ ? BadLines::Skip : BadLines::Refuse,
+            {textOf(*project_), textOf(*context_), std::nullopt});
 }
 
 void ShareArguments::run() {
   if (!post_) readSheetAhead();
-  for (const CLI::Option* option : {project_, context_, note_})
-    if (isGiven(*option) && !post_) throw usage(option->get_name() + " goes only with --post.");
-  if (post_ && isGiven(*snapshot_)) throw usage("--snapshot does not go together with --post.");
-  if (detach_ && (post_ || isGiven(*snapshot_)))
-    throw usage("--detach goes neither with --post nor with --snapshot.");
-
+  check();
+  if (!batchFile_.empty()) return runBatch();
   const auto shared = request();
   const auto items = shared.inputItems();
   if (!items)

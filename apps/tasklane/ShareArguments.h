@@ -24,9 +24,14 @@ class ShareArguments {
   CLI::Option* addText(const std::string& name, const std::string& description);
   /// May be repeated.
   CLI::Option* addOrdered(const std::string& name, const std::string& description);
+  /// For what contradicts itself.
+  void check() const;
   ShareRequest requestFromOptions() const;
   ShareRequest requestFromWords() const;
   ShareRequest request() const;
+  std::optional<ShareRequest::Clipboard> clipboard() const;
+  void clean(ShareRequest& request) const;
+  void runBatch() const;
 
   CLI::App& command_;
   CLI::Option* item_;
@@ -43,7 +48,10 @@ class ShareArguments {
   CLI::Option* snapshot_;
   CLI::Option* scale_;
   std::vector<std::string> words_;
-  std::string requestFile_;
+  std::string requestFile_, batchFile_;
+  bool skipsBadLines_ = false;
+  bool copied_ = false, selected_ = false;
+  bool cleanLinks_ = false;
   bool post_ = false;
   bool detach_ = false;
 };

@@ -24,17 +24,13 @@ namespace tasklane {
 
 namespace {
 
-std::string sheetProgram() {
-  return NSBundle::mainBundle()->builtInPlugInsPath() + "/Share.appex/share";
-}
-
 bool isSet(const char* variable) {
   const char* value = std::getenv(variable);
   return value && *value;
 }
 
 void requireDisplay() {
-  if (!isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY") && !isSet("QT_QPA_PLATFORM"))
+  if (!hasDisplay())
     throw Failure{ExitCode::Usage,
                   "There is no display to show the sheet on; add --post to save without a window."};
 }
@@ -66,6 +62,14 @@ void standAlone() {
 
 }  // namespace
 
+std::string sheetProgram() {
+  return NSBundle::mainBundle()->builtInPlugInsPath() + "/Share.appex/share";
+}
+
+bool hasDisplay() {
+  return isSet("DISPLAY") || isSet("WAYLAND_DISPLAY") || isSet("QT_QPA_PLATFORM");
+}
+
 void readSheetAhead() {
   constexpr off_t kLoadedPart = 4 << 20;  // debugging information may follow it
   for (const std::string& program : {std::string("/proc/self/exe"), sheetProgram()}) {
@@ -74,20 +78,41 @@ void readSheetAhead() {
   }
 }
 
-ShareRequest requestFromFile(const std::string& file) {
-  const std::string name = file == "-" ? "The request on standard input" : "The request " + file;
-  const auto document = NSFileManager::defaultManager().contentsOfInputAtPath(file);
-  if (!document)
+namespace {
+
+/// The text of a file that a person has named, and the folder that its names of files are from.
+struct Document {
+  std::string name, text, folder;
+};
+
+Document documentInFile(const std::string& kind, const std::string& file) {
+  Document document;
+  document.name = "The " + kind + (file == "-" ? " on standard input" : " " + file);
+  auto text = NSFileManager::defaultManager().contentsOfInputAtPath(file);
+  if (!text)
     throw Failure{ExitCode::MissingInput,
-                  name + " cannot be read: " + document.error().description + "."};
-  const std::string folder = NSURL::fileURLWithPath(file == "-" ? std::string("x") : file)
-                                 .URLByDeletingLastPathComponent()
-                                 .path();
-  auto request = ShareRequest::requestFromJSON(document.value(), folder);
+                  document.name + " cannot be read: " + text.error().description + "."};
+  document.text = std::move(text).value();
+  document.folder = NSURL::fileURLWithPath(file == "-" ? std::string("x") : file)
+                        .URLByDeletingLastPathComponent()
+                        .path();
+  return document;
+}
+
+}  // namespace
+
+ShareRequest requestFromFile(const std::string& file) {
+  const auto document = documentInFile("request", file);
+  auto request = ShareRequest::requestFromJSON(document.text, document.folder);
   if (!request)
     throw Failure{exitCodeForInputError(request.error()),
-                  name + " cannot be used: " + request.error().description + "."};
+                  document.name + " cannot be used: " + request.error().description + "."};
   return std::move(request).value();
+}
+
+ShareBatch batchFromFile(const std::string& file) {
+  const auto document = documentInFile("batch", file);
+  return ShareBatch::fromText(document.text, document.folder);
 }
 
 void openSheet(const ShareRequest& request, const std::optional<SnapshotOptions>& snapshot) {

@@ -5,13 +5,26 @@
 #include <string>
 #include <vector>
 
+#include "ShareBatch.h"
 #include "common/ShareRequest.h"
 
 /// Starting a share.
 namespace tasklane {
 
+/// The extension's program, which is in its bundle.
+std::string sheetProgram();
+/// Whether there may be a display to show something on.
+bool hasDisplay();
+
 /// The request of a JSON file, or of standard input for "-".
 ShareRequest requestFromFile(const std::string& file);
+
+/// The batch of a file, or of standard input for "-".
+ShareBatch batchFromFile(const std::string& file);
+
+/// What was copied or is marked, read by the sheet's program, which knows displays. A picture lies
+/// in a descriptor that stays open.
+ShareRequest requestFromClipboard(ShareRequest::Clipboard clipboard);
 
 /// Has the programs that a sheet needs read from the disk in one go, where they are not in memory.
 /// They would be read piece by piece otherwise, as they come to be executed, each waited for, which
@@ -46,5 +59,12 @@ struct PostOptions {
 /// Interrupted meanwhile, or on any failure, it leaves no trace.
 void postWithoutWindow(const std::vector<std::shared_ptr<NSExtensionItem>>& items,
                        const PostOptions& options);
+
+/// Whether lines of a batch that cannot be used are told and left out, or keep all from being
+/// saved.
+enum class BadLines { Refuse, Skip };
+/// The same for each entry of a batch: all are queued as one change, or none, and printed as one
+/// array.
+void postBatch(ShareBatch batch, BadLines badLines, const PostOptions& options);
 
 }  // namespace tasklane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,15 +14,9 @@ namespace tasklane {
 /// error of kind FileNotFound for a path at which nothing is.
 Result<void> addSharedWords(const std::vector<std::string>& words, ShareRequest::Item& item);
 
-/// Whether a word is an address of this program's own scheme.
-bool isTasklaneAddress(const std::string& word);
+/// Adds a line to a text, which begins with it where there is none.
+void addLine(std::optional<std::string>& text, const std::string& line);
 
-/// The request of an address such as
-///
-///   tasklane:add?title=Buy%20milk&text=two%20litres&url=https%3A%2F%2Fexample.org%2F
-///
-/// of which each part may be left out, and which anybody may have written: it names no files, and
-/// its web address is one. An error of kind Corrupt says what is wrong with it.
-Result<ShareRequest> requestFromTasklaneAddress(const std::string& address);
+ShareRequest::Attachment attachmentOfAddress(const std::string& address);
 
 }  // namespace tasklane
