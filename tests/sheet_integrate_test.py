@@ -90,6 +90,23 @@ class Integrate(ProgramTest):
             **self.environment, "QT_QPA_PLATFORM": "", "NAUTILUS_SCRIPT_SELECTED_URIS": picture.as_uri() + "\n"})
         self.assertIn("no display", refused.stderr)
 
+    def test_browsers(self):
+        home = self.folder / "home"
+        places = {"firefox": home / ".mozilla/native-messaging-hosts", "chromium": home / "config/chromium/NativeMessagingHosts"}
+        for folder in places.values():
+            folder.parent.mkdir(parents=True)
+        (home / "snap/firefox").mkdir(parents=True)
+        self.run_program("integrate", "--install", *places)
+        for browser, folder in places.items():
+            manifest = json.loads((folder / "com.kestrelworks.tasklane.json").read_bytes())
+            self.assertEqual(manifest["path"], os.path.dirname(PROGRAM) + "/tasklane-browser-host")
+            self.assertEqual(self.states()[browser], "works")
+            (folder / "com.kestrelworks.tasklane.json").write_text(json.dumps({**manifest, "path": "/bin/false"}))
+            self.assertEqual(self.states(code=69)[browser], "broken")
+            self.run_program("integrate", "--remove", browser)
+            self.assertEqual(list(folder.iterdir()), [])
+        self.assertIn("javascript:", self.run_program("integrate"))
+
     def states(self, **options):
         return {finding["way"]: finding["state"] for finding in self.run_json("doctor", "--json", **options)}
 

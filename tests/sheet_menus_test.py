@@ -170,6 +170,7 @@ class Menus(AccessibleDesktop):
         files.mkdir()
         shutil.copy(self.picture, files)
         thunar = self.desktop.start(["thunar", files])
+        self.addCleanup(thunar.kill)  # an open menu has the keyboard
         def context_menu():
             window = self.desktop.output(["xdotool", "search", "--onlyvisible", "--class", "thunar"]).split()
             if not window:
@@ -178,7 +179,7 @@ class Menus(AccessibleDesktop):
             self.desktop.keys("ctrl+a", "shift+F10")
             return "Send To" in (element.get_name() for element in self.elements())
         self.find("directory pane", "Icon view")
-        self.see("the file's menu", context_menu)
+        wait_for("the file's menu", context_menu)
         self.do(self.find("menu item", "Tasklane"))
         wait_for("the sheet's window", self.desktop.windows)
         thunar.kill()

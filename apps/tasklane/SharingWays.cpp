@@ -96,10 +96,13 @@ std::vector<Way> sandboxedBrowsers() {
       {"/.var/app/com.microsoft.Edge", "Edge (Flatpak)"},
       {"/snap/firefox", "Firefox (Snap)"},
       {"/snap/chromium", "Chromium (Snap)"}};
+  const auto nameOf = [](const std::string& folder) {
+    return nameInPath(folder) + (folder.starts_with("/snap/") ? "-snap" : "");
+  };
   std::vector<Way> ways;
   for (const auto& [folder, program] : kFolders)
     if (exists(variable("HOME") + folder))
-      ways.push_back({nameInPath(folder), program, Way::Kind::Sandboxed, true, {}});
+      ways.push_back({nameOf(folder), program, Way::Kind::Sandboxed, true, {}});
   return ways;
 }
 
