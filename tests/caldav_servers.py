@@ -205,7 +205,14 @@ class FrontHandler(http.server.BaseHTTPRequestHandler):
         if self.command != "HEAD":
             self.wfile.write(body)
 
-    def drop_after_storing(self):
-        self.passed_on()
+    def drop(self):
         self.connection.shutdown(socket.SHUT_RDWR)
         self.close_connection = True
+
+    def drop_after_storing(self):
+        self.passed_on()
+        self.drop()
+
+    def drop_in_the_middle(self):
+        self.wfile.write(b"HTTP/1.1 207 x\r\nContent-Length: 99\r\n\r\n<a")
+        self.drop()

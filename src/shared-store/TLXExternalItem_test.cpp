@@ -99,49 +99,37 @@ TEST_F(TLXExternalItemTest, KeepsARecordThroughTheFile) {
 
 TEST_F(TLXExternalItemTest, ReadsAndWritesEveryPropertyUnderItsOwnKey) {
   using Item = TLXExternalItem;
-  const NSDate noon = utc(2026, 5, 5, 12, 0);
-  const char* noonText = "2026-05-05-14:00:00 +0200";
-  const struct {
-    const char* key;
-    PropertyList written;
-    std::function<void(Item&)> set;
-    std::function<bool(const Item&)> isSet;
-  } cases[] = {
-      {"uuid", "x", [](Item& i) { i.setUuid("x"); }, [](const Item& i) { return i.uuid() == "x"; }},
-      {"title", "x", [](Item& i) { i.setTitle("x"); },
-       [](const Item& i) { return i.title() == "x"; }},
-      {"subtitle", "x", [](Item& i) { i.setSubtitle("x"); },
-       [](const Item& i) { return i.subtitle() == "x"; }},
-      {"due", noonText, [&](Item& i) { i.setDueDate(noon); },
-       [&](const Item& i) { return i.dueDate() == noon; }},
-      {"defer", noonText, [&](Item& i) { i.setDeferDate(noon); },
-       [&](const Item& i) { return i.deferDate() == noon; }},
-      {"flagged", true, [](Item& i) { i.setFlagged(true); },
-       [](const Item& i) { return i.isFlagged() && i.isEffectivelyFlagged(); }},
-      {"parentFlagged", true, [](Item& i) { i.setParentFlagged(true); },
-       [](const Item& i) { return i.isParentFlagged() && i.isEffectivelyFlagged(); }},
-      {"repeats", true, [](Item& i) { i.setRepeats(true); },
-       [](const Item& i) { return i.repeats(); }},
-      {"blocked", true, [](Item& i) { i.setBlocked(true); },
-       [](const Item& i) { return i.isBlocked(); }},
-      {"inbox", true, [](Item& i) { i.setInboxItem(true); },
-       [](const Item& i) { return i.isInboxItem(); }},
-      {"onlyBlockedByDeferDate", true, [](Item& i) { i.setOnlyBlockedByDeferDate(true); },
-       [](const Item& i) { return i.isOnlyBlockedByDeferDate(); }}};
-  for (const auto& each : cases) {
-    SCOPED_TRACE(each.key);
-    // What a record without anything holds, and this one key.
+  // What a record without anything holds, and this one key.
+  const auto check = [](const char* key, const PropertyList& written, auto set, auto get,
+                        const auto& value) {
+    SCOPED_TRACE(key);
     PropertyListDictionary expected;
-    for (const char* key :
+    for (const char* flag :
          {"flagged", "parentFlagged", "repeats", "blocked", "inbox", "onlyBlockedByDeferDate"})
-      expected.set(key, false);
-    expected.set(each.key, each.written);
+      expected.set(flag, false);
+    expected.set(key, written);
     Item item;
-    EXPECT_FALSE(each.isSet(item));
-    each.set(item);
+    EXPECT_FALSE((item.*get)() == value);
+    (item.*set)(value);
     EXPECT_EQ(item.propertyList(), PropertyList(expected));
-    EXPECT_TRUE(each.isSet(Item(PropertyListDictionary{{each.key, each.written}})));
-  }
+    EXPECT_TRUE((Item(PropertyListDictionary{{key, written}}).*get)() == value);
+  };
+  const std::optional<std::string> text = "x";
+  check("uuid", "x", &Item::setUuid, &Item::uuid, text);
+  check("title", "x", &Item::setTitle, &Item::title, text);
+  check("subtitle", "x", &Item::setSubtitle, &Item::subtitle, text);
+  const std::optional<NSDate> noon = utc(2026, 5, 5, 12, 0);
+  check("due", "2026-05-05-14:00:00 +0200", &Item::setDueDate, &Item::dueDate, noon);
+  check("defer", "2026-05-05-14:00:00 +0200", &Item::setDeferDate, &Item::deferDate, noon);
+  for (const auto get : {&Item::isFlagged, &Item::isEffectivelyFlagged})
+    check("flagged", true, &Item::setFlagged, get, true);
+  for (const auto get : {&Item::isParentFlagged, &Item::isEffectivelyFlagged})
+    check("parentFlagged", true, &Item::setParentFlagged, get, true);
+  check("repeats", true, &Item::setRepeats, &Item::repeats, true);
+  check("blocked", true, &Item::setBlocked, &Item::isBlocked, true);
+  check("inbox", true, &Item::setInboxItem, &Item::isInboxItem, true);
+  check("onlyBlockedByDeferDate", true, &Item::setOnlyBlockedByDeferDate,
+        &Item::isOnlyBlockedByDeferDate, true);
 }
 
 TEST_F(TLXExternalItemTest, WritesDatesInTheLocalTimeOfTheMoment) {

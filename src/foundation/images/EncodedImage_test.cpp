@@ -20,35 +20,16 @@ namespace {
 
 using pictures::Decoded;
 using pictures::JPEGShape;
+using pictures::near;
 using pictures::PNGShape;
+using pictures::reencode;
 using pictures::RGB;
 using Kind = NSError::Kind;
-
-std::string contentsOf(const UnnamedFile& file) {
-  struct stat status {};
-  EXPECT_EQ(0, ::fstat(file.fileDescriptor(), &status));
-  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-  EXPECT_TRUE(file.readAt(0, bytes.data(), bytes.size()).ok());
-  return bytes;
-}
-
-Result<std::string> reencode(const EncodedImage& image) {
-  auto file = UnnamedFile::makeInFolder(::testing::TempDir());
-  if (!file.ok()) return file.error();
-  if (auto written = image.writeJPEGRepresentation(1.0, *file.value()); !written.ok())
-    return written.error();
-  return contentsOf(*file.value());
-}
 
 Result<std::string> reencode(const std::string& bytes) {
   auto image = pictures::imageOf(bytes);
   if (!image.ok()) return image.error();
   return reencode(*image.value());
-}
-
-bool near(RGB a, RGB b, int tolerance) {
-  return std::abs(a.red - b.red) <= tolerance && std::abs(a.green - b.green) <= tolerance &&
-         std::abs(a.blue - b.blue) <= tolerance;
 }
 
 /// Whether the middles of the four quarters have the colours given, row by row.

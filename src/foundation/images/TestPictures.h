@@ -1,12 +1,14 @@
 #pragma once
 
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -34,9 +36,28 @@ inline Result<std::shared_ptr<const EncodedImage>> imageOf(std::string_view byte
   return image;
 }
 
+/// What a picture becomes as a JPEG.
+inline Result<std::string> reencode(const EncodedImage& image) {
+  auto file = UnnamedFile::makeInFolder(std::filesystem::temp_directory_path());
+  if (!file.ok()) return file.error();
+  if (auto written = image.writeJPEGRepresentation(1.0, *file.value()); !written.ok())
+    return written.error();
+  struct stat status {};
+  ::fstat(file.value()->fileDescriptor(), &status);
+  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
+  if (auto read = file.value()->readAt(0, bytes.data(), bytes.size()); !read.ok())
+    return read.error();
+  return bytes;
+}
+
 struct RGB {
   int red, green, blue;
 };
+
+inline bool near(RGB a, RGB b, int tolerance) {
+  return std::abs(a.red - b.red) <= tolerance && std::abs(a.green - b.green) <= tolerance &&
+         std::abs(a.blue - b.blue) <= tolerance;
+}
 
 /// Four quarters, each of another colour, so that any turn shows.
 inline constexpr RGB kTopLeft{200, 30, 30}, kTopRight{30, 180, 30}, kBottomLeft{30, 30, 200},

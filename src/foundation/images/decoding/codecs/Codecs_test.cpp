@@ -20,19 +20,6 @@ namespace {
 using namespace pictures;
 using Format = EncodedImage::Format;
 
-Result<std::string> reencode(const EncodedImage& image) {
-  auto file = UnnamedFile::makeInFolder(::testing::TempDir());
-  if (!file.ok()) return file.error();
-  auto written = image.writeJPEGRepresentation(1.0, *file.value());
-  if (!written.ok()) return written.error();
-  struct stat status {};
-  ::fstat(file.value()->fileDescriptor(), &status);
-  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-  if (auto read = file.value()->readAt(0, bytes.data(), bytes.size()); !read.ok())
-    return read.error();
-  return bytes;
-}
-
 struct Case {
   const char* what;
   Format format;
@@ -82,10 +69,7 @@ RGB expected(const Case& each, int quarter) {
   return color;
 }
 
-bool near(RGB a, RGB b) {
-  return std::abs(a.red - b.red) < 14 && std::abs(a.green - b.green) < 14 &&
-         std::abs(a.blue - b.blue) < 14;
-}
+bool near(RGB a, RGB b) { return pictures::near(a, b, 13); }
 
 TEST(ImageCodecs, TurnEveryFormatIntoAnUprightJPEG) {
   for (const Case& each : cases()) {
