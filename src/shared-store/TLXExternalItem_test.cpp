@@ -14,7 +14,6 @@ namespace {
 
 using namespace tasklane::testing;
 using ::testing::EndsWith;
-using ::testing::HasSubstr;
 
 /// Runs the process in a time zone while it lives.
 class TimeZone {
