@@ -7,11 +7,11 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <ctime>
 #include <thread>
 #include <utility>
 
+#include "delivery/TaskFiles.h"
 #include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 
@@ -110,6 +110,16 @@ class Staging {
   std::string path_;
 };
 
+/// Gives a new file the owner and the mode of the one that it is to replace.
+Result<void> takeOverOwnerAndMode(const FileDescriptor& file, const struct stat& replaced,
+                                  const std::string& path) {
+  // Who may not give files away keeps them; that is no reason to fail.
+  [[maybe_unused]] const int owner = ::fchown(file.get(), replaced.st_uid, replaced.st_gid);
+  if (::fchmod(file.get(), replaced.st_mode & kModeBits) != 0)
+    return NSError::fromErrno(errno, "cannot set the mode of a new " + path);
+  return {};
+}
+
 }  // namespace
 
 /// The file as it was found: its contents, and a hold on them that outlives its name.
@@ -192,14 +202,7 @@ Result<std::optional<std::string>> ContendedFile::stamp() const {
     if (errno == ENOENT) return std::optional<std::string>();
     return NSError::fromErrno(errno, "cannot look at " + path_);
   }
-  char text[128];
-  std::snprintf(text, sizeof text, "%llx-%llx-%llx-%llx.%lx",
-                static_cast<unsigned long long>(status.st_dev),
-                static_cast<unsigned long long>(status.st_ino),
-                static_cast<unsigned long long>(status.st_size),
-                static_cast<unsigned long long>(status.st_mtim.tv_sec),
-                static_cast<unsigned long>(status.st_mtim.tv_nsec));
-  return std::optional<std::string>(text);
+  return std::optional(stampOfFile(status));
 }
 
 /// It may be there by a process that was killed before it had flushed it.
@@ -242,11 +245,8 @@ Result<ContendedFile::Replacement> ContendedFile::replace(const Version& old,
   const FileDescriptor& file = staging.value().file();
   if (!old.mark) {
     giveToOwnerOfFolder(file.get(), folder);
-  } else {
-    // Who may not give files away keeps them; that is no reason to fail.
-    [[maybe_unused]] const int owner = ::fchown(file.get(), old.status.st_uid, old.status.st_gid);
-    if (::fchmod(file.get(), old.status.st_mode & kModeBits) != 0)
-      return NSError::fromErrno(errno, "cannot set the mode of " + staging.value().path());
+  } else if (const auto taken = takeOverOwnerAndMode(file, old.status, path_); !taken) {
+    return taken.error();
   }
   if (const auto written = write(file, contents, path_); !written) return written.error();
 

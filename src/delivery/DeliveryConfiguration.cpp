@@ -3,13 +3,13 @@
 #include <toml++/toml.h>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <sstream>
 #include <string_view>
 #include <utility>
 
 #include "delivery/ContendedFile.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/files/UserFolder.h"
 #include "shared-store/TLXExternalItem.h"
 
 namespace tasklane {
@@ -128,10 +128,7 @@ std::string withDestination(const std::string& text, const std::string& table) {
 }  // namespace
 
 std::string DeliveryConfiguration::path() {
-  const char* config = std::getenv("XDG_CONFIG_HOME");
-  if (config && *config == '/') return std::string(config) + "/tasklane/config.toml";
-  const char* home = std::getenv("HOME");
-  return std::string(home ? home : "") + "/.config/tasklane/config.toml";
+  return pathOfUserFolder(UserFolder::Config) + "/tasklane/config.toml";
 }
 
 Result<DeliveryConfiguration> DeliveryConfiguration::load() {

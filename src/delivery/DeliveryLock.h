@@ -7,7 +7,7 @@
 
 namespace tasklane {
 
-/// What one process of a container does at a time. The kernel gives it free when the process dies.
+/// What one process of a container does at a time. The kernel releases it when the process dies.
 /// To ask whether somebody has it disturbs nobody who wants it.
 class DeliveryLock {
  public:

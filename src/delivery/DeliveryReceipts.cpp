@@ -6,12 +6,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <ctime>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string_view>
 #include <utility>
 
+#include "delivery/TaskTexts.h"
 #include "foundation/base/FileDescriptor.h"
 #include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
@@ -26,18 +26,12 @@ constexpr std::size_t kLargestFile = std::size_t{16} << 20;
 /// What is kept when it has grown so large.
 constexpr std::size_t kKept = std::size_t{4} << 20;
 
-std::string timeText(NSDate moment) {
-  const auto seconds = static_cast<std::time_t>(moment.time_since_epoch().count());
-  std::tm fields{};
-  ::gmtime_r(&seconds, &fields);
-  char text[32];
-  return {text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &fields)};
-}
+constexpr const char* kTimePattern = "%Y-%m-%dT%H:%M:%SZ";
+
+std::string timeText(NSDate moment) { return utcText(moment, kTimePattern); }
 
 NSDate timeOfText(const std::string& text) {
-  std::tm fields{};
-  if (!::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%SZ", &fields)) return NSDate();
-  return NSDate(NSTimeInterval(static_cast<double>(::timegm(&fields))));
+  return momentOfUTCText(text, kTimePattern).value_or(NSDate());
 }
 
 std::optional<ListContainer> containerAt(const ordered_json& object, const char* key) {

@@ -77,6 +77,9 @@ struct ListContents {
 /// When to look at a list again by oneself: when the descriptor is readable, which it is until
 /// watch() is asked again, and at the latest after the pause.
 struct ListWatch {
+  /// The pause for a list that is not there for the moment.
+  static constexpr std::chrono::seconds kUntilItIsBack{5};
+
   int fileDescriptor = -1;  ///< owned by the destination; -1 for none
   std::optional<std::chrono::seconds> pause;
 };

@@ -2,18 +2,25 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
+#include <cstdio>
 
 #include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/files/UserFolder.h"
 
 namespace tasklane {
 
-std::string dataFolderOfUser() {
-  const char* data = std::getenv("XDG_DATA_HOME");
-  if (data && *data == '/') return std::string(data) + "/tasklane";
-  const char* home = std::getenv("HOME");
-  return std::string(home ? home : "") + "/.local/share/tasklane";
+std::string dataFolderOfUser() { return pathOfUserFolder(UserFolder::Data) + "/tasklane"; }
+
+std::string stampOfFile(const struct stat& status) {
+  char text[96];
+  const int length = std::snprintf(text, sizeof text, "%llx-%llx-%llx-%llx.%lx",
+                                   static_cast<unsigned long long>(status.st_dev),
+                                   static_cast<unsigned long long>(status.st_ino),
+                                   static_cast<unsigned long long>(status.st_size),
+                                   static_cast<unsigned long long>(status.st_mtim.tv_sec),
+                                   static_cast<unsigned long>(status.st_mtim.tv_nsec));
+  return {text, static_cast<std::size_t>(length)};
 }
 
 Result<void> storeFileOnce(const std::string& path, std::string_view bytes) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 #include <string_view>
 
@@ -10,6 +12,10 @@ namespace tasklane {
 
 /// $XDG_DATA_HOME/tasklane (~/.local/share/tasklane where that is unset or no whole path).
 std::string dataFolderOfUser();
+
+/// A text that tells a file's contents from those before, by its number, size and time: equal as
+/// long as nobody has replaced or written it.
+std::string stampOfFile(const struct stat& status);
 
 /// The files that go with a new task, where its list lies in files. One that is there already is
 /// whole, and of a task that was delivered before: the person may have changed it, so it stays.

@@ -7,13 +7,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <utility>
 
 #include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/base/NSUUID.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/files/UserFolder.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "foundation/property-lists/PropertyList.h"
 #include "foundation/property-lists/PropertyListLookup.h"
@@ -25,14 +25,7 @@ namespace {
 constexpr int kMostAttempts = 10;
 constexpr const char* kDocument = "/draft.plist";
 
-/// Empty where the person has no folder.
-std::string draftsFolder() {
-  const char* state = std::getenv("XDG_STATE_HOME");
-  if (state && *state == '/') return std::string(state) + "/tasklane/drafts";
-  const char* home = std::getenv("HOME");
-  if (home && *home == '/') return std::string(home) + "/.local/state/tasklane/drafts";
-  return {};
-}
+std::string draftsFolder() { return pathOfUserFolder(UserFolder::State) + "/tasklane/drafts"; }
 
 /// With those above it, as far as they are missing.
 Result<void> makePrivateFolder(const std::string& path) {
@@ -58,8 +51,6 @@ Draft::~Draft() {
 
 Result<std::unique_ptr<Draft>> Draft::make() {
   const std::string drafts = draftsFolder();
-  if (drafts.empty())
-    return NSError{NSError::Kind::NotPermitted, "there is no home folder to keep a draft in"};
   std::string id = NSUUID::UUIDString();
   const std::string folder = drafts + "/" + id;
   // Another process that looks for drafts may hold the folder for a moment, and remove it.
@@ -88,7 +79,6 @@ std::unique_ptr<Draft> Draft::open(const std::string& id) {
 std::unique_ptr<Draft> Draft::youngest() {
   std::unique_ptr<Draft> found;
   const std::string drafts = draftsFolder();
-  if (drafts.empty()) return found;
   const auto names = NSFileManager::defaultManager().contentsOfDirectoryAtPath(drafts);
   if (!names) return found;
   for (const auto& name : names.value()) {

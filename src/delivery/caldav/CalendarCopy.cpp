@@ -1,10 +1,10 @@
 #include "delivery/caldav/CalendarCopy.h"
 
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 
 #include "foundation/base/StableHash.h"
 #include "foundation/files/NSFileManager.h"
+#include "foundation/files/UserFolder.h"
 
 namespace tasklane {
 
@@ -15,12 +15,7 @@ namespace {
 /// Another one is not read.
 constexpr int kVersion = 1;
 
-std::string folder() {
-  const char* cache = std::getenv("XDG_CACHE_HOME");
-  if (cache && *cache == '/') return std::string(cache) + "/tasklane";
-  const char* home = std::getenv("HOME");
-  return std::string(home ? home : "") + "/.cache/tasklane";
-}
+std::string folder() { return pathOfUserFolder(UserFolder::Cache) + "/tasklane"; }
 
 std::string pathOf(const std::string& key) {
   return folder() + "/caldav-" + stableHashText(key) + ".json";

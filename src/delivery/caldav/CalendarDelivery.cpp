@@ -239,13 +239,12 @@ void CalendarDelivery::changeTasks(const CalendarValues& values) {
     std::erase_if(changes, [](const auto& change) { return change.isEnded; });
   }
   if (isStopped()) return;
-  for (const auto& change : changes)
-    for (const std::size_t index : change.indices)
-      end(index, {Kind::Later, "another program keeps changing the task " + change.address});
+  for (auto& change : changes)
+    end(change, {Kind::Later, "another program keeps changing the task " + change.address});
 }
 
-void CalendarDelivery::refuse(Change& change, const std::string& reason) {
-  for (const std::size_t index : change.indices) end(index, {Kind::Refused, reason});
+void CalendarDelivery::end(Change& change, const DeliveryOutcome& outcome) {
+  for (const std::size_t index : change.indices) end(index, outcome);
   change.isEnded = true;
 }
 
@@ -262,11 +261,9 @@ void CalendarDelivery::read(std::vector<Change>& changes) {
           change.etag = response.etag;
         } else if (response.status == 404 || response.status == 410) {
           account_.noteWithoutTask(change.address);
-          refuse(change, "the task is not in the server's lists any more");
+          end(change, {Kind::Refused, "the task is not in the server's lists any more"});
         } else {
-          const auto outcome = failure(response);
-          for (const std::size_t index : change.indices) end(index, outcome);
-          change.isEnded = true;
+          end(change, failure(response));
         }
         return next();
       });
@@ -278,13 +275,17 @@ void CalendarDelivery::apply(Change& change, const CalendarValues& values) {
   change.isChanged = false;
   for (const std::size_t index : change.indices) {
     auto changed = changedCalendar(change.text, actions_[index], values);
-    if (!changed) return refuse(change, changed.error().description + " in " + change.address);
+    if (!changed)
+      return end(change, {Kind::Refused, changed.error().description + " in " + change.address});
     change.text = std::move(changed.value().text);
     change.isChanged |= !changed.value().isRepetition;
     change.outcomes.push_back({Kind::Delivered, change.address, changed.value().isRepetition});
     if (changed.value().next) change.nextOccurrences.push_back(std::move(*changed.value().next));
   }
-  if (change.isChanged) return;
+  if (!change.isChanged) endAsApplied(change);
+}
+
+void CalendarDelivery::endAsApplied(Change& change) {
   for (std::size_t k = 0; k < change.indices.size(); ++k)
     end(change.indices[k], std::move(change.outcomes[k]));
   change.isEnded = true;
@@ -308,10 +309,7 @@ void CalendarDelivery::storeNextOccurrences(std::vector<Change>& changes) {
         Change& change = *all[i].first;
         const bool isThere = response.isSuccess() || response.status == 412 ||
                              client_.namesCondition(response, "no-uid-conflict");
-        if (isThere || change.isEnded) return next();
-        const auto outcome = failure(response);
-        for (const std::size_t index : change.indices) end(index, outcome);
-        change.isEnded = true;
+        if (!isThere && !change.isEnded) end(change, failure(response));
         return next();
       });
 }
@@ -331,16 +329,13 @@ void CalendarDelivery::storeChanged(std::vector<Change>& changes) {
       [&](std::size_t i, const WebDAVResponse& response) {
         Change& change = *ready[i];
         if (response.status == 412) return next();  // read again
-        change.isEnded = true;
         if (response.isSuccess()) {
           failuresInTurn_ = 0;
           account_.noteTask(change.address, response.etag, change.text);
-          for (std::size_t k = 0; k < change.indices.size(); ++k)
-            end(change.indices[k], std::move(change.outcomes[k]));
-          return next();
+          endAsApplied(change);
+        } else {
+          end(change, failure(response));
         }
-        const auto outcome = failure(response);
-        for (const std::size_t index : change.indices) end(index, outcome);
         return next();
       });
 }

@@ -56,9 +56,11 @@ class CalendarDelivery {
   void apply(Change& change, const CalendarValues& values);
   void storeNextOccurrences(std::vector<Change>& changes);
   void storeChanged(std::vector<Change>& changes);
-  void refuse(Change& change, const std::string& reason);
 
   void end(std::size_t index, DeliveryOutcome outcome);
+  /// The same for all actions of a task.
+  void end(Change& change, const DeliveryOutcome& outcome);
+  void endAsApplied(Change& change);
   /// The outcome of what the server did not do; notes what holds for the others too.
   DeliveryOutcome failure(const WebDAVResponse& response);
   Next next() const { return isStopped() ? Next::Stop : Next::GoOn; }

@@ -20,9 +20,6 @@ namespace {
 
 using Kind = DeliveryOutcome::Kind;
 
-/// How long to wait before a folder that is not there is looked for again.
-constexpr std::chrono::seconds kUntilItIsBack{5};
-
 }  // namespace
 
 FolderDestination::FolderDestination(std::string path, std::string listForNew)
@@ -143,7 +140,7 @@ ListWatch FolderDestination::watch() {
   if (lists)
     for (const auto& list : lists.value()) paths.push_back(list.path);
   const int lookout = lookout_.watch(paths);
-  return {lookout, lists ? std::nullopt : std::optional(kUntilItIsBack)};
+  return {lookout, lists ? std::nullopt : std::optional(ListWatch::kUntilItIsBack)};
 }
 
 DeliveryOutcome FolderDestination::takeBack(const DeliveryAction& action) {

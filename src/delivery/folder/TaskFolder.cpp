@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <string_view>
 
+#include "delivery/TaskFiles.h"
 #include "foundation/base/FileSystem.h"
 #include "foundation/base/NSLog.h"
 #include "foundation/base/StableHash.h"
@@ -58,13 +58,7 @@ struct OpenList {
 
 /// What tells a file's contents from others.
 void addMark(std::string& marks, const std::string& name, const struct stat& status) {
-  char numbers[96];
-  const int length = std::snprintf(numbers, sizeof numbers, " %llx %llx %llx.%lx\n",
-                                   static_cast<unsigned long long>(status.st_ino),
-                                   static_cast<unsigned long long>(status.st_size),
-                                   static_cast<unsigned long long>(status.st_mtim.tv_sec),
-                                   static_cast<unsigned long>(status.st_mtim.tv_nsec));
-  marks.append(name).append(numbers, static_cast<std::size_t>(length));
+  marks.append(name).append(" ").append(stampOfFile(status)).append("\n");
 }
 
 /// Nothing for a file that is not there.

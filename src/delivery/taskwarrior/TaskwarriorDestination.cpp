@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <ctime>
 #include <map>
 #include <numeric>
@@ -28,7 +27,6 @@ namespace {
 
 using Kind = DeliveryOutcome::Kind;
 
-constexpr std::chrono::seconds kUntilItIsBack{5};
 /// Up to so many tasks Taskwarrior looks up faster than it exports all of them.
 constexpr std::size_t kFewTasks = 3;
 /// How often an import that failed is tried with a part of its tasks, to find the one it fails for.
@@ -302,13 +300,7 @@ Result<std::optional<std::string>> TaskwarriorDestination::stamp() {
   for (const auto& path : files.value()) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) continue;
-    char text[128];
-    std::snprintf(text, sizeof text, " %s %llx-%llx-%llx.%lx", nameInPath(path).c_str(),
-                  static_cast<unsigned long long>(status.st_ino),
-                  static_cast<unsigned long long>(status.st_size),
-                  static_cast<unsigned long long>(status.st_mtim.tv_sec),
-                  static_cast<unsigned long>(status.st_mtim.tv_nsec));
-    stamp += text;
+    stamp += " " + nameInPath(path) + " " + stampOfFile(status);
   }
   return std::optional(std::move(stamp));
 }
@@ -328,7 +320,7 @@ Result<ListContents> TaskwarriorDestination::contents() {
 ListWatch TaskwarriorDestination::watch() {
   const auto files = dataFiles();
   const int folder = files ? watch_.watch({parentOfPath(files.value().front())}) : -1;
-  return {folder, folder >= 0 ? std::nullopt : std::optional(kUntilItIsBack)};
+  return {folder, folder >= 0 ? std::nullopt : std::optional(ListWatch::kUntilItIsBack)};
 }
 
 DeliveryOutcome TaskwarriorDestination::takeBack(const DeliveryAction& action) {

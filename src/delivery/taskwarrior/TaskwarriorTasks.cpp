@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cctype>
-#include <ctime>
 #include <set>
 #include <unordered_set>
 #include <utility>
 
+#include "delivery/TaskTexts.h"
 #include "foundation/base/FileSystem.h"
 #include "foundation/base/UTF8.h"
 
@@ -27,10 +27,7 @@ std::string textAt(const Task& task, const char* key) {
 }
 
 std::optional<NSDate> timeAt(const Task& task, const char* key) {
-  std::tm fields{};
-  const std::string text = textAt(task, key);
-  if (!::strptime(text.c_str(), kTimeFormat, &fields)) return std::nullopt;
-  return NSDate(NSTimeInterval(static_cast<double>(::timegm(&fields))));
+  return momentOfUTCText(textAt(task, key), kTimeFormat);
 }
 
 std::vector<std::string> textsAt(const Task& task, const char* key) {
@@ -62,18 +59,7 @@ std::string asKept(std::string text) {
 }
 
 /// A tag is one word of Taskwarrior's command line, and commas separate tags.
-std::string tagOfName(const std::string& name) {
-  std::string tag = name;
-  for (char& c : tag)
-    if (static_cast<unsigned char>(c) <= ' ' || c == 0x7F || c == ',') c = '_';
-  return tag;
-}
-
-std::string nameOfTag(const std::string& tag) {
-  std::string name = tag;
-  std::replace(name.begin(), name.end(), '_', ' ');
-  return name;
-}
+std::string tagOfName(const std::string& name) { return wordOfName(name, ","); }
 
 std::string oneLine(std::string text) {
   text = asKept(std::move(text));
@@ -184,13 +170,7 @@ Result<Export> tasksOfExport(std::string text) {
   return result;
 }
 
-std::string timeText(NSDate moment) {
-  const auto seconds = static_cast<std::time_t>(moment.time_since_epoch().count());
-  std::tm fields{};
-  ::gmtime_r(&seconds, &fields);
-  char text[32];
-  return {text, std::strftime(text, sizeof text, kTimeFormat, &fields)};
-}
+std::string timeText(NSDate moment) { return utcText(moment, kTimeFormat); }
 
 Task newTask(const DeliveryAction& action, const std::string& attachmentFolder) {
   const std::string entry = timeText(action.moment);
@@ -270,7 +250,7 @@ ListContents published(const std::vector<Task>& tasks, NSDate completedSince) {
   }
   ListContents contents;
   for (const auto& project : projects) contents.projects.push_back({project, project, {}});
-  for (const auto& tag : tags) contents.contexts.push_back({tag, nameOfTag(tag), {}});
+  for (const auto& tag : tags) contents.contexts.push_back({tag, nameOfWord(tag), {}});
   for (const auto& task : tasks) {
     const auto end = timeAt(task, "end");
     const bool isFresh = textAt(task, "status") == "completed" && end && *end >= completedSince;
@@ -295,8 +275,8 @@ std::vector<std::string> losses(const DeliveryAction& action) {
                      oneLine(action.project->title) + "\"");
   if (action.context) {
     const std::string tag = tagOfName(action.context->title);
-    if (nameOfTag(tag) != action.context->title)
-      losses.push_back("\"" + action.context->title + "\" will be called \"" + nameOfTag(tag) +
+    if (nameOfWord(tag) != action.context->title)
+      losses.push_back("\"" + action.context->title + "\" will be called \"" + nameOfWord(tag) +
                        "\"");
     if (tag == kFlag) losses.emplace_back("its tag \"next\" will be read as a flag");
   }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "foundation/files/NSFileManager.h"
+#include "foundation/files/UserFolder.h"
 
 namespace tasklane {
 
@@ -57,11 +58,9 @@ std::optional<std::string> pathInConfiguration(const std::string& text) {
 
 std::optional<std::string> pathOfTodoSh() {
   const std::string home = variable("HOME");
-  const std::string config = variable("XDG_CONFIG_HOME").starts_with("/")
-                                 ? variable("XDG_CONFIG_HOME")
-                                 : home + "/.config";
   std::vector<std::string> candidates{home + "/.todo/config", home + "/todo.cfg",
-                                      home + "/.todo.cfg", config + "/todo/config"};
+                                      home + "/.todo.cfg",
+                                      pathOfUserFolder(UserFolder::Config) + "/todo/config"};
   if (const auto named = variable("TODOTXT_CFG_FILE"); !named.empty())
     candidates.insert(candidates.begin(), named);
   // As todo.sh does, the first that is there counts, whatever it says.

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "delivery/ItemTree.h"
+#include "delivery/TaskTexts.h"
 #include "foundation/base/StableHash.h"
 
 namespace tasklane {
@@ -43,8 +44,7 @@ std::shared_ptr<TLXExternalItem> itemOfLine(const TodoTxtContents::Line& entry,
   item->setUuid(entry.identity);
   item->setTitle(line.title());
   std::string names;
-  for (const auto& project : projects)
-    names += (names.empty() ? "" : ", ") + TodoTxtContents::nameOfWord(project);
+  for (const auto& project : projects) names += (names.empty() ? "" : ", ") + nameOfWord(project);
   if (!names.empty()) item->setSubtitle(names);
   item->setDueDate(moment(line.value("due"), DayEnd::Last));
   item->setDeferDate(moment(line.value("t"), DayEnd::First));
@@ -58,8 +58,7 @@ std::shared_ptr<TLXExternalItem> itemOfLine(const TodoTxtContents::Line& entry,
 
 std::vector<ListContainer> containersOf(const std::set<std::string>& words) {
   std::vector<ListContainer> containers;
-  for (const auto& word : words)
-    containers.push_back({word, TodoTxtContents::nameOfWord(word), std::nullopt});
+  for (const auto& word : words) containers.push_back({word, nameOfWord(word), std::nullopt});
   std::stable_sort(containers.begin(), containers.end(),
                    [](const auto& one, const auto& other) { return one.title < other.title; });
   return containers;
@@ -106,19 +105,6 @@ std::optional<std::size_t> TodoTxtContents::indexOf(const std::string& identity)
 void TodoTxtContents::append(TodoTxtLine line, std::string identity) {
   if (!identity.empty()) indexOfIdentity_.emplace(identity, lines_.size());
   lines_.push_back({std::move(line), std::move(identity)});
-}
-
-std::string TodoTxtContents::wordOfName(const std::string& name) {
-  std::string word = name;
-  for (char& c : word)
-    if (static_cast<unsigned char>(c) <= ' ' || c == 0x7F) c = '_';
-  return word;
-}
-
-std::string TodoTxtContents::nameOfWord(const std::string& word) {
-  std::string name = word;
-  std::replace(name.begin(), name.end(), '_', ' ');
-  return name;
 }
 
 ListContents TodoTxtContents::published(const std::string& today) const {

@@ -35,10 +35,6 @@ class TodoTxtContents {
   /// those that were completed on a day ("YYYY-MM-DD").
   ListContents published(const std::string& today) const;
 
-  /// A project or context name as one word of a line, and back: blanks are underscores there.
-  static std::string wordOfName(const std::string& name);
-  static std::string nameOfWord(const std::string& word);
-
  private:
   std::vector<Line> lines_;
   std::unordered_map<std::string, std::size_t> indexOfIdentity_;

@@ -19,9 +19,6 @@ namespace {
 
 using Kind = DeliveryOutcome::Kind;
 
-/// How long to wait before a list that is not there is looked for again.
-constexpr std::chrono::seconds kUntilItIsBack{5};
-
 /// A title as one line; what separates lines or words otherwise becomes a blank.
 std::string asOneLine(std::string text) {
   for (char& c : text)
@@ -103,8 +100,8 @@ std::string TodoTxtDestination::lineOf(const DeliveryAction& action) const {
     if (!word.empty()) line += " " + word;
   };
   add(asOneLine(action.title));
-  if (action.project) add("+" + TodoTxtContents::wordOfName(action.project->title));
-  if (action.context) add("@" + TodoTxtContents::wordOfName(action.context->title));
+  if (action.project) add("+" + wordOfName(action.project->title));
+  if (action.context) add("@" + wordOfName(action.context->title));
   for (const auto& path : action.attachments) add("notes/" + action.uuid + "/" + nameInPath(path));
   if (!action.notes.empty()) add("note:" + noteName(action));
   add("uuid:" + action.uuid);
@@ -236,10 +233,9 @@ std::vector<std::string> TodoTxtDestination::losses(const DeliveryAction& action
   }
   for (const auto& container : {action.project, action.context}) {
     if (!container) continue;
-    const std::string word = TodoTxtContents::wordOfName(container->title);
-    if (TodoTxtContents::nameOfWord(word) != container->title)
-      losses.push_back("\"" + container->title + "\" will be called \"" +
-                       TodoTxtContents::nameOfWord(word) + "\"");
+    const std::string word = wordOfName(container->title);
+    if (nameOfWord(word) != container->title)
+      losses.push_back("\"" + container->title + "\" will be called \"" + nameOfWord(word) + "\"");
   }
   return losses;
 }
@@ -271,7 +267,7 @@ ListWatch TodoTxtDestination::watch() {
   const int folder = target ? watch_.watch({parentOfPath(target.value())}) : -1;
   const auto stamp = file_.stamp();
   const bool isThere = folder >= 0 && stamp && stamp.value();
-  return {folder, isThere ? std::nullopt : std::optional(kUntilItIsBack)};
+  return {folder, isThere ? std::nullopt : std::optional(ListWatch::kUntilItIsBack)};
 }
 
 Result<std::vector<std::string>> TodoTxtDestination::missing(

@@ -1,27 +1,13 @@
 #include <algorithm>
-#include <string_view>
+#include <span>
 
 #include "delivery/vtodo/CalendarTasks.h"
 #include "delivery/vtodo/CalendarText.h"
+#include "foundation/property-lists/PropertyListSyntax.h"
 
 namespace tasklane {
 
 namespace {
-
-constexpr std::string_view kBase64 =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-std::string base64(const std::string& bytes) {
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    unsigned group = 0;
-    for (std::size_t k = 0; k < 3; ++k)
-      group = group << 8 | (i + k < bytes.size() ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    for (std::size_t k = 0; k < 4; ++k)
-      text += i + k > bytes.size() ? '=' : kBase64[group >> (18 - 6 * k) & 63];
-  }
-  return text;
-}
 
 std::string mediaType(const std::string& name) {
   const std::string extension = name.substr(name.rfind('.') + 1);
@@ -40,7 +26,9 @@ std::string attachmentLine(const CalendarAttachment& attachment) {
   const std::string type = "ATTACH;FMTTYPE=" + mediaType(attachment.name);
   const std::string name = ";FILENAME=" + quoted(attachment.name);
   if (!attachment.address.empty()) return type + name + ":" + attachment.address;
-  return type + name + ";ENCODING=BASE64;VALUE=BINARY:" + base64(attachment.bytes);
+  std::string line = type + name + ";ENCODING=BASE64;VALUE=BINARY:";
+  plist::appendBase64(line, std::as_bytes(std::span(attachment.bytes)));
+  return line;
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include "delivery/vtodo/CalendarText.h"
 
 #include <algorithm>
-#include <ctime>
 #include <utility>
 
+#include "delivery/TaskTexts.h"
 #include "foundation/base/UTF8.h"
 
 namespace tasklane {
@@ -202,11 +202,7 @@ std::string CalendarText::storable(std::string_view text) {
 }
 
 std::string CalendarText::utcText(NSDate moment) {
-  const auto seconds = static_cast<std::time_t>(moment.time_since_epoch().count());
-  std::tm fields{};
-  ::gmtime_r(&seconds, &fields);
-  char text[32];
-  return {text, std::strftime(text, sizeof text, "%Y%m%dT%H%M%SZ", &fields)};
+  return tasklane::utcText(moment, "%Y%m%dT%H%M%SZ");
 }
 
 /// No fold is within a character.

@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <pwd.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 
 #include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileCoordinator.h"
+#include "foundation/files/UserFolder.h"
 #include "foundation/files/internal/StagedFile.h"
 
 namespace tasklane {
@@ -25,21 +25,11 @@ namespace {
 
 constexpr mode_t kFileMode = 0600;
 
-std::string homeFolder() {
-  if (const char* const home = std::getenv("HOME"); home && *home == '/') return home;
-  passwd entry{};
-  passwd* found = nullptr;
-  std::string buffer(16384, '\0');
-  getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found);
-  return found && found->pw_dir ? found->pw_dir : "";
-}
-
 std::string groupContainersFolder() {
   if (const char* const folder = std::getenv("TASKLANE_GROUP_CONTAINERS"); folder && *folder) {
     return folder;
   }
-  const char* const data = std::getenv("XDG_DATA_HOME");
-  return (data && *data == '/' ? data : homeFolder() + "/.local/share") + std::string("/tasklane");
+  return pathOfUserFolder(UserFolder::Data) + "/tasklane";
 }
 
 /// 0, or the errno value of the failure.

@@ -5,9 +5,10 @@
 #include <resolv.h>
 
 #include <array>
-#include <cctype>
 #include <cstdint>
 #include <tuple>
+
+#include "delivery/caldav/webdav/WebAddress.h"
 
 namespace tasklane {
 
@@ -88,11 +89,6 @@ std::string pathIn(std::string_view answer) {
   return path;
 }
 
-std::string lowered(std::string text) {
-  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text;
-}
-
 }  // namespace
 
 Result<std::string> addressOfMailDomain(const std::string& domain, std::string_view srvAnswer,
@@ -106,8 +102,8 @@ Result<std::string> addressOfMailDomain(const std::string& domain, std::string_v
   const std::string address = "https://" + server->host +
                               (server->port == 443 ? "" : ":" + std::to_string(server->port)) +
                               path;
-  const std::string host = lowered(server->host);
-  if (host != lowered(domain) && !host.ends_with("." + lowered(domain)))
+  const std::string host = inLowerCase(server->host);
+  if (host != inLowerCase(domain) && !host.ends_with("." + inLowerCase(domain)))
     return NSError{NSError::Kind::NotPermitted,
                    domain +
                        " names a server of another domain; if that is right, connect it by its "

@@ -27,12 +27,6 @@ std::string part(const ParsedAddress& url, CURLUPart which, unsigned flags = 0) 
   return result;
 }
 
-std::string lowered(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
-
 bool isUnreserved(unsigned char c) {
   return std::isalnum(c) ||
          std::string_view("-._~@:").find(static_cast<char>(c)) != std::string_view::npos;
@@ -74,14 +68,20 @@ std::optional<std::string> resolvedAddress(const std::string& base, const std::s
   return withUniformEscapes(part(url, CURLUPART_URL, CURLU_NO_DEFAULT_PORT));
 }
 
+std::string inLowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
 std::string hostOfAddress(const std::string& address) {
-  return lowered(part(parsed(address), CURLUPART_HOST));
+  return inLowerCase(part(parsed(address), CURLUPART_HOST));
 }
 
 std::string originOfAddress(const std::string& address) {
   const auto url = parsed(address);
   const std::string port = part(url, CURLUPART_PORT, CURLU_NO_DEFAULT_PORT);
-  return part(url, CURLUPART_SCHEME) + "://" + lowered(part(url, CURLUPART_HOST)) +
+  return part(url, CURLUPART_SCHEME) + "://" + inLowerCase(part(url, CURLUPART_HOST)) +
          (port.empty() ? "" : ":" + port) + "/";
 }
 

@@ -11,6 +11,9 @@ namespace tasklane {
 /// of http or https.
 std::optional<std::string> resolvedAddress(const std::string& base, const std::string& reference);
 
+/// A host's name as hosts are compared.
+std::string inLowerCase(std::string text);
+
 /// The host's name in lower case; empty when it is no address.
 std::string hostOfAddress(const std::string& address);
 
