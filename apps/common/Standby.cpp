@@ -136,9 +136,9 @@ struct Message {
   msghdr header{};
 };
 
-/// A caller's letter, line by line: its file mode mask, its soft limits, its activation token, and
+/// What a caller says, line by line: its file mode mask, its soft limits, its activation token, and
 /// its conditions.
-std::string letter(const std::string& conditions) {
+std::string textOfCall(const std::string& conditions) {
   const mode_t mask = ::umask(0);
   ::umask(mask);
   const char* token = std::getenv(kActivationToken);
@@ -156,7 +156,7 @@ bool sendCall(int socket, std::string text, const std::array<int, kLentDescripto
   return ::sendmsg(socket, &message.header, MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
 }
 
-struct Letter {
+struct ReceivedCall {
   mode_t mask = 0;
   std::string limits;
   std::string activationToken;
@@ -164,7 +164,7 @@ struct Letter {
   std::array<FileDescriptor, kLentDescriptors> descriptors;
 };
 
-std::optional<Letter> receiveCall(int socket) {
+std::optional<ReceivedCall> receiveCall(int socket) {
   const ssize_t size = ::recv(socket, nullptr, 0, MSG_PEEK | MSG_TRUNC);
   if (size <= 0) return {};
   std::string text(static_cast<std::size_t>(size), '\0');
@@ -172,7 +172,7 @@ std::optional<Letter> receiveCall(int socket) {
   if (::recvmsg(socket, &message.header, MSG_CMSG_CLOEXEC) != size) return {};
   const cmsghdr* header = CMSG_FIRSTHDR(&message.header);
   if (!header || header->cmsg_type != SCM_RIGHTS) return {};
-  Letter call;
+  ReceivedCall call;
   std::array<int, kLentDescriptors> numbers;
   numbers.fill(-1);
   std::memcpy(numbers.data(), CMSG_DATA(header),
@@ -194,7 +194,7 @@ std::optional<Letter> receiveCall(int socket) {
 }
 
 /// This process reads, writes and looks for files where the caller does, within its limits.
-void become(const Letter& call) {
+void workFor(const ReceivedCall& call) {
   const auto& [request, folder, output, errors] = call.descriptors;
   ::dup2(request.get(), STDIN_FILENO);
   ::dup2(output.get(), STDOUT_FILENO);
@@ -227,7 +227,7 @@ Result<std::optional<int>> handOver(const std::string& program, int request) {
       !isOfThisUser(socket.get()))
     return nobody;
   const FileDescriptor folder(::open(".", O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!folder || !sendCall(socket.get(), letter(conditions(program, currentEnvironment())),
+  if (!folder || !sendCall(socket.get(), textOfCall(conditions(program, currentEnvironment())),
                            {request, folder.get(), STDOUT_FILENO, STDERR_FILENO}))
     return nobody;
   char word = 0;
@@ -257,42 +257,43 @@ void startProcess(const std::string& program, const Environment& environment) {
               .description);
 }
 
-Place::Place(std::string path, std::string conditions, FileDescriptor lock)
+Listener::Listener(std::string path, std::string conditions, FileDescriptor lock)
     : path_(std::move(path)), conditions_(std::move(conditions)), lock_(std::move(lock)) {}
 
-std::unique_ptr<Place> Place::take(const std::string& program, const Environment& environment) {
+std::unique_ptr<Listener> Listener::make(const std::string& program,
+                                         const Environment& environment) {
   const auto path = placePath();
   if (!path) return nullptr;
   FileDescriptor lock = lockOf(*path);
   if (!lock) return nullptr;
-  return std::unique_ptr<Place>(
-      new Place(*path, conditions(program, environment), std::move(lock)));
+  return std::unique_ptr<Listener>(
+      new Listener(*path, conditions(program, environment), std::move(lock)));
 }
 
-Place::~Place() { leave(); }
+Listener::~Listener() { leave(); }
 
-void Place::leave() {
+void Listener::leave() {
   if (!lock_) return;
-  if (listener_) ::unlink(path_.c_str());
-  listener_.close();
+  if (socket_) ::unlink(path_.c_str());
+  socket_.close();
   lock_.close();
 }
 
-Result<void> Place::open() {
+Result<void> Listener::open() {
   // Who has the lock may remove what a process left that could not do it itself.
   ::unlink(path_.c_str());
-  FileDescriptor listener = newSocket(SOCK_NONBLOCK);
+  FileDescriptor socket = newSocket(SOCK_NONBLOCK);
   const sockaddr_un address = addressOf(path_);
-  if (!listener ||
-      ::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(listener.get(), SOMAXCONN) != 0)
+  if (!socket ||
+      ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::listen(socket.get(), SOMAXCONN) != 0)
     return NSError::fromErrno(errno, "cannot wait for a request at " + path_);
-  listener_ = std::move(listener);
+  socket_ = std::move(socket);
   return {};
 }
 
-Place::Call Place::answer() {
-  FileDescriptor caller(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+Listener::Call Listener::answer() {
+  FileDescriptor caller(::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
   if (!caller || !isOfThisUser(caller.get()) || !becomesReadable(caller.get(), kLongestAnswer))
     return Call::Nobody;
   const auto call = receiveCall(caller.get());
@@ -301,15 +302,15 @@ Place::Call Place::answer() {
     leave();
     return Call::Refused;
   }
-  // Whoever has waited too long has hung up, and shares by a process of its own.
+  // Whoever has waited too long is gone, and shares by a process of its own.
   if (::send(caller.get(), &kTaken, 1, MSG_NOSIGNAL) != 1) return Call::Nobody;
   leave();
-  become(*call);
+  workFor(*call);
   caller_ = std::move(caller);
   return Call::Taken;
 }
 
-void Place::finish(int exitCode) {
+void Listener::finish(int exitCode) {
   const auto code = static_cast<unsigned char>(exitCode);
   (void)::send(caller_.get(), &code, 1, MSG_NOSIGNAL);
 }

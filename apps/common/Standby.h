@@ -37,23 +37,24 @@ Result<std::optional<int>> handOver(const std::string& program, int request);
 void startProcess(const std::string& program, const Environment& environment);
 
 /// The side of the process that waits. Main thread.
-class Place {
+class Listener {
  public:
-  /// None when another process has the place, or where there is none.
-  static std::unique_ptr<Place> take(const std::string& program, const Environment& environment);
-  /// Gives the place up, if it has not been left.
-  ~Place();
-  Place(const Place&) = delete;
-  Place& operator=(const Place&) = delete;
+  /// None when another process waits already, or where none may.
+  static std::unique_ptr<Listener> make(const std::string& program, const Environment& environment);
+  /// Makes room for another process, if that was not done when a call was taken or refused.
+  ~Listener();
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
 
   /// From now on callers find this process.
   Result<void> open();
   /// Readable when somebody calls.
-  int fileDescriptor() const { return listener_.get(); }
+  int fileDescriptor() const { return socket_.get(); }
 
   enum class Call {
     Nobody,   ///< wait on
-    Refused,  ///< the caller's conditions are not this process's: make room for one that fits
+    Refused,  ///< the caller's conditions are not this process's: end, so that one can wait that
+              ///< fits
     Taken     ///< this process is the caller's, and has its streams and its folder
   };
   Call answer();
@@ -64,13 +65,13 @@ class Place {
   void finish(int exitCode);
 
  private:
-  Place(std::string path, std::string conditions, FileDescriptor lock);
+  Listener(std::string path, std::string conditions, FileDescriptor lock);
   void leave();
 
   std::string path_;
   std::string conditions_;
   FileDescriptor lock_;
-  FileDescriptor listener_;
+  FileDescriptor socket_;
   FileDescriptor caller_;
 };
 

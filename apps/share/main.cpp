@@ -210,32 +210,32 @@ void afterSheet(int code) {
 
 /// Everything that can be done before there is a request; then waits for one.
 int standBy(int& argc, char** argv, const standby::Environment& environment) {
-  const auto place = standby::Place::take(programPath(), environment);
-  if (!place) return static_cast<int>(ExitCode::Done);
+  const auto listener = standby::Listener::make(programPath(), environment);
+  if (!listener) return static_cast<int>(ExitCode::Done);
   startToolkit(argc, argv);
   NSExtensionRehearse();
-  if (const auto open = place->open(); !open)
+  if (const auto open = listener->open(); !open)
     return fail(ExitCode::WriteFailed, open.error().description);
 
   NSRunLoop& loop = NSRunLoop::mainRunLoop();
-  auto call = standby::Place::Call::Nobody;
+  auto call = standby::Listener::Call::Nobody;
   {
-    const auto bell = loop.addDescriptor(place->fileDescriptor(), [&] {
-      if (call == standby::Place::Call::Nobody) call = place->answer();
+    const auto source = loop.addDescriptor(listener->fileDescriptor(), [&] {
+      if (call == standby::Listener::Call::Nobody) call = listener->answer();
     });
     // An assistive program would find a program without a window in its list: its person's sheets
     // get processes of their own.
     loop.runUntil(
         [&] {
-          return call != standby::Place::Call::Nobody || backend::isAssistiveProgramConnected();
+          return call != standby::Listener::Call::Nobody || backend::isAssistiveProgramConnected();
         },
         kLongestStandby);
   }
-  if (call != standby::Place::Call::Taken) return static_cast<int>(ExitCode::Done);
+  if (call != standby::Listener::Call::Taken) return static_cast<int>(ExitCode::Done);
 
   const auto share = beginShare(readRequest({}));
-  const int code = share->fault ? failOn(*share) : runSheet(share, environment, place->caller());
-  place->finish(code);
+  const int code = share->fault ? failOn(*share) : runSheet(share, environment, listener->caller());
+  listener->finish(code);
   if (!share->fault) afterSheet(code);
   return code;
 }

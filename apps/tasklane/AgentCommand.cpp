@@ -10,6 +10,7 @@
 
 #include "Command.h"
 #include "DeliveryCommands.h"
+#include "ShareCommand.h"
 #include "common/OutOfMemory.h"
 #include "common/Standby.h"
 #include "delivery/ContendedFile.h"
@@ -21,7 +22,6 @@
 #include "foundation/events/Interruption.h"
 #include "foundation/events/NSNotificationCenter.h"
 #include "foundation/events/NSRunLoop.h"
-#include "foundation/extension/NSBundle.h"
 #include "foundation/property-lists/PropertyListLookup.h"
 #include "shared-store/TLXExternalAction.h"
 
@@ -132,7 +132,7 @@ class Agent {
   void keepSheetWaiting() {
     const char* x11 = std::getenv("DISPLAY");
     const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    const std::string program = NSBundle::mainBundle()->builtInPlugInsPath() + "/Share.appex/share";
+    const std::string program = sheetProgram();
     if (((x11 && *x11) || (wayland && *wayland)) && ::access(program.c_str(), X_OK) == 0)
       standby::startProcess(program, standby::currentEnvironment());
     standby_ = NSRunLoop::mainRunLoop().addTimer(kUntilNextStandby, [this] { keepSheetWaiting(); });

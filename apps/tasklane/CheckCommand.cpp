@@ -15,6 +15,7 @@
 
 #include "Command.h"
 #include "common/OutOfMemory.h"
+#include "foundation/base/FileSystem.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/property-lists/NSPropertyListSerialization.h"
 #include "foundation/property-lists/PropertyListLookup.h"
@@ -37,17 +38,6 @@ struct Finding {
   bool mended = false;
 };
 
-/// The queue that a file's bytes are, or none.
-Result<PropertyList::Array> queueInFile(const std::string& path) {
-  const auto data = NSFileManager::defaultManager().contentsAtPath(path);
-  if (!data) return data.error();
-  const auto parsed = NSPropertyListSerialization::propertyListWithData(data.value());
-  if (!parsed) return parsed.error();
-  const auto* entries = arrayAt(&parsed.value().plist, "actions");
-  if (!entries) return NSError{NSError::Kind::Corrupt, "it holds no \"actions\""};
-  return *entries;
-}
-
 /// Puts entries that the queue lacks at its end, an action that was done twice twice; whether they
 /// are safely there.
 bool bringBack(const PropertyList::Array& entries) {
@@ -57,10 +47,11 @@ bool bringBack(const PropertyList::Array& entries) {
     for (const auto& entry : entries) {
       std::size_t at = 0;
       while (at < queued.size() && (met[at] || queued[at] != entry)) ++at;
-      if (at < queued.size())
+      if (at < queued.size()) {
         met[at] = true;
-      else
+      } else {
         all.push_back(entry);
+      }
     }
     return all.size() > queued.size() ? std::optional(all) : std::nullopt;
   });
@@ -88,7 +79,7 @@ class Inspection {
 
   const std::vector<Finding>& run() {
     container_ = TLXPlistPresenter::sharedContainerURL()->path();
-    group_ = container_.substr(0, container_.rfind('/'));
+    group_ = parentOfPath(container_);
     attachments_ = TLXExternalAction::sharedAttachmentPath();
     checkGroup();
     checkContainer();
@@ -138,7 +129,7 @@ class Inspection {
       }
       auto& finding = report("unknown-folder", path, "is no folder of this application");
       const std::string queue = path + "/actions.plist";
-      const auto entries = queueInFile(queue);
+      const auto entries = entriesInFile(queue);
       if (repair_ == Repair::Yes && ::rmdir(path.c_str()) == 0) finding.mended = true;
       if (!entries || entries.value().empty()) continue;
       finding.problem +=
@@ -169,12 +160,13 @@ class Inspection {
 
   void checkSharedFile(const std::string& name, const std::string& path) {
     if (name == "actions.plist" || name == kSetAsideFileName) {
-      const auto queue = queueInFile(path);
-      if (!queue && queue.error().kind == NSError::Kind::Corrupt)
+      const auto queue = entriesInFile(path);
+      if (!queue && queue.error().kind == NSError::Kind::Corrupt) {
         report("damaged", path, queue.error().description + "; the next change sets it aside");
-      else if (!queue)
+      } else if (!queue) {
         report("unreadable", path,
                queue.error().description + "; nothing is saved until it can be");
+      }
       return;
     }
     const auto data = NSFileManager::defaultManager().contentsAtPath(path);
@@ -193,7 +185,7 @@ class Inspection {
     report("set-aside", path, "was set aside because it could not be read");
     const std::size_t finding = findings_.size() - 1;
     if (!isQueue) return;
-    const auto entries = queueInFile(path);
+    const auto entries = entriesInFile(path);
     if (!entries) {
       findings_[finding].problem += ", and still cannot (" + entries.error().description + ")";
       return;
@@ -208,7 +200,7 @@ class Inspection {
     if (repair_ == Repair::No || !bringBack(entries)) return;
     auto& manager = NSFileManager::defaultManager();
     findings_[finding].mended = manager.removeItemAtPath(path).ok();
-    const std::string folder = path.substr(0, path.rfind('/'));
+    const std::string folder = parentOfPath(path);
     if (folder != container_) ::rmdir(folder.c_str());
   }
 

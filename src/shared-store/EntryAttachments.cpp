@@ -24,19 +24,26 @@ PropertyList::Array entriesOfPresenter(const std::shared_ptr<TLXPlistPresenter>&
   return entries ? *entries : PropertyList::Array{};
 }
 
+Result<PropertyList::Array> entriesInFile(const std::string& path) {
+  const auto data = NSFileManager::defaultManager().contentsAtPath(path);
+  if (!data) return data.error();
+  const auto contents = NSPropertyListSerialization::propertyListWithData(data.value());
+  if (!contents) return contents.error();
+  const auto* entries = arrayAt(&contents.value().plist, "actions");
+  if (!entries) return NSError{NSError::Kind::Corrupt, "it holds no \"actions\""};
+  return *entries;
+}
+
 Result<PropertyList::Array> entriesInSharedFile(const std::string& name) {
   const auto url = TLXPlistPresenter::sharedFileURL(name);
   if (!url || !NSFileManager::defaultManager().fileExistsAtPath(url->path()))
     return PropertyList::Array{};
   // Without the lock, for whose holder nobody should wait here: a list is replaced whole.
-  const auto data = NSFileManager::defaultManager().contentsAtPath(url->path());
-  if (!data) return data.error();
-  const auto contents = NSPropertyListSerialization::propertyListWithData(data.value());
-  if (!contents) return contents.error();
-  const auto* entries = arrayAt(&contents.value().plist, "actions");
-  if (!entries)
-    return NSError{NSError::Kind::Corrupt, "the file " + url->path() + " cannot be read"};
-  return *entries;
+  auto entries = entriesInFile(url->path());
+  if (!entries && entries.error().kind == NSError::Kind::Corrupt)
+    return NSError{NSError::Kind::Corrupt,
+                   "the file " + url->path() + " cannot be read: " + entries.error().description};
+  return entries;
 }
 
 }  // namespace tasklane

@@ -21,8 +21,12 @@ std::vector<std::string> attachmentNamesOfEntry(const PropertyList& entry);
 /// The entries that a presenter of such a file knows; none where there is none.
 PropertyList::Array entriesOfPresenter(const std::shared_ptr<TLXPlistPresenter>& presenter);
 
-/// The entries as they stand on the disk in a file of the queue's form: the queue, or what was set
-/// aside. None when there is no such file, an error when it is no such list. Main thread.
+/// The entries in a file of the queue's form; an error, without the file's name, when it is none.
+/// Any thread.
+Result<PropertyList::Array> entriesInFile(const std::string& path);
+
+/// The same of a file of the shared container as it stands on the disk: the queue, or what was set
+/// aside. None when there is no such file. Main thread.
 Result<PropertyList::Array> entriesInSharedFile(const std::string& name);
 
 }  // namespace tasklane
