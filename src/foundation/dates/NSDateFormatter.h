@@ -19,7 +19,6 @@ namespace tasklane {
 class NSDateFormatter {
  public:
   void setDateFormat(const std::string& pattern);
-  const std::string& dateFormat() const { return pattern_; }
 
   /// Whole seconds, rounded down. An offset of odd seconds, as of before standard time, is cut to
   /// whole minutes and the time told by that offset, so that the text means the very moment. Empty

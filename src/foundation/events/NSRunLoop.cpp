@@ -210,8 +210,6 @@ void NSRunLoop::run() {
   runUntil([] { return false; }, kForever);
 }
 
-void NSRunLoop::wakeUp() { NSOperationQueue::mainQueue().addOperationWithBlock({}); }
-
 void NSRunLoop::stop() {
   if (state_->innermost) state_->innermost->stopped = true;
 }

@@ -7,7 +7,8 @@
 namespace tasklane {
 
 /// The main thread's loop over the main operation queue, the notify center, timers and the
-/// program's own descriptors. Main thread only, but for wakeUp().
+/// program's own descriptors. Main thread only; a block that another thread adds to the queue ends
+/// a wait, and the loop looks at its condition.
 ///
 /// Whatever can end a wait is a descriptor in one epoll set: the queue's, the timers', the pipe
 /// that posts are told by, the program's own. Each of them stays readable for as long as there is
@@ -42,10 +43,6 @@ class NSRunLoop {
   void run();
   void stop();
   bool runUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit);
-
-  /// Ends the wait that is under way, or else the next one: the loop looks at its condition and
-  /// waits again. Any thread.
-  static void wakeUp();
 
   /// Under a toolkit with a loop of its own: how to wait for at most the given time until there is
   /// something to dispatch, handling the toolkit's events meanwhile. An empty function restores the

@@ -210,7 +210,7 @@ TEST_P(NSRunLoopTest, AnyThreadMakesItLookAgain) {
   std::thread waker([&] {
     for (int i = 1; i <= kRounds; ++i) {
       turn = i;
-      NSRunLoop::wakeUp();
+      NSOperationQueue::mainQueue().addOperationWithBlock([] {});
       turn.wait(i);
     }
   });
@@ -267,7 +267,7 @@ TEST_P(NSRunLoopTest, ForgetsNothingHoweverItComes) {
   std::thread writer([&] {
     for (int i = 0; i < kEach; ++i) {
       pipe.write("x");
-      if (i % 3 == 0) NSRunLoop::wakeUp();
+      if (i % 3 == 0) NSOperationQueue::mainQueue().addOperationWithBlock([] {});
       bytes.wait(i);
     }
   });

@@ -66,20 +66,6 @@ Result<void> UnnamedFile::write(const void* bytes, std::size_t count) {
   return {};
 }
 
-Result<void> UnnamedFile::readAt(std::uint64_t offset, void* into, std::size_t count) const {
-  char* next = static_cast<char*>(into);
-  while (count > 0) {
-    const ssize_t moved = ::pread(fileDescriptor_, next, count, static_cast<off_t>(offset));
-    if (moved < 0 && errno == EINTR) continue;
-    if (moved <= 0)
-      return NSError::fromErrno(moved < 0 ? errno : EIO, "cannot read a file in " + folder_);
-    next += moved;
-    offset += static_cast<std::uint64_t>(moved);
-    count -= static_cast<std::size_t>(moved);
-  }
-  return {};
-}
-
 void UnnamedFile::flushTogether(const std::vector<std::shared_ptr<UnnamedFile>>& files) {
   if (files.size() < kWorthFlushingTheDisk) return;
   std::map<dev_t, bool> disks;  // whether it was flushed
@@ -101,7 +87,7 @@ Result<void> UnnamedFile::flush() {
 }
 
 Result<void> UnnamedFile::linkToPath(const std::string& path, Flush folder) {
-  if (auto flushed = flush(); !flushed.ok()) return flushed;
+  if (auto flushed = flush(); !flushed) return flushed;
   const int linked = hiddenPath_.empty() ? linkDescriptor(fileDescriptor_, path)
                                          : ::link(hiddenPath_.c_str(), path.c_str());
   if (linked < 0) {

@@ -27,9 +27,6 @@ class UnnamedFile {
   /// Appends all of the bytes, or is an error.
   Result<void> write(const void* bytes, std::size_t count);
 
-  /// All of the bytes at a position, or an error.
-  Result<void> readAt(std::uint64_t offset, void* into, std::size_t count) const;
-
   /// Flushes several in far less time than each would take, where they are so many that it is worth
   /// flushing whatever else has been written to their disks. Any that this fails for are not
   /// flushed.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "foundation/base/FileSystem.h"
 #include "foundation/images/EncodedImage.h"
 
 #include <jpeglib.h>
@@ -42,12 +42,8 @@ inline Result<std::string> reencode(const EncodedImage& image) {
   if (!file.ok()) return file.error();
   if (auto written = image.writeJPEGRepresentation(1.0, *file.value()); !written.ok())
     return written.error();
-  struct stat status {};
-  ::fstat(file.value()->fileDescriptor(), &status);
-  std::string bytes(static_cast<std::size_t>(status.st_size), '\0');
-  if (auto read = file.value()->readAt(0, bytes.data(), bytes.size()); !read.ok())
-    return read.error();
-  return bytes;
+  ::lseek(file.value()->fileDescriptor(), 0, SEEK_SET);
+  return readAll(file.value()->fileDescriptor(), "the result");
 }
 
 struct RGB {

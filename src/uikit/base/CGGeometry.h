@@ -45,9 +45,6 @@ struct CGRect {
   bool contains(CGPoint p) const {
     return p.x >= minX() && p.x < maxX() && p.y >= minY() && p.y < maxY();
   }
-  bool intersects(const CGRect& r) const {
-    return r.minX() < maxX() && minX() < r.maxX() && r.minY() < maxY() && minY() < r.maxY();
-  }
   CGRect insetBy(const UIEdgeInsets& i) const {
     return {minX() + i.left, minY() + i.top, size.width - i.left - i.right,
             size.height - i.top - i.bottom};

@@ -162,20 +162,11 @@ void SLComposeServiceViewController::setColors(const Colors& colors) {
 
 // Rows.
 
-void SLComposeServiceViewController::reloadConfigurationItems() {
-  content_->forgetItems();
-  updatePreferredSize();
-}
-
 void SLComposeServiceViewController::pushConfigurationViewController(
     const std::shared_ptr<UIViewController>& controller) {
   // Who turns to a row goes on with the entry.
   if (posting_ == Posting::AwaitsContent) setPosting(Posting::No);
   navigation_->pushViewController(controller, true);
-}
-
-void SLComposeServiceViewController::popConfigurationViewController() {
-  navigation_->popToRootViewControllerAnimated(true);
 }
 
 std::shared_ptr<UIView> SLComposeServiceViewController::preferredFocusView() {
@@ -208,7 +199,7 @@ void SLComposeServiceViewController::postNow() {
   const auto outcome = postContent();
   setPosting(Posting::No);
   ended_ = ended_ || outcome.ok();
-  postError_ = outcome.ok() ? std::nullopt : std::optional(outcome.error());
+  postError_ = outcome ? std::nullopt : std::optional(outcome.error());
   if (ended_) return;
   if (cancelled_) {
     postError_.reset();

@@ -34,7 +34,6 @@ class SLComposeServiceViewController : public UIViewController,
 
   void beginRequestWithExtensionContext(
       const std::shared_ptr<NSExtensionContext>& context) override;
-  const std::shared_ptr<NSExtensionContext>& extensionContext() const { return extensionContext_; }
 
   /// The text area; asking for it loads the view.
   std::shared_ptr<UITextView> textView();
@@ -68,10 +67,7 @@ class SLComposeServiceViewController : public UIViewController,
   virtual std::vector<std::shared_ptr<SLComposeSheetConfigurationItem>> configurationItems() {
     return {};
   }
-  /// Asks for the configuration items again.
-  void reloadConfigurationItems();
   void pushConfigurationViewController(const std::shared_ptr<UIViewController>& controller);
-  void popConfigurationViewController();
 
   /// The places of what is shared, beside the text.
   void setThumbnails(const std::vector<SLComposeThumbnail>& thumbnails);
@@ -79,10 +75,6 @@ class SLComposeServiceViewController : public UIViewController,
   /// precedence.
   void setNotice(std::optional<SLComposeNotice> notice);
   void setColors(const Colors& colors);
-  /// The stack of the sheet's own screen and those that its rows push; its bar is the sheet's.
-  const std::shared_ptr<UINavigationController>& sheetNavigationController() const {
-    return navigation_;
-  }
 
   void setTitle(const std::string& title) override;
   void loadView() override;

@@ -121,9 +121,6 @@ TEST_F(SLComposeServiceViewControllerTest, ShowsBarTextAndRowsAndFollowsTheirCha
   rows->userDidChooseRow({0, 1});
   EXPECT_EQ(tapped, "Project");
   EXPECT_EQ(rows->indexPathForSelectedRow(), std::nullopt);
-  sheet->items.pop_back();
-  sheet->reloadConfigurationItems();
-  EXPECT_EQ(rows->numberOfRowsInSection(0), 2u);
   EXPECT_EQ(window->firstResponder(), sheet->textView());
 }
 

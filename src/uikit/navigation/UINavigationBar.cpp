@@ -77,14 +77,9 @@ void UINavigationBar::setBarStyle(UIBarStyle style) {
   applyColors();
 }
 
-void UINavigationBar::setBarTintColor(const std::optional<UIColor>& color) {
-  barTintColor_ = color;
-  applyColors();
-}
-
 void UINavigationBar::applyColors() {
   const BarColors colors = colorsOfStyle(barStyle_);
-  setBackgroundColor(barTintColor_.value_or(colors.background));
+  setBackgroundColor(colors.background);
   titleLabel_->setTextColor(colors.title);
   hairline_->setBackgroundColor(colors.hairline);
 }
@@ -123,7 +118,7 @@ void UINavigationBar::itemDidChange() {
   const UINavigationItem nothing;
   showTitle(top ? *top : nothing);
   const auto left = top ? top->left_ : nullptr;
-  const bool goesBack = !left && back && !top->hidesBackButton_;
+  const bool goesBack = !left && back;
   showButton(*rightButton_, top ? top->right_ : nullptr);
   showButton(*leftButton_, left);
   leftButton_->setPointsBack(goesBack);

@@ -28,8 +28,6 @@ class UINavigationBar : public UIView {
   UIBarStyle barStyle() const { return barStyle_; }
   void setBarStyle(UIBarStyle style);
   /// The background behind the bar's items; none is the bar style's own.
-  const std::optional<UIColor>& barTintColor() const { return barTintColor_; }
-  void setBarTintColor(const std::optional<UIColor>& color);
   const std::vector<std::shared_ptr<UINavigationItem>>& items() const { return items_; }
   void setItems(const std::vector<std::shared_ptr<UINavigationItem>>& items, bool animated = false);
   /// The last of the items, or null.
@@ -56,7 +54,6 @@ class UINavigationBar : public UIView {
   std::shared_ptr<UIButton> leftButton_, rightButton_;
   std::shared_ptr<UIView> hairline_, titleView_;
   std::function<void()> backHandler_;
-  std::optional<UIColor> barTintColor_;
   UIBarStyle barStyle_ = UIBarStyle::Default;
 };
 

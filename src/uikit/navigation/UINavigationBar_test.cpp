@@ -77,8 +77,6 @@ TEST_F(UINavigationBarTest, ShowsTheTopItemAndTheWayBack) {
   top->rightBarButtonItem()->setEnabled(false);
   press(2);
   EXPECT_EQ(pressed, "backNone");
-  top->setHidesBackButton(true);
-  EXPECT_EQ(texts(), "Other|Save");
   top->setLeftBarButtonItem(button("Cancel"));
   EXPECT_EQ(texts(), "Cancel|Other|Save");
   headless::setLayoutDirection(UIUserInterfaceLayoutDirection::RightToLeft);
@@ -86,7 +84,6 @@ TEST_F(UINavigationBarTest, ShowsTheTopItemAndTheWayBack) {
   EXPECT_EQ(texts(), "Save|Other|Cancel");
   root->setTitle(std::string(60, 'x'));
   top->setLeftBarButtonItem(nullptr);
-  top->setHidesBackButton(false);
   EXPECT_EQ(texts(), "Save|Other|<Back") << "a title too long for the button";
 }
 

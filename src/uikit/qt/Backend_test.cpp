@@ -54,7 +54,7 @@ TEST(Backend, ForgetsNothingUnderTheToolkitsLoop) {
       blocks.wait(i);
     }
     lookedFor = true;
-    NSRunLoop::wakeUp();
+    NSOperationQueue::mainQueue().addOperationWithBlock([] {});
   });
   const auto start = std::chrono::steady_clock::now();
   EXPECT_TRUE(loop.runUntil([&] { return lookedFor && posts == kEach; }, kLimit));

@@ -134,22 +134,18 @@ void ScrollPeer::apply() {
   ViewPeer::apply();
   const auto& scrollView = static_cast<UIScrollView&>(view());
   const CGSize size = scrollView.bounds().size;
-  const UIEdgeInsets inset = scrollView.contentInset();
   const CGPoint offset = scrollView.contentOffset(), farthest = scrollView.farthestOffset();
   applying_ = true;
   const bool scrolls = scrollView.isScrollEnabled();
-  const auto range = [&](Qt::Orientation orientation, double before, double last, double page,
-                         double value) {
-    const int minimum = whole(-before);
-    const int maximum = std::max(minimum, whole(std::ceil(last)));
-    area_->setRange(orientation, minimum, scrolls ? maximum : minimum, whole(page), whole(value));
+  const auto range = [&](Qt::Orientation orientation, double last, double page, double value) {
+    const int maximum = std::max(0, whole(std::ceil(last)));
+    area_->setRange(orientation, 0, scrolls ? maximum : 0, whole(page), whole(value));
   };
-  range(Qt::Vertical, inset.top, farthest.y, size.height, offset.y);
-  range(Qt::Horizontal, inset.left, farthest.x, size.width, offset.x);
+  range(Qt::Vertical, farthest.y, size.height, offset.y);
+  range(Qt::Horizontal, farthest.x, size.width, offset.x);
   applying_ = false;
   // A list that fits shows none, though what stands above its rows can be scrolled to.
-  area_->setBarVisible(scrolls &&
-                       scrollView.contentSize().height + inset.top + inset.bottom > size.height);
+  area_->setBarVisible(scrolls && scrollView.contentSize().height > size.height);
   switch (scrollView.indicatorStyle()) {
     case UIScrollViewIndicatorStyle::Default:
       area_->setBarColor(isDark(colorBehind(scrollView)) ? Qt::white : Qt::black);

@@ -14,8 +14,8 @@ constexpr int kMostLooks = 64;
 constexpr CGFloat kEstimatedRowHeight = 44;
 }  // namespace
 
-CGFloat UITableViewDelegate::heightForRowAtIndexPath(UITableView& tableView, NSIndexPath) {
-  return tableView.rowHeight();
+CGFloat UITableViewDelegate::heightForRowAtIndexPath(UITableView&, NSIndexPath) {
+  return UITableViewAutomaticDimension;
 }
 
 CGFloat UITableViewDelegate::estimatedHeightForRowAtIndexPath(UITableView&, NSIndexPath) {
@@ -68,7 +68,6 @@ CGFloat UITableView::heightOfHeader(const std::string& title) {
 }
 
 CGFloat UITableView::estimateForSection(std::size_t section) {
-  if (rowHeight_ >= 0) return rowHeight_;
   const auto delegate = this->delegate();
   const CGFloat own =
       delegate ? delegate->estimatedHeightForRowAtIndexPath(*this, {section, 0}) : -1;
@@ -232,9 +231,8 @@ void UITableView::scrollToRowAtIndexPath(NSIndexPath indexPath, UITableViewScrol
     learnCounts();
     if (!tiling_->geometry.contains(indexPath)) return;
     const CGRect row = rectForRowAtIndexPath(indexPath);
-    const UIEdgeInsets inset = contentInset();
-    const CGFloat room = bounds().size.height - inset.top - inset.bottom;
-    const CGFloat now = contentOffset().y + inset.top;
+    const CGFloat room = bounds().size.height;
+    const CGFloat now = contentOffset().y;
     CGFloat top = now;
     if (position == UITableViewScrollPosition::None) {
       if (row.maxY() > now + room) top = row.maxY() - room;
@@ -245,20 +243,14 @@ void UITableView::scrollToRowAtIndexPath(NSIndexPath indexPath, UITableViewScrol
       if (position == UITableViewScrollPosition::Middle) top -= spare / 2;
       if (position == UITableViewScrollPosition::Bottom) top -= spare;
     }
-    const CGFloat lowest = -inset.top;
-    const CGFloat wanted = std::max(std::min(top - inset.top, farthestOffset().y), lowest);
-    if (std::abs(wanted - contentOffset().y) < 0.5) return;
+    const CGFloat wanted = std::max(std::min(top, farthestOffset().y), 0.0);
+    if (std::abs(wanted - now) < 0.5) return;
     setContentOffset({contentOffset().x, wanted}, animated);
     if (animated) return;
   }
 }
 
 // Looks.
-
-void UITableView::setRowHeight(CGFloat height) {
-  rowHeight_ = height;
-  reloadData();
-}
 
 void UITableView::setSeparatorColor(const std::optional<UIColor>& color) {
   if (color == separatorColor_) return;

@@ -118,8 +118,6 @@ class UITableView : public UIScrollView {
                             UITableViewScrollPosition scrollPosition);
   void deselectRowAtIndexPath(NSIndexPath indexPath, bool animated);
 
-  CGFloat rowHeight() const { return rowHeight_; }
-  void setRowHeight(CGFloat height);
   const std::optional<UIColor>& separatorColor() const { return separatorColor_; }
   void setSeparatorColor(const std::optional<UIColor>& color);
   /// Scrolls with the content, above section 0; only its height is used.
@@ -197,7 +195,6 @@ class UITableView : public UIScrollView {
   std::shared_ptr<UIView> tableHeaderView_;
   std::optional<NSIndexPath> selectedRow_, focusedRow_;
   std::optional<UIColor> separatorColor_;
-  CGFloat rowHeight_ = UITableViewAutomaticDimension;
   bool tabStopsAtRows_ = false;
 };
 

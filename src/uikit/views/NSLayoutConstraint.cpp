@@ -65,12 +65,6 @@ void NSLayoutConstraint::activateConstraints(
   for (const auto& constraint : constraints) constraint->setActive(true);
 }
 
-void NSLayoutConstraint::setConstant(CGFloat constant) {
-  if (constant_ == constant) return;
-  constant_ = constant;
-  if (const auto holder = holder_.lock()) holder->setNeedsLayout();
-}
-
 void NSLayoutConstraint::setActive(bool active) {
   if (active == isActive()) return;
   const auto self = sharedFrom(this);

@@ -69,7 +69,6 @@ class NSLayoutConstraint : public NSObject {
   NSLayoutRelation relation() const { return relation_; }
   CGFloat multiplier() const { return multiplier_; }
   CGFloat constant() const { return constant_; }
-  void setConstant(CGFloat constant);
   bool isActive() const { return !holder_.expired(); }
   void setActive(bool active);
   const std::string& identifier() const { return identifier_; }

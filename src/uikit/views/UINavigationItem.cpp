@@ -34,10 +34,4 @@ void UINavigationItem::setRightBarButtonItem(const std::shared_ptr<UIBarButtonIt
   changed();
 }
 
-void UINavigationItem::setHidesBackButton(bool hides) {
-  if (hides == hidesBackButton_) return;
-  hidesBackButton_ = hides;
-  changed();
-}
-
 }  // namespace tasklane

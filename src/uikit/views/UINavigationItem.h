@@ -23,8 +23,6 @@ class UINavigationItem : public NSObject {
   void setLeftBarButtonItem(const std::shared_ptr<UIBarButtonItem>& item);
   const std::shared_ptr<UIBarButtonItem>& rightBarButtonItem() const { return right_; }
   void setRightBarButtonItem(const std::shared_ptr<UIBarButtonItem>& item);
-  bool hidesBackButton() const { return hidesBackButton_; }
-  void setHidesBackButton(bool hides);
 
  private:
   friend class UINavigationBar;
@@ -33,7 +31,6 @@ class UINavigationItem : public NSObject {
   std::shared_ptr<UIView> titleView_;
   std::shared_ptr<UIBarButtonItem> left_, right_;
   std::function<void()> changeHandler_;  ///< of the bar that shows it
-  bool hidesBackButton_ = false;
 };
 
 }  // namespace tasklane

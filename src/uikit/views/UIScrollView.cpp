@@ -51,15 +51,6 @@ void UIScrollView::setContentSize(CGSize size) {
   peerNeedsUpdate();
 }
 
-void UIScrollView::setContentInset(UIEdgeInsets inset) {
-  if (contentInset_ == inset) return;
-  // What the insets uncovered stays at the edge.
-  const bool atTop = contentOffset().y == -contentInset_.top;
-  contentInset_ = inset;
-  if (atTop) setContentOffset({contentOffset().x, -inset.top});
-  peerNeedsUpdate();
-}
-
 void UIScrollView::setScrollEnabled(bool enabled) {
   if (scrollEnabled_ == enabled) return;
   scrollEnabled_ = enabled;
@@ -74,18 +65,17 @@ void UIScrollView::setIndicatorStyle(UIScrollViewIndicatorStyle style) {
 
 CGPoint UIScrollView::farthestOffset() const {
   const CGSize size = frame().size;
-  return {std::max(-contentInset_.left, contentSize_.width + contentInset_.right - size.width),
-          std::max(-contentInset_.top, contentSize_.height + contentInset_.bottom - size.height)};
+  return {std::max(0.0, contentSize_.width - size.width),
+          std::max(0.0, contentSize_.height - size.height)};
 }
 
 CGPoint UIScrollView::offsetWithinContent(CGPoint offset) const {
   const CGPoint last = farthestOffset();
-  return {std::max(-contentInset_.left, std::min(offset.x, last.x)),
-          std::max(-contentInset_.top, std::min(offset.y, last.y))};
+  return {std::max(0.0, std::min(offset.x, last.x)), std::max(0.0, std::min(offset.y, last.y))};
 }
 
 void UIScrollView::scrollRectToVisible(CGRect rect, bool animated) {
-  const CGRect shown = CGRect{contentOffset(), frame().size}.insetBy(contentInset_);
+  const CGRect shown{contentOffset(), frame().size};
   const auto move = [](CGFloat from, CGFloat to, CGFloat shownFrom, CGFloat shownTo) {
     // The nearer edge decides; of what is too large the beginning is shown.
     if (from < shownFrom || to - from > shownTo - shownFrom) return from - shownFrom;

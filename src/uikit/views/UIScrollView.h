@@ -34,8 +34,6 @@ class UIScrollView : public UIView {
   void setFrame(CGRect frame) override;
   CGSize contentSize() const { return contentSize_; }
   virtual void setContentSize(CGSize size);
-  UIEdgeInsets contentInset() const { return contentInset_; }
-  void setContentInset(UIEdgeInsets inset);
   bool isScrollEnabled() const { return scrollEnabled_; }
   void setScrollEnabled(bool enabled);
   UIScrollViewIndicatorStyle indicatorStyle() const { return indicatorStyle_; }
@@ -50,7 +48,7 @@ class UIScrollView : public UIView {
 
   /// The offset at which the end of the content shows: no person scrolls further.
   virtual CGPoint farthestOffset() const;
-  /// The nearest offset that shows nothing beyond the content and its insets.
+  /// The nearest offset that shows nothing beyond the content.
   CGPoint offsetWithinContent(CGPoint offset) const;
   /// A person scrolled to an offset (the backend calls this).
   void userDidScrollToOffset(CGPoint offset);
@@ -62,7 +60,6 @@ class UIScrollView : public UIView {
  private:
   CGSize contentSize_;
   std::shared_ptr<Tween> scrolling_;
-  UIEdgeInsets contentInset_;
   UIScrollViewIndicatorStyle indicatorStyle_ = UIScrollViewIndicatorStyle::Default;
   bool scrollEnabled_ = true;
 };

@@ -14,22 +14,18 @@ class CountingScrollView : public UIScrollView {
   void didScroll() override { ++scrolls; }
 };
 
-TEST(UIScrollViewTest, PersonStaysWithinContentAndInsetsProgramNeedNot) {
+TEST(UIScrollViewTest, PersonStaysWithinContentProgramNeedNot) {
   struct Case {
     CGSize content;
-    UIEdgeInsets inset;
     CGPoint wanted, expected;
   };
   for (const auto& c : {
-           Case{{100, 300}, {}, {0, 50}, {0, 50}}, Case{{100, 300}, {}, {40, 999}, {0, 200}},
-           Case{{100, 300}, {}, {-5, -5}, {0, 0}},
-           Case{{100, 300}, {10, 0, 20, 0}, {0, -99}, {0, -10}},
-           Case{{100, 300}, {10, 0, 20, 0}, {0, 999}, {0, 220}},
-           Case{{50, 50}, {}, {30, 30}, {0, 0}},  // smaller than the view
+           Case{{100, 300}, {0, 50}, {0, 50}}, Case{{100, 300}, {40, 999}, {0, 200}},
+           Case{{100, 300}, {-5, -5}, {0, 0}},
+           Case{{50, 50}, {30, 30}, {0, 0}},  // smaller than the view
        }) {
     const auto view = std::make_shared<UIScrollView>(CGRect{0, 0, 100, 100});
     view->setContentSize(c.content);
-    view->setContentInset(c.inset);
     view->userDidScrollToOffset(c.wanted);
     EXPECT_EQ(view->contentOffset(), c.expected);
     view->setContentOffset(c.wanted);
@@ -84,16 +80,6 @@ TEST(UIScrollViewTest, ContentComesBackWhenTheViewGrowsOrTheContentShrinks) {
   view->setContentOffset({0, 30});
   view->setFrame({0, 0, 100, 500});
   EXPECT_EQ(view->contentOffset().y, 30) << "a program's own";
-}
-
-TEST(UIScrollViewTest, NewInsetKeepsTheContentsTopInSight) {
-  const auto view = std::make_shared<UIScrollView>(CGRect{0, 0, 100, 100});
-  view->setContentSize({100, 1000});
-  view->setContentInset({20, 0, 0, 0});
-  EXPECT_EQ(view->contentOffset().y, -20);
-  view->setContentOffset({0, 300});
-  view->setContentInset({40, 0, 0, 0});
-  EXPECT_EQ(view->contentOffset().y, 300);
 }
 
 }  // namespace

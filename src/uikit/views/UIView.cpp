@@ -57,8 +57,7 @@ void UIView::setFrame(CGRect frame) {
 
 void UIView::setBounds(CGRect bounds) {
   if (bounds.size != frame_.size) {
-    const CGPoint middle = center();
-    setFrame({middle.x - bounds.size.width / 2, middle.y - bounds.size.height / 2,
+    setFrame({frame_.midX() - bounds.size.width / 2, frame_.midY() - bounds.size.height / 2,
               bounds.size.width, bounds.size.height});
   }
   if (bounds.origin == boundsOrigin_) return;
@@ -66,10 +65,6 @@ void UIView::setBounds(CGRect bounds) {
   boundsOrigin_ = bounds.origin;
   setNeedsLayout();
   peerNeedsUpdate();
-}
-
-void UIView::setCenter(CGPoint center) {
-  setFrame({{center.x - frame_.size.width / 2, center.y - frame_.size.height / 2}, frame_.size});
 }
 
 CGPoint UIView::convertPointToView(CGPoint point, const UIView* view) const {
@@ -118,8 +113,6 @@ void UIView::setContentMode(UIViewContentMode mode) {
 void UIView::setUserInteractionEnabled(bool enabled) {
   if (replace(userInteractionEnabled_, enabled)) peerNeedsUpdate();
 }
-
-void UIView::setNeedsDisplay() { peerNeedsUpdate(); }
 
 void UIView::peerNeedsUpdate() {
   if (peer_) peer_->viewDidChange();

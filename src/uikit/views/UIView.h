@@ -55,8 +55,6 @@ class UIView : public UIResponder {
   virtual void setFrame(CGRect frame);
   CGRect bounds() const { return {boundsOrigin_, frame_.size}; }
   virtual void setBounds(CGRect bounds);
-  CGPoint center() const { return {frame_.midX(), frame_.midY()}; }
-  void setCenter(CGPoint center);
   unsigned autoresizingMask() const { return autoresizingMask_; }
   void setAutoresizingMask(unsigned mask) { autoresizingMask_ = mask; }
   /// To the other view's coordinates; with none to the window's.
@@ -136,7 +134,6 @@ class UIView : public UIResponder {
   virtual void tintColorDidChange();
   bool isUserInteractionEnabled() const { return userInteractionEnabled_; }
   void setUserInteractionEnabled(bool enabled);
-  void setNeedsDisplay();
 
   // First responder.
   std::shared_ptr<UIResponder> nextResponder() const override;

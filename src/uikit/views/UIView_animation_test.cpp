@@ -29,7 +29,7 @@ class UIViewAnimationTest : public testing::Test {
     UIView::animateWithDuration(
         duration,
         [&] {
-          view->setCenter({x + 5, 5});
+          view->setFrame({x, 0, 10, 10});
         },
         std::move(completion));
   }
@@ -81,13 +81,13 @@ TEST_F(UIViewAnimationTest, RunsAtOnceWhereNobodyWouldSeeIt) {
     UIView::animateWithDuration(
         1,
         [&] {
-          moved.setCenter({5, 5});
+          moved.setFrame({0, 0, 10, 10});
         },
         [&] { done = true; });
     return done && moved.presentationFrame() == moved.frame();
   };
   EXPECT_TRUE(runsAtOnce(*stray));
-  view->setCenter({5, 5});
+  view->setFrame({0, 0, 10, 10});
   EXPECT_TRUE(runsAtOnce(*view)) << "nothing moves";
   headless::setAnimationsEnabled(false);
   view->setFrame({});
@@ -120,7 +120,7 @@ TEST_F(UIViewAnimationTest, CompletionRunsOnceWhateverBecomesOfTheView) {
        }},
       {"moved again",
        [&] {
-         view->setCenter({7, 7});
+         view->setFrame({2, 2, 10, 10});
        }},
       {"window closed", [&] { window->close(); }},
   };

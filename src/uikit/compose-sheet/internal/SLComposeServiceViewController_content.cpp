@@ -178,15 +178,6 @@ SLComposeServiceViewController::ContentController::items() {
   return *items_;
 }
 
-void SLComposeServiceViewController::ContentController::forgetItems() {
-  if (items_) {
-    for (const auto& item : *items_) item->setChangeHandler({});
-  }
-  items_.reset();
-  rows_->reloadData();
-  if (isViewLoaded()) view()->setNeedsLayout();
-}
-
 std::size_t SLComposeServiceViewController::ContentController::numberOfRowsInSection(UITableView&,
                                                                                      std::size_t) {
   return items().size();

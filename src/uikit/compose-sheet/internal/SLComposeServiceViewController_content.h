@@ -25,7 +25,6 @@ class SLComposeServiceViewController::ContentController : public UIViewControlle
   void setThumbnails(const std::vector<SLComposeThumbnail>& thumbnails);
   void setNotice(const std::optional<SLComposeNotice>& notice);
   void setColors(const Colors& colors);
-  void forgetItems();
   /// How high the screen would like to be at a width.
   CGFloat heightForWidth(CGFloat width);
   void layoutContent();

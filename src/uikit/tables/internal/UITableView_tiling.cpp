@@ -101,12 +101,11 @@ UITableView::Pass UITableView::tilePass() {
     if (!fixed) fixed = tiling.geometry.rowNear(y);
     if (showRowsAround(fixed, y) == Pass::Interrupted) return Pass::Interrupted;
     const bool mayClamp = tiling.contentMayShrink || tiling.geometry.totalHeight() < before;
-    const CGFloat lowest = -contentInset().top;
     if ((mayClamp && y > farthestOffset().y) || (atEnd && y < farthestOffset().y)) {
       y = farthestOffset().y;
       atEnd = true;
-    } else if (y != contentOffset().y && y < lowest) {
-      y = lowest;
+    } else if (y != contentOffset().y && y < 0) {
+      y = 0;
     } else {
       break;
     }
@@ -124,11 +123,9 @@ UITableView::Pass UITableView::tilePass() {
 }
 
 CGPoint UITableView::farthestOffset() const {
-  const UIEdgeInsets inset = contentInset();
   const auto& geometry = tiling_->geometry;
-  const CGFloat end = geometry.totalHeight() + inset.bottom - bounds().size.height;
-  return {UIScrollView::farthestOffset().x,
-          std::max({end, geometry.top() - inset.top, -inset.top})};
+  const CGFloat end = geometry.totalHeight() - bounds().size.height;
+  return {UIScrollView::farthestOffset().x, std::max({end, geometry.top(), 0.0})};
 }
 
 /// Makes sure that a row has a cell. Answers false when the rows are not what they were: then the
@@ -166,7 +163,8 @@ void UITableView::measureRow(NSIndexPath path, UITableViewCell& cell) {
   auto& geometry = tiling_->geometry;
   const CGFloat width = bounds().size.width;
   const auto delegate = this->delegate();
-  CGFloat height = delegate ? delegate->heightForRowAtIndexPath(*this, path) : rowHeight_;
+  CGFloat height =
+      delegate ? delegate->heightForRowAtIndexPath(*this, path) : UITableViewAutomaticDimension;
   if (tiling_->isStale()) return;
   if (height < 0) {
     cell.setFrame({0, geometry.rowTop(path), width, geometry.rowHeight(path)});
