@@ -134,7 +134,7 @@ Result<NSItemProviderItem> loadGuarded(const NSItemProvider::Loader& loader) {
 
 void handle(const NSItemProvider::CompletionHandler& handler,
             const Result<NSItemProviderItem>& loaded) {
-  if (loaded.ok())
+  if (loaded)
     handler(loaded.value(), std::nullopt);
   else
     handler(std::monostate{}, loaded.error());
@@ -183,7 +183,7 @@ const char* typeOf(EncodedImage::Format format) {
 /// What a file is as an image: by its contents, or, where they cannot be read now, by its name.
 std::optional<std::string> imageTypeOf(const NSURL& url) {
   const auto image = EncodedImage::imageWithContentsOfFile(url.path());
-  if (image.ok()) return typeOf(image.value()->format());
+  if (image) return typeOf(image.value()->format());
   if (image.error().kind == NSError::Kind::Unsupported) return std::nullopt;
   auto type =
       UTTypeCreatePreferredIdentifierForTag(kUTTagClassFilenameExtension, url.pathExtension());
@@ -206,7 +206,7 @@ std::shared_ptr<NSItemProvider> NSItemProvider::makeWithContentsOfURL(const NSUR
   if (const auto type = url.isFileURL() ? imageTypeOf(url) : std::nullopt) {
     provider->registerItemForTypeIdentifier(*type, [url]() -> Result<NSItemProviderItem> {
       auto image = EncodedImage::imageWithContentsOfFile(url.path());
-      if (!image.ok()) return image.error();
+      if (!image) return image.error();
       return NSItemProviderItem(std::move(image).value());
     });
   }

@@ -68,7 +68,7 @@ Result<std::shared_ptr<const EncodedImage>> EncodedImage::imageWithContentsOfFil
   const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (descriptor < 0) return NSError::fromErrno(errno, "cannot open " + path);
   const std::shared_ptr<EncodedImage> image(new EncodedImage(descriptor, path));
-  if (auto identified = image->identify(); !identified.ok()) return identified.error();
+  if (auto identified = image->identify(); !identified) return identified.error();
   return std::shared_ptr<const EncodedImage>(image);
 }
 
@@ -115,25 +115,23 @@ Result<void> EncodedImage::checkUnchanged() const {
 Result<void> EncodedImage::writeJPEGRepresentation(double compressionQuality,
                                                    UnnamedFile& into) const {
   auto scratch = UnnamedFile::makeInFolder(into.folder());
-  if (!scratch.ok()) return scratch.error();
+  if (!scratch) return scratch.error();
   auto decoded = PictureDecoder::shared().decode(
       {.format = format_, .quality = compressionQuality},
       {fileDescriptor_, scratch.value()->fileDescriptor(), into.fileDescriptor()});
   // A file that changes under the decoder looks damaged; the change is what to tell.
-  if (auto unchanged = checkUnchanged(); !unchanged.ok()) return unchanged;
-  if (!decoded.ok())
-    return NSError{decoded.error().kind, path_ + ": " + decoded.error().description};
+  if (auto unchanged = checkUnchanged(); !unchanged) return unchanged;
+  if (!decoded) return NSError{decoded.error().kind, path_ + ": " + decoded.error().description};
   return into.flush();
 }
 
 Result<EncodedImage::Pixels> EncodedImage::thumbnail(int side) const {
   auto scratch = UnnamedFile::makeInFolder(scratchFolder());
-  if (!scratch.ok()) return scratch.error();
+  if (!scratch) return scratch.error();
   auto decoded = PictureDecoder::shared().decode(
       {.format = format_, .thumbnailSide = std::clamp(side, 1, kLargestThumbnail)},
       {fileDescriptor_, scratch.value()->fileDescriptor(), -1});
-  if (!decoded.ok())
-    return NSError{decoded.error().kind, path_ + ": " + decoded.error().description};
+  if (!decoded) return NSError{decoded.error().kind, path_ + ": " + decoded.error().description};
   return decoded;
 }
 

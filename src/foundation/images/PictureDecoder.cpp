@@ -137,7 +137,7 @@ Result<EncodedImage::Pixels> PictureDecoder::decode(const PictureRequest& reques
   auto sent = send(request, descriptors, ends[1]);
   ::close(ends[1]);
   Result<EncodedImage::Pixels> result =
-      sent.ok() ? readReply(ends[0], request.thumbnailSide) : sent.error();
+      sent ? readReply(ends[0], request.thumbnailSide) : sent.error();
   ::close(ends[0]);
   return result;
 }
@@ -201,7 +201,7 @@ Result<void> PictureDecoder::send(const PictureRequest& request,
 
   const std::lock_guard lock(starting_);
   for (int attempt = 0;; ++attempt) {
-    if (auto started = start(); !started.ok()) return started;
+    if (auto started = start(); !started) return started;
     if (uninterrupted([&] { return ::sendmsg(socket_, &header, MSG_NOSIGNAL); }) >= 0) return {};
     const int failure = errno;
     if (attempt > 0 || (failure != EPIPE && failure != ECONNRESET)) return cannotStart(failure);

@@ -166,7 +166,7 @@ Result<void> confineProcess(const std::vector<int>& descriptors, const DecodingL
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
     if (!kSanitized || standard != STDERR_FILENO) ::dup2(nowhere, standard);
   closeOthers(descriptors);
-  if (auto limited = setLimits(limits); !limited.ok()) return limited;
+  if (auto limited = setLimits(limits); !limited) return limited;
   return installFilter();
 }
 

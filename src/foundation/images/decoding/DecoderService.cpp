@@ -101,7 +101,7 @@ Result<EncodedImage::Pixels> decode(const Request& request, OpenImageFunction op
   const ImageSource source(request.descriptors[1]);
   allowProcessorTime(kTimeOfAny);
   const auto header = readImageHeader(format, source);
-  if (!header.ok()) return header.error();
+  if (!header) return header.error();
   allowProcessorTime(timeFor(header.value()));
   ScratchFile scratch(request.descriptors[2]);
   try {
@@ -109,7 +109,7 @@ Result<EncodedImage::Pixels> decode(const Request& request, OpenImageFunction op
       return makeThumbnail(format, source, scratch, openOther, message.thumbnailSide);
     auto encoded =
         encodeJPEG(format, source, scratch, openOther, message.quality, request.descriptors.back());
-    if (!encoded.ok()) return encoded.error();
+    if (!encoded) return encoded.error();
     return EncodedImage::Pixels{};
   } catch (const std::bad_alloc&) {
     return NSError{NSError::Kind::Unsupported, "it takes more memory to decode than is allowed"};
@@ -129,12 +129,12 @@ Result<EncodedImage::Pixels> decode(const Request& request, OpenImageFunction op
       request.descriptors,
       {rare ? kOtherMemory : kRowsMemory, kProcessorSeconds, ScratchFile::kMaximumSize});
   const int pipe = request.descriptors[0];
-  if (!confined.ok()) {
+  if (!confined) {
     reply(pipe, confined.error());
     ::_exit(0);
   }
   const auto decoded = decode(request, openOther);
-  if (decoded.ok())
+  if (decoded)
     reply(pipe, decoded.value());
   else
     reply(pipe, decoded.error());
@@ -209,7 +209,7 @@ class Service {
       std::memcpy(request.descriptors.data(), CMSG_DATA(part),
                   request.descriptors.size() * sizeof(int));
     }
-    if (auto begun = begin(request, static_cast<std::size_t>(got)); !begun.ok()) {
+    if (auto begun = begin(request, static_cast<std::size_t>(got)); !begun) {
       if (!request.descriptors.empty()) reply(request.descriptors[0], begun.error());
     } else {
       request.descriptors[0] = -1;  // kept until the child has ended

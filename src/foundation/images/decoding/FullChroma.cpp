@@ -37,8 +37,7 @@ class FullChroma final : public StripProducer {
     // A row of colour needs the one below it, which may be in the next strip.
     const std::uint32_t last = (first + rows - 1) / stored_->layout().rowsPerStrip() + 1;
     while (loaded_ < stored_->layout().strips() && loaded_ <= last) {
-      if (auto filled = stored_->fill(strips_[loaded_ % strips_.size()]); !filled.ok())
-        return filled;
+      if (auto filled = stored_->fill(strips_[loaded_ % strips_.size()]); !filled) return filled;
       ++loaded_;
     }
     for (std::size_t plane = 0; plane < 3; ++plane) {

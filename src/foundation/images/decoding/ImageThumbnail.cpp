@@ -119,14 +119,14 @@ Result<EncodedImage::Pixels> scaleToFit(StripProducer& producer, int side) {
   std::vector<std::uint8_t> mixed(
       layout.pixels == PixelLayout::YCbCr ? std::size_t{layout.width} * 3 : 0);
   for (std::uint32_t index = 0; index < layout.strips(); ++index) {
-    if (auto filled = producer.fill(strip); !filled.ok()) return filled.error();
+    if (auto filled = producer.fill(strip); !filled) return filled.error();
     const std::uint32_t rows = layout.planeRowsInStrip(layout.planes[0], index);
     for (std::uint32_t y = 0; y < rows; ++y) {
       if (!mixed.empty()) mixRow(layout, strip, y, mixed.data());
       filter.add(mixed.empty() ? strip.row(0, y) : mixed.data());
     }
   }
-  if (auto finished = producer.finish(); !finished.ok()) return finished.error();
+  if (auto finished = producer.finish(); !finished) return finished.error();
   return turned(filter.take(), width, height, producer.orientation());
 }
 

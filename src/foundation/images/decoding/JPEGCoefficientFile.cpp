@@ -50,7 +50,7 @@ bool JPEGCoefficientFile::makeFile() {
     size_ += std::uint64_t{array->rowBytes} * array->rows;
   }
   auto part = scratch_.take(size_);
-  if (!part.ok()) {
+  if (!part) {
     failure_ = part.error();
     return false;
   }
@@ -73,7 +73,7 @@ JBLOCKARRAY JPEGCoefficientFile::access(j_common_ptr info, jvirt_barray_ptr hand
 
 bool JPEGCoefficientFile::moveWindow(Array& array, JDIMENSION startRow, JDIMENSION rows) {
   const auto keep = [this](const Result<void>& result) {
-    if (!result.ok()) failure_ = result.error();
+    if (!result) failure_ = result.error();
     return result.ok();
   };
   const auto placeOf = [&array](JDIMENSION row) {

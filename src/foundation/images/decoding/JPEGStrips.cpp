@@ -66,7 +66,7 @@ class JPEGDecoder final : public StripProducer {
   const std::string& colorProfile() const override { return decoding_.colorProfile; }
 
   Result<void> start() {
-    if (auto read = reader_.readHeader(); !read.ok()) return read;
+    if (auto read = reader_.readHeader(); !read) return read;
     jpeg_decompress_struct& info = reader_.info();
     layout_ = StripLayout::planar(info.num_components == 1 ? PixelLayout::Gray : PixelLayout::YCbCr,
                                   info.image_width, info.image_height, samplingOf(info));
@@ -111,7 +111,7 @@ class JPEGDecoder final : public StripProducer {
     for (std::uint32_t y = 0; y < layout_.rowsPerStrip() && next_ < layout_.height; ++y, ++next_) {
       JSAMPROW row = cmyk_ ? inks_.data() : strip.row(0, y);
       auto read = reader_.attempt([&info, &row] { jpeg_read_scanlines(&info, &row, 1); });
-      if (!read.ok()) return read;
+      if (!read) return read;
       if (cmyk_) turnInksToRGB(strip.row(0, y));
     }
     return {};
@@ -144,7 +144,7 @@ class JPEGFileEncoder final : public JPEGEncoder {
       : layout_(layout), writer_(fileDescriptor), pointers_(layout) {}
 
   Result<void> start(const std::string& profile, double quality) {
-    if (auto made = writer_.create(); !made.ok()) return made;
+    if (auto made = writer_.create(); !made) return made;
     const int percent = static_cast<int>(std::lround(std::clamp(quality, 0.0, 1.0) * 100));
     return writer_.attempt([&, percent] {
       jpeg_compress_struct& info = writer_.info();
@@ -199,7 +199,7 @@ class JPEGFileEncoder final : public JPEGEncoder {
 
 OpenedImage openJPEG(const DecoderInput& input, JPEGDecoding decoding) {
   auto decoder = std::make_unique<JPEGDecoder>(input, std::move(decoding));
-  if (auto started = decoder->start(); !started.ok()) return started.error();
+  if (auto started = decoder->start(); !started) return started.error();
   return std::unique_ptr<StripProducer>(std::move(decoder));
 }
 
@@ -207,7 +207,7 @@ Result<std::unique_ptr<JPEGEncoder>> makeJPEGEncoder(const StripLayout& layout,
                                                      const std::string& colorProfile,
                                                      double quality, int fileDescriptor) {
   auto encoder = std::make_unique<JPEGFileEncoder>(layout, fileDescriptor);
-  if (auto started = encoder->start(colorProfile, quality); !started.ok()) return started.error();
+  if (auto started = encoder->start(colorProfile, quality); !started) return started.error();
   return std::unique_ptr<JPEGEncoder>(std::move(encoder));
 }
 

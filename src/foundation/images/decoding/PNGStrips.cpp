@@ -89,7 +89,7 @@ class PNGDecoder final : public StripProducer {
 
   Result<void> start() {
     auto started = reader_.attempt([this] { readHeader(); });
-    if (!started.ok()) return started;
+    if (!started) return started;
     channels_ = png_get_channels(reader_.png(), reader_.info());
     const bool alpha = channels_ == 2 || channels_ == 4;
     const bool color = channels_ >= 3;
@@ -112,11 +112,11 @@ class PNGDecoder final : public StripProducer {
       std::uint8_t* row = row_.data();
       if (passes_ > 1) {
         auto waiting = interlacedRow(next_);
-        if (!waiting.ok()) return waiting.error();
+        if (!waiting) return waiting.error();
         row = waiting.value();
       }
       auto read = reader_.attempt([this, row] { png_read_row(reader_.png(), row, nullptr); });
-      if (!read.ok()) return read;
+      if (!read) return read;
       convert(row, strip.row(0, y));
     }
     return {};
@@ -166,7 +166,7 @@ class PNGDecoder final : public StripProducer {
       return NSError{NSError::Kind::Unsupported,
                      "an interlaced PNG may have 150 million pixels at most; save it otherwise"};
     auto part = input_.scratch->take(std::uint64_t{rowBytes_} * layout_.height);
-    if (!part.ok()) return part.error();
+    if (!part) return part.error();
     waiting_ = part.value();
     windowRows_ = static_cast<std::uint32_t>(
         std::clamp<std::size_t>(kWindowBytes / rowBytes_, 1, layout_.height));
@@ -174,10 +174,10 @@ class PNGDecoder final : public StripProducer {
     for (int pass = 0; pass + 1 < passes_; ++pass) {
       for (std::uint32_t y = 0; y < layout_.height; ++y) {
         auto row = interlacedRow(y);
-        if (!row.ok()) return row.error();
+        if (!row) return row.error();
         std::uint8_t* bytes = row.value();
         auto read = reader_.attempt([this, bytes] { png_read_row(reader_.png(), bytes, nullptr); });
-        if (!read.ok()) return read;
+        if (!read) return read;
       }
     }
     return {};
@@ -188,11 +188,11 @@ class PNGDecoder final : public StripProducer {
     const std::uint32_t first = y / windowRows_ * windowRows_;
     if (!windowLoaded_ || first != windowFirst_) {
       if (windowLoaded_) {
-        if (auto kept = moveWindow(true); !kept.ok()) return kept.error();
+        if (auto kept = moveWindow(true); !kept) return kept.error();
       }
       windowFirst_ = first;
       windowLoaded_ = true;
-      if (auto loaded = moveWindow(false); !loaded.ok()) return loaded.error();
+      if (auto loaded = moveWindow(false); !loaded) return loaded.error();
     }
     return window_.data() + (y - first) * rowBytes_;
   }
@@ -239,7 +239,7 @@ class PNGDecoder final : public StripProducer {
 
 OpenedImage openPNG(const DecoderInput& input, bool keepsAlpha) {
   auto decoder = std::make_unique<PNGDecoder>(input, keepsAlpha);
-  if (auto started = decoder->start(); !started.ok()) return started.error();
+  if (auto started = decoder->start(); !started) return started.error();
   return std::unique_ptr<StripProducer>(std::move(decoder));
 }
 

@@ -27,7 +27,7 @@ unsigned int eighthsFor(const ImageHeader& header, int side) {
 OpenedImage open(Format format, const ImageSource& source, ScratchFile& scratch,
                  OpenImageFunction openOther, int side) {
   auto header = readImageHeader(format, source);
-  if (!header.ok()) return header.error();
+  if (!header) return header.error();
   const DecoderInput input{&source, &scratch, header.value()};
   if (format == Format::JPEG) {
     JPEGDecoding decoding;
@@ -50,17 +50,17 @@ OpenedImage open(Format format, const ImageSource& source, ScratchFile& scratch,
 Result<void> encodeJPEG(Format format, const ImageSource& source, ScratchFile& scratch,
                         OpenImageFunction openOther, double quality, int result) {
   auto opened = open(format, source, scratch, openOther, 0);
-  if (!opened.ok()) return opened.error();
+  if (!opened) return opened.error();
   auto stored = std::move(opened).value();
   if (needsFullChroma(*stored)) stored = makeFullChroma(std::move(stored));
   auto upright = makeUpright(std::move(stored), scratch);
-  if (!upright.ok()) return upright.error();
+  if (!upright) return upright.error();
   StripProducer& producer = *upright.value();
   auto encoder = makeJPEGEncoder(producer.layout(), producer.colorProfile(), quality, result);
-  if (!encoder.ok()) return encoder.error();
+  if (!encoder) return encoder.error();
   auto moved = runStripPipeline(
       producer, [&encoder](const Strip& strip) { return encoder.value()->add(strip); });
-  if (!moved.ok()) return moved;
+  if (!moved) return moved;
   return encoder.value()->finish();
 }
 
@@ -68,7 +68,7 @@ Result<EncodedImage::Pixels> makeThumbnail(Format format, const ImageSource& sou
                                            ScratchFile& scratch, OpenImageFunction openOther,
                                            int side) {
   auto opened = open(format, source, scratch, openOther, side);
-  if (!opened.ok()) return opened.error();
+  if (!opened) return opened.error();
   return scaleToFit(*opened.value(), side);
 }
 

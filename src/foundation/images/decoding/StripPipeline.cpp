@@ -27,7 +27,7 @@ class StripPipeline {
       if (!waitForFilled(index)) break;
       auto consumed = consume(slots_[index % kSlots]);
       const std::lock_guard lock(mutex_);
-      if (!consumed.ok() && !failure_) failure_ = consumed.error();
+      if (!consumed && !failure_) failure_ = consumed.error();
       consumed_ = index + 1;
       changed_.notify_all();
       if (failure_) break;
@@ -47,14 +47,14 @@ class StripPipeline {
       }
       auto filled = guarded([&] { return producer_.fill(slots_[index % kSlots]); });
       const std::lock_guard lock(mutex_);
-      if (!filled.ok() && !failure_) failure_ = filled.error();
+      if (!filled && !failure_) failure_ = filled.error();
       filled_ = index + 1;
       changed_.notify_all();
       if (failure_) return;
     }
     auto finished = guarded([&] { return producer_.finish(); });
     const std::lock_guard lock(mutex_);
-    if (!finished.ok() && !failure_) failure_ = finished.error();
+    if (!finished && !failure_) failure_ = finished.error();
   }
 
   template <class Work>

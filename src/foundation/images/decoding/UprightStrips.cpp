@@ -56,7 +56,7 @@ class TurnedPlane {
         std::memcpy(piece_.data() + i * pieceBytes, buffer_.data() + i * rowBytes + first * sample_,
                     pieceBytes);
       auto kept = file.writeAt(placeOfLine(first) + y * pieceBytes, piece_.data(), piece_.size());
-      if (!kept.ok()) return kept;
+      if (!kept) return kept;
     }
     return {};
   }
@@ -65,7 +65,7 @@ class TurnedPlane {
   Result<void> give(const ScratchFile::Part& file, std::uint32_t y, std::uint32_t rows,
                     Strip& strip, std::size_t plane) {
     if (rows == 0) return {};
-    if (auto loaded = loadBand(file, y / bandLines_ * bandLines_); !loaded.ok()) return loaded;
+    if (auto loaded = loadBand(file, y / bandLines_ * bandLines_); !loaded) return loaded;
     const std::uint8_t* start = buffer_.data();
     if (exchanged_) {
       start += (y - bandFirst_) * sample_;
@@ -211,10 +211,10 @@ class UprightStrips final : public StripProducer {
 
   Result<void> fill(Strip& strip) override {
     if (next_ == 0) {
-      if (auto kept = keepAll(); !kept.ok()) return kept;
+      if (auto kept = keepAll(); !kept) return kept;
     }
     for (std::size_t plane = 0; plane < planes_.size(); ++plane) {
-      if (auto given = fillPlane(strip, plane); !given.ok()) return given;
+      if (auto given = fillPlane(strip, plane); !given) return given;
     }
     ++next_;
     return {};
@@ -230,7 +230,7 @@ class UprightStrips final : public StripProducer {
         const std::uint32_t y = index * layout.planeRowsPerStrip(shape);
         auto kept =
             planes_[plane].keep(file_, strip, plane, y, layout.planeRowsInStrip(shape, index));
-        if (!kept.ok()) return kept;
+        if (!kept) return kept;
       }
       ++index;
       return {};
@@ -242,7 +242,7 @@ class UprightStrips final : public StripProducer {
     const std::uint32_t rows = layout_.planeRowsInStrip(shape, next_);
     const std::uint32_t first = next_ * layout_.planeRowsPerStrip(shape);
     auto given = planes_[plane].give(file_, first, rows, strip, plane);
-    if (!given.ok()) return given;
+    if (!given) return given;
     strip.padPlane(layout_, plane, rows);
     return {};
   }
@@ -263,7 +263,7 @@ Result<std::unique_ptr<StripProducer>> makeUpright(std::unique_ptr<StripProducer
   for (const ImagePlane& plane : stored->layout().planes)
     size += std::uint64_t{plane.width} * plane.height * plane.bytesPerSample;
   auto file = scratch.take(size);
-  if (!file.ok()) return file.error();
+  if (!file) return file.error();
   std::unique_ptr<StripProducer> upright =
       std::make_unique<UprightStrips>(std::move(stored), std::move(file).value());
   return upright;

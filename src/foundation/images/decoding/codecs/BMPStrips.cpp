@@ -113,7 +113,7 @@ class BMPRows final : public RGBRows {
 
 OpenedImage openBMP(const DecoderInput& input) {
   auto rows = std::make_unique<BMPRows>(input);
-  if (auto started = rows->start(); !started.ok()) return started.error();
+  if (auto started = rows->start(); !started) return started.error();
   return std::unique_ptr<StripProducer>(std::move(rows));
 }
 

@@ -46,7 +46,7 @@ const Levels& Levels::full() {
 
 Result<void> RGBRows::fill(Strip& strip) {
   for (std::uint32_t y = 0; y < layout_.rowsPerStrip() && next_ < layout_.height; ++y, ++next_) {
-    if (auto read = readRow(next_, strip.row(0, y)); !read.ok()) return read;
+    if (auto read = readRow(next_, strip.row(0, y)); !read) return read;
   }
   return {};
 }

@@ -23,7 +23,7 @@ class GIFRows final : public RGBRows {
   Result<void> start() {
     gif_ = DGifOpen(this, read, nullptr);
     if (gif_ == nullptr) return damaged("its header cannot be read");
-    if (auto found = findFrame(); !found.ok()) return found;
+    if (auto found = findFrame(); !found) return found;
     const GifImageDesc& frame = gif_->Image;
     const ColorMapObject* colors = frame.ColorMap != nullptr ? frame.ColorMap : gif_->SColorMap;
     if (colors == nullptr) return damaged("it has no colors");
@@ -118,7 +118,7 @@ class GIFRows final : public RGBRows {
 
 OpenedImage openGIF(const DecoderInput& input) {
   auto rows = std::make_unique<GIFRows>(input);
-  if (auto started = rows->start(); !started.ok()) return started.error();
+  if (auto started = rows->start(); !started) return started.error();
   return std::unique_ptr<StripProducer>(std::move(rows));
 }
 

@@ -120,24 +120,24 @@ class HEIFStrips final : public StripProducer {
 
   Result<void> start() {
     Session whole(*input_.source, {});
-    if (auto opened = whole.open(); !opened.ok()) return opened;
+    if (auto opened = whole.open(); !opened) return opened;
     alpha_ = heif_image_handle_has_alpha_channel(whole.handle()) != 0;
     colors_ = codedColorsOf(whole.handle());
     if (alpha_ || picture_.librarysTurns) picture_.tiles.clear();
     if (picture_.tiles.empty()) {
       picture_.rows = picture_.columns = 1;
-      if (auto fits = judgeSize(whole.handle()); !fits.ok()) return fits;
+      if (auto fits = judgeSize(whole.handle()); !fits) return fits;
     }
     takeProfile(whole.handle());
     auto first = decodeFirst(whole);
-    if (!first.ok()) return first.error();
+    if (!first) return first.error();
     images_.push_back(std::move(first).value());
     return layOut();
   }
 
   Result<void> fill(Strip& strip) override {
     const std::uint32_t y = next_ * layout_.rowsPerStrip();
-    if (auto loaded = loadRow(y / tileHeight_); !loaded.ok()) return loaded;
+    if (auto loaded = loadRow(y / tileHeight_); !loaded) return loaded;
     for (std::size_t plane = 0; plane < layout_.planes.size(); ++plane) {
       const ImagePlane& shape = layout_.planes[plane];
       const std::uint32_t rows = layout_.planeRowsInStrip(shape, next_);
@@ -184,7 +184,7 @@ class HEIFStrips final : public StripProducer {
           chroma_ == heif_chroma_monochrome ? heif_colorspace_monochrome : heif_colorspace_YCbCr;
     }
     auto image = decodeTile(0, &whole);
-    if (!image.ok() || alpha_) return image;
+    if (!image || alpha_) return image;
     if (!colors_) colors_ = codedColorsOf(image.value().get());
     const heif_colorspace space = heif_image_get_colorspace(image.value().get());
     if (space == heif_colorspace_monochrome ||
@@ -201,7 +201,7 @@ class HEIFStrips final : public StripProducer {
     if (picture_.tiles.empty()) return whole->decode(space_, chroma_, picture_.librarysTurns);
     HeaderBytes bytes(*input_.source);
     Session session(*input_.source, makePrimary(bytes, picture_.tiles[index]));
-    if (auto opened = session.open(); !opened.ok()) return opened.error();
+    if (auto opened = session.open(); !opened) return opened.error();
     return session.decode(space_, chroma_, false);
   }
 
@@ -268,8 +268,8 @@ class HEIFStrips final : public StripProducer {
     for (std::uint32_t column = 0; column < picture_.columns; ++column) {
       if (row == row_ && column == 0) continue;
       auto image = decodeTile(std::size_t{row} * picture_.columns + column, nullptr);
-      if (!image.ok()) return image.error();
-      if (auto whole = judgeImage(image.value().get()); !whole.ok()) return whole;
+      if (!image) return image.error();
+      if (auto whole = judgeImage(image.value().get()); !whole) return whole;
       if (column == 0)
         images_[0] = std::move(image).value();
       else
@@ -339,7 +339,7 @@ OpenedImage openHEIF(const DecoderInput& input) {
   auto picture = readHEIF(bytes);
   if (!picture) return damaged("it does not say its size");
   auto strips = std::make_unique<HEIFStrips>(input, std::move(*picture));
-  if (auto started = strips->start(); !started.ok()) return started.error();
+  if (auto started = strips->start(); !started) return started.error();
   return std::unique_ptr<StripProducer>(std::move(strips));
 }
 

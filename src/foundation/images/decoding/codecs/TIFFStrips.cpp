@@ -171,7 +171,7 @@ class TIFFRows final : public RGBRows {
 
   Result<void> readLine(std::uint32_t y, std::uint8_t* rgb) {
     if (stored_) {
-      if (auto read = readStored(y); !read.ok()) return read;
+      if (auto read = readStored(y); !read) return read;
     } else if (TIFFReadScanline(file_.get(), line_.data(), y, 0) != 1) {
       return file_.error();
     }
@@ -235,7 +235,7 @@ class TIFFRows final : public RGBRows {
 
 OpenedImage openTIFF(const DecoderInput& input) {
   auto rows = std::make_unique<TIFFRows>(input);
-  if (auto started = rows->start(); !started.ok()) return started.error();
+  if (auto started = rows->start(); !started) return started.error();
   return std::unique_ptr<StripProducer>(std::move(rows));
 }
 

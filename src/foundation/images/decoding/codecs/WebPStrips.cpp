@@ -32,7 +32,7 @@ class OutputFile {
 
   Result<void> make(ScratchFile& scratch, std::size_t size) {
     auto part = scratch.take(size);
-    if (!part.ok()) return part.error();
+    if (!part) return part.error();
     const int file = part.value().fileDescriptor();
     const auto offset = static_cast<off_t>(part.value().offset());
     // Allocated now, because a page that finds no room when it is written to kills the process.
@@ -131,7 +131,7 @@ class WebPStrips : public StripProducer {
   const std::string& colorProfile() const override { return profile_; }
   Result<void> finish() override {
     while (!done_) {
-      if (auto fed = feed(); !fed.ok()) return fed;
+      if (auto fed = feed(); !fed) return fed;
     }
     return {};
   }
@@ -164,7 +164,7 @@ class WebPStrips : public StripProducer {
   Result<void> waitForRows(std::uint32_t rows) {
     while (rowsDone() < std::min(rows, frame_.height)) {
       if (done_) return damaged("it ends too early");
-      if (auto fed = feed(); !fed.ok()) return fed;
+      if (auto fed = feed(); !fed) return fed;
     }
     return {};
   }
@@ -212,8 +212,7 @@ class WebPPlanes final : public WebPStrips {
   using WebPStrips::WebPStrips;
 
   Result<void> fill(Strip& strip) override {
-    if (auto waited = waitForRows((next_ + 1) * layout_.rowsPerStrip()); !waited.ok())
-      return waited;
+    if (auto waited = waitForRows((next_ + 1) * layout_.rowsPerStrip()); !waited) return waited;
     for (std::size_t plane = 0; plane < 3; ++plane) {
       const ImagePlane& shape = layout_.planes[plane];
       const Levels& levels = Levels::ofVideo();
@@ -244,7 +243,7 @@ class WebPPlanes final : public WebPStrips {
       sizes[i] = std::size_t{layout_.planes[i].width} * layout_.planes[i].height;
       total += sizes[i];
     }
-    if (auto made = output_.make(*input_.scratch, total); !made.ok()) return made;
+    if (auto made = output_.make(*input_.scratch, total); !made) return made;
     std::uint8_t* bytes = output_.bytes();
     const int chromaStride = static_cast<int>(layout_.planes[1].width);
     decoder_.reset(WebPINewYUV(bytes, sizes[0], static_cast<int>(frame_.width), bytes + offsets_[1],
@@ -279,7 +278,7 @@ class WebPPixels final : public WebPStrips {
     const std::uint32_t rows = layout_.planeRowsInStrip(layout_.planes[0], next_);
     const std::uint32_t end = first + rows;
     if (end > frame_.top)
-      if (auto waited = waitForRows(end - frame_.top); !waited.ok()) return waited;
+      if (auto waited = waitForRows(end - frame_.top); !waited) return waited;
     for (std::uint32_t y = 0; y < rows; ++y) {
       std::uint8_t* to = strip.row(0, y);
       std::fill(to, to + std::size_t{layout_.width} * 3, std::uint8_t{255});
@@ -299,7 +298,7 @@ class WebPPixels final : public WebPStrips {
   Result<void> prepare() override {
     layout_ = StripLayout::interleaved(PixelLayout::RGB, input_.header.width, input_.header.height);
     const std::size_t rowBytes = std::size_t{frame_.width} * 4, total = rowBytes * frame_.height;
-    if (auto made = output_.make(*input_.scratch, total); !made.ok()) return made;
+    if (auto made = output_.make(*input_.scratch, total); !made) return made;
     decoder_.reset(WebPINewRGB(MODE_RGBA, output_.bytes(), total, static_cast<int>(rowBytes)));
     if (!decoder_) return damaged("no decoder for it");
     return {};
@@ -323,7 +322,7 @@ OpenedImage openWebP(const DecoderInput& input) {
     strips = std::make_unique<WebPPlanes>(input, std::move(frame));
   else
     strips = std::make_unique<WebPPixels>(input, std::move(frame));
-  if (auto started = strips->start(); !started.ok()) return started.error();
+  if (auto started = strips->start(); !started) return started.error();
   return std::unique_ptr<StripProducer>(std::move(strips));
 }
 
