@@ -105,7 +105,8 @@ class BrowserShares:
     def start(cls, enter):
         """A desktop with the browser on it."""
         desktop = enter(Desktop())
-        desktop.environment.update(HOME=desktop.folder)
+        # Without a bus a browser would start one, which outlives the display.
+        desktop.environment.update(HOME=desktop.folder, DBUS_SESSION_BUS_ADDRESS="disabled:")
         return desktop, enter(cls.Browser(desktop, cls.packages))
 
     def open(self, path):
