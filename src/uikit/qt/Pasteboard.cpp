@@ -136,7 +136,7 @@ UIPasteboardContents contentsOf(const QMimeData& data, Picture picture) {
   contents.sourceAddress = sourceAddressOf(data, html);
   QString text = data.hasText() ? data.text() : QString();
   // The toolkit makes a text of addresses where there is none.
-  if (!data.hasFormat("text/plain") && (data.hasUrls() || contents.files.size() > 0)) text.clear();
+  if (!data.hasFormat("text/plain") && (data.hasUrls() || !contents.files.empty())) text.clear();
   if (text.isEmpty() && !html.isEmpty()) text = QTextDocumentFragment::fromHtml(html).toPlainText();
   text.remove(QChar::Null).remove(QChar::ObjectReplacementCharacter);
   text.replace("\r\n", "\n");
