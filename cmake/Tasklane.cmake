@@ -96,7 +96,7 @@ function(tasklane_tests name)
   if(TASKLANE_SANITIZE)
     target_compile_options(${name}_test PRIVATE -O0)
   else()
-    target_compile_options(${name}_test PRIVATE $<$<CONFIG:RelWithDebInfo>:-O1;-g1>)
+    target_compile_options(${name}_test PRIVATE $<$<CONFIG:RelWithDebInfo>:-O1>)
   endif()
   tasklane_uses_picture_decoder(${name}_test)
   target_link_libraries(${name}_test PRIVATE ${ARG_USES} GTest::gmock
