@@ -92,7 +92,8 @@ class Machine:
         return run([*self.enter, *command], **options)
 
     def install(self, packages):
-        self.run("dpkg", "-i", *packages)
+        # Small images of Debian leave manuals out.
+        self.run("dpkg", "--path-include=*", "-i", *packages)
 
     def purge(self):
         self.run("dpkg", "-P", *(path.name.split("_")[0] for path in PACKAGES))

@@ -1,15 +1,12 @@
 #include "shared-store/AttachmentHold.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 
 #include "foundation/base/FileSystem.h"
 
 namespace tasklane {
 
 namespace {
-
-constexpr mode_t kHeld = S_ISVTX | S_IRUSR | S_IWUSR, kQueued = S_IRUSR | S_IWUSR;
 
 /// The byte of the folder that stands for a file: of a folder locks are all that there is.
 struct flock byteOf(unsigned long long inode, short type) {
@@ -34,12 +31,16 @@ void AttachmentHold::take(int fileDescriptor) {
 
 void AttachmentHold::wereQueued(const std::vector<std::string>& names) {
   if (!folderDescriptor_) return;
-  for (const auto& name : names) ::fchmodat(folderDescriptor_.get(), name.c_str(), kQueued, 0);
+  for (const auto& name : names) mark(folderDescriptor_.get(), name, kQueued);
 }
 
 bool AttachmentHold::isHeld(int folderDescriptor, unsigned long long inode) {
   auto lock = byteOf(inode, F_WRLCK);
   return ::fcntl(folderDescriptor, F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
+}
+
+bool AttachmentHold::mark(int folderDescriptor, const std::string& name, mode_t permissions) {
+  return ::fchmodat(folderDescriptor, name.c_str(), permissions, 0) == 0;
 }
 
 }  // namespace tasklane

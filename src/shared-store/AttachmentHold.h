@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 #include <vector>
 
@@ -25,6 +27,13 @@ class AttachmentHold {
   /// Whether another hold, of this or another process, has a file of the folder (by its inode
   /// number); true where that cannot be found out.
   static bool isHeld(int folderDescriptor, unsigned long long inode);
+
+  /// What the permissions of a file in the folder say of it. kSeenOrphaned: a sweep found no queue
+  /// entry that names it, when they were last changed.
+  static constexpr mode_t kQueued = S_IRUSR | S_IWUSR, kHeld = S_ISVTX | kQueued,
+                          kSeenOrphaned = S_IRUSR;
+  /// Sets them; false where they stay as they are, which the next sweep meets again.
+  static bool mark(int folderDescriptor, const std::string& name, mode_t permissions);
 
  private:
   std::string folder_;

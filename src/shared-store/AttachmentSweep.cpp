@@ -23,7 +23,6 @@ namespace tasklane {
 
 namespace {
 
-constexpr mode_t kQueued = S_IRUSR | S_IWUSR, kSeenOrphaned = S_IRUSR;
 constexpr std::time_t kHour = 3600, kLongestFetching = 7 * 24 * kHour;
 
 std::string attachmentFolder() {
@@ -82,9 +81,9 @@ OrphanedAttachment::Kind kindOf(int folder, const Candidate& candidate) {
   if (isStandIn(candidate.name))
     return now - candidate.state.st_mtime > kHour ? Kind::Unfinished : Kind::Recent;
   if (candidate.state.st_mode & S_ISVTX) return Kind::NeverQueued;
-  if ((candidate.state.st_mode & 0777) != kSeenOrphaned) {
+  if ((candidate.state.st_mode & 0777) != AttachmentHold::kSeenOrphaned) {
     // The moment of this change is when it was first seen.
-    ::fchmodat(folder, candidate.name.c_str(), kSeenOrphaned, 0);
+    AttachmentHold::mark(folder, candidate.name, AttachmentHold::kSeenOrphaned);
     return Kind::Recent;
   }
   return now - candidate.state.st_ctime > kLongestFetching ? Kind::Forgotten : Kind::Recent;
@@ -116,7 +115,7 @@ Result<std::vector<OrphanedAttachment>> findOrphanedAttachments() {
     if (queued.value().contains(candidate.name)) {
       // A process that was killed right after its Save has left the mark.
       if (candidate.state.st_mode & S_ISVTX)
-        ::fchmodat(folder.get(), candidate.name.c_str(), kQueued, 0);
+        AttachmentHold::mark(folder.get(), candidate.name, AttachmentHold::kQueued);
       continue;
     }
     // As it is by now: it may have been queued meanwhile, and taken out of the queue again.
