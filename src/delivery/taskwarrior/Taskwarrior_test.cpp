@@ -157,7 +157,7 @@ TEST_F(TaskwarriorTest, DeliversAnIdentifierOnceInWhateverState) {
     const std::string command = "task rc.confirmation=off rc.context= rc.gc=off " +
                                 std::string("0f2a1b3c-1111-4222-8333-000000000001 ") + change +
                                 " >/dev/null 2>&1";
-    (void)std::system(command.c_str());
+    EXPECT_NE(std::system(command.c_str()), -1);
     EXPECT_TRUE(carryOut({task})[0].isRepetition) << change;
     EXPECT_EQ(tasks().size(), 1u);
   }
