@@ -153,9 +153,18 @@ class Desktop:
             if program.poll() is not None:
                 raise AssertionError(f"the share ended with {program.returncode} before its window appeared")
             return set(self.windows()) - before
-        self.window = wait_for("the sheet's window", appeared).pop()
+        try:
+            self.window = wait_for("the sheet's window", appeared).pop()
+        except AssertionError as failure:
+            raise AssertionError(f"{failure}; {self.standing(program)}") from failure
         self.activate()
         return program
+
+    def standing(self, program):
+        """What the windows are, and what each thread of a program waits in."""
+        threads = [f"{path.parent.name} {path.read_text().strip()}"
+                   for path in pathlib.Path(f"/proc/{program.pid}/task").glob("*/wchan")]
+        return f"threads {threads}, windows {self.output(['xwininfo', '-root', '-tree'])}"
 
     def save(self, count=1):
         """Presses Save in the sheet that comes, until the queue has so many entries; answers the last."""
