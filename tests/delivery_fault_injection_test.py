@@ -110,7 +110,17 @@ def calendar(uid):
             f"SUMMARY:{uid}\r\nEND:VTODO\r\nEND:VCALENDAR\r\n")
 
 
-class FolderCase(DeliveryCase):
+class CalendarCase(DeliveryCase):
+    """Tasks as iCalendar texts, which texts_of finds by their UID."""
+
+    def times(self, uuid):
+        return len(self.texts_of(uuid))
+
+    def is_marked(self):
+        return "STATUS:COMPLETED" in self.texts_of(MARKED)[0]
+
+
+class FolderCase(CalendarCase):
     """A program has named the file of the task to be completed otherwise."""
 
     def prepare_list(self):
@@ -127,12 +137,6 @@ class FolderCase(DeliveryCase):
         texts = [path.read_text() for path in self.root.glob("*.ics")]
         assert all("END:VCALENDAR" in text for text in texts), "a file is not whole"
         return [text for text in texts if f"UID:{uuid}\n" in text]
-
-    def times(self, uuid):
-        return len(self.texts_of(uuid))
-
-    def is_marked(self):
-        return "STATUS:COMPLETED" in self.texts_of(MARKED)[0]
 
     def check_files_of(self, uuid):
         if uuid == OLD:
@@ -179,7 +183,7 @@ class TaskwarriorCase(DeliveryCase):
         return True
 
 
-class CalDAVCase(DeliveryCase):
+class CalDAVCase(CalendarCase):
     """For each case a user of a server that all share."""
     users = itertools.count()
     most_users = 5000
@@ -206,12 +210,6 @@ class CalDAVCase(DeliveryCase):
 
     def check_theirs(self):
         assert self.texts_of(FOREIGN) == self.theirs, "what is theirs was changed"
-
-    def times(self, uuid):
-        return len(self.texts_of(uuid))
-
-    def is_marked(self):
-        return "STATUS:COMPLETED" in self.texts_of(MARKED)[0]
 
     def check_files_of(self, uuid):
         if uuid == OLD:

@@ -76,7 +76,7 @@ std::string addressWithoutTracking(const std::string& address, std::vector<std::
       hasRemoved = true;
       removed.push_back(std::move(key));
     } else {
-      kept += (kept.empty() && at == query + 1 ? "?" : "&") + part;
+      kept += "&" + part;
     }
     at = end + 1;
   }

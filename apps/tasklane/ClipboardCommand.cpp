@@ -8,6 +8,7 @@
 #include "Command.h"
 #include "ShareCommand.h"
 #include "foundation/base/FileDescriptor.h"
+#include "foundation/base/FileSystem.h"
 #include "foundation/base/ProgramStart.h"
 #include "foundation/files/NSFileManager.h"
 
@@ -28,9 +29,8 @@ std::optional<int> run(ProgramStart start) {
                       " (" + program +
                       "); install it there, or say what is shared by --text or --image."};
   int status = 0;
-  while (::waitpid(process, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
+  const bool hasEnded = uninterrupted([&] { return ::waitpid(process, &status, 0); }) == process;
+  return hasEnded && WIFEXITED(status) ? std::optional(WEXITSTATUS(status)) : std::nullopt;
 }
 
 std::string sentence(std::string text) {
